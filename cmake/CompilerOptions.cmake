@@ -1,0 +1,15 @@
+# Warnings and sanitizers, the same for every target.
+add_library(qbflv_compiler_options INTERFACE)
+
+target_compile_options(qbflv_compiler_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor -Wcast-qual -Wformat=2)
+
+if(QBFLV_WARNINGS_AS_ERRORS)
+  target_compile_options(qbflv_compiler_options INTERFACE -Werror)
+endif()
+
+if(QBFLV_SANITIZE)
+  target_compile_options(qbflv_compiler_options INTERFACE
+    -fsanitize=${QBFLV_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(qbflv_compiler_options INTERFACE -fsanitize=${QBFLV_SANITIZE})
+endif()

@@ -1,0 +1,25 @@
+// The one seam to the operating system.
+#pragma once
+
+#include <cstdint>
+
+namespace qbflv::platform {
+
+/// The four heap operators that the host process offers.
+enum class HeapOperator { kNew, kDelete, kNewArray, kDeleteArray };
+
+/// The address of the operator that the host process's main program exports, or null.
+[[nodiscard]] void* FindHostHeapOperator(HeapOperator which);
+
+/// The character after the one at text, stepping over both bytes of a character of a double-byte code page. text must
+/// not stand at its NUL.
+[[nodiscard]] const char* NextCharacter(const char* text);
+
+/// Writes to the standard error stream.
+void WriteStandardError(const char* text);
+
+/// Counts that several threads may change. Both answer the new value.
+std::int32_t AtomicIncrement(std::int32_t& count);
+std::int32_t AtomicDecrement(std::int32_t& count);
+
+}  // namespace qbflv::platform

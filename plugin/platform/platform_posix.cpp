@@ -1,0 +1,56 @@
+// The operating system as Linux has it.
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+
+#include "plugin/platform/platform.h"
+
+namespace qbflv::platform {
+
+namespace {
+
+/// The operators' names as the C++ ABI of the platform mangles them.
+const char* MangledName(HeapOperator which) {
+  switch (which) {
+    case HeapOperator::kNew:
+      return "_Znwm";
+    case HeapOperator::kDelete:
+      return "_ZdlPv";
+    case HeapOperator::kNewArray:
+      return "_Znam";
+    case HeapOperator::kDeleteArray:
+      return "_ZdaPv";
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void* FindHostHeapOperator(HeapOperator which) {
+  // The handle of the main program searches its global scope. RTLD_DEFAULT would search this library's own scope as
+  // well, and so find the operators of the C++ runtime that the library brings along into a host that has none.
+  void* const mainProgram = dlopen(nullptr, RTLD_LAZY);
+  if (mainProgram == nullptr) return nullptr;
+  void* const address = dlsym(mainProgram, MangledName(which));
+  dlclose(mainProgram);
+  return address;
+}
+
+const char* NextCharacter(const char* text) { return text + 1; }  // no double-byte code pages here
+
+void WriteStandardError(const char* text) {
+  std::size_t left = std::strlen(text);
+  while (left > 0) {
+    const ssize_t written = write(STDERR_FILENO, text, left);
+    if (written <= 0) return;
+    text += written;
+    left -= static_cast<std::size_t>(written);
+  }
+}
+
+std::int32_t AtomicIncrement(std::int32_t& count) { return std::atomic_ref<std::int32_t>(count).fetch_add(1) + 1; }
+std::int32_t AtomicDecrement(std::int32_t& count) { return std::atomic_ref<std::int32_t>(count).fetch_sub(1) - 1; }
+
+}  // namespace qbflv::platform

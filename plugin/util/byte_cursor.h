@@ -1,0 +1,41 @@
+// Big-endian readers over a run of bytes. Every parser of the plug-in reads through them, so none can read past its
+// input.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "plugin/shell/host_interfaces.h"
+
+namespace qbflv {
+
+/// The next unread byte and the count of bytes that remain. A reader that succeeds moves past its item; one that fails
+/// moves nothing. Decoding that is made of several items is not rolled back.
+struct ByteCursor {
+  const std::uint8_t* bytes = nullptr;
+  std::uint32_t remaining = 0;
+
+  ByteCursor() = default;
+  explicit ByteCursor(std::span<const std::uint8_t> run)
+      : bytes(run.data()), remaining(static_cast<std::uint32_t>(run.size())) {}
+
+  /// What is left, as a run.
+  [[nodiscard]] std::span<const std::uint8_t> Rest() const { return {bytes, remaining}; }
+};
+
+// Each answers kOk, or kFailed when the cursor has no bytes to point at or fewer remain than the item needs.
+
+[[nodiscard]] Status ReadUINT8(ByteCursor& cursor, std::uint8_t& value);
+[[nodiscard]] Status ReadUINT16(ByteCursor& cursor, std::uint16_t& value);
+[[nodiscard]] Status ReadUINT24(ByteCursor& cursor, std::uint32_t& value);
+[[nodiscard]] Status ReadUINT32(ByteCursor& cursor, std::uint32_t& value);
+/// IEEE-754 double precision.
+[[nodiscard]] Status ReadDouble(ByteCursor& cursor, double& value);
+
+/// Reads count bits (at most 32), the first one most significant. bitPosition is the next bit of the current byte, from
+/// 7 (its most significant) down to 0. A count of 0 yields 0. kFailed also for a bit position above 7, for more bits
+/// than remain, and when no byte remains.
+[[nodiscard]] Status ReadBits(ByteCursor& cursor, std::uint32_t& bitPosition, std::uint32_t count,
+                              std::uint32_t& value);
+
+}  // namespace qbflv
