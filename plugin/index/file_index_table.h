@@ -1,0 +1,46 @@
+// The seek index of a file: one table of restart positions per stream.
+#pragma once
+
+#include <cstdint>
+
+#include "plugin/index/stream_index_table.h"
+#include "plugin/shell/host_interfaces.h"
+#include "plugin/util/owned.h"
+
+namespace qbflv {
+
+/// Passes each operation on to the stream's table, where it is described. For a stream that is not there, statuses are
+/// kFailed, IsCovered is 0, and nothing else happens.
+class CFileIndexTable {
+ public:
+  CFileIndexTable() = default;
+  CFileIndexTable(const CFileIndexTable&) = delete;
+  CFileIndexTable& operator=(const CFileIndexTable&) = delete;
+
+  /// Slot 0.
+  virtual ~CFileIndexTable() = default;
+  /// Slot 1. Starts anew with tables for so many streams. kOutOfMemory: there are no streams, or the first table that
+  /// could not be made and those after it have no room.
+  virtual Status Init(std::uint16_t streams, std::uint32_t granularity, std::uint32_t capacity, std::uint32_t extras);
+  /// Slot 2.
+  virtual Status AddEntry(std::uint16_t stream, std::uint32_t time, std::uint32_t offset, std::uint64_t extra);
+  /// Slot 3.
+  virtual Status Lookup(std::uint16_t stream, std::uint32_t* time, std::uint32_t* offset, std::uint64_t* extra);
+  /// Slot 4.
+  virtual BOOL IsCovered(std::uint16_t stream, std::uint32_t time);
+  /// Slot 5.
+  virtual Status LookupByOffset(std::uint16_t stream, std::uint32_t offset, std::uint32_t limit, std::uint32_t* time,
+                                std::uint32_t* foundOffset, std::uint32_t* beyondEnd);
+  /// Slot 6. For every stream.
+  virtual void SetGranularity(std::uint32_t granularity);
+  /// Slot 7.
+  virtual void NoteTime(std::uint16_t stream, std::uint32_t time);
+  /// Slot 8. No streams afterwards.
+  virtual void Clear();
+
+ private:
+  OwnedArray<CStreamIndexTable> m_pStreamTables;
+  std::uint16_t m_uStreamCount = 0;
+};
+
+}  // namespace qbflv
