@@ -1,0 +1,76 @@
+// The base of the host's interface objects: reference count and interface table.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "plugin/shell/host_interfaces.h"
+#include "plugin/util/com_ptr.h"
+
+namespace qbflv::host {
+
+/// Implements the first three slots for a class with the given interfaces, of which the first is its identity. Objects
+/// are made with MakeObject and end in their last Release.
+template <typename FirstInterface, typename... Interfaces>
+class ComObject : public FirstInterface, public Interfaces... {
+ public:
+  ComObject(const ComObject&) = delete;
+  ComObject& operator=(const ComObject&) = delete;
+
+  Status QueryInterface(const GUID& id, void** object) override {
+    if (object == nullptr) return kInvalidArgument;
+    *object = FindInterface(id);
+    if (*object == nullptr) return kNoInterface;
+    AddRef();
+    return kOk;
+  }
+
+  std::uint32_t AddRef() final { return m_count.fetch_add(1, std::memory_order_relaxed) + 1; }
+
+  std::uint32_t Release() final {
+    const std::uint32_t left = m_count.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) std::unique_ptr<ComObject>(this).reset();
+    return left;
+  }
+
+ protected:
+  ComObject() = default;
+  virtual ~ComObject() = default;
+
+  /// The object's interface with this identifier, or null. A class overrides it to offer more, or less.
+  virtual void* FindInterface(const GUID& id) {
+    const std::pair<const GUID*, void*> table[] = {{&IUnknown::kId, static_cast<FirstInterface*>(this)},
+                                                   {&FirstInterface::kId, static_cast<FirstInterface*>(this)},
+                                                   {&Interfaces::kId, static_cast<Interfaces*>(this)}...};
+    for (const auto& [entryId, entry] : table) {
+      if (*entryId == id) return entry;
+    }
+    return nullptr;
+  }
+
+ private:
+  friend struct std::default_delete<ComObject>;
+
+  std::atomic<std::uint32_t> m_count{1};
+};
+
+/// A new object with the one reference that is returned.
+template <typename Object, typename... Arguments>
+ComPtr<Object> MakeObject(Arguments&&... arguments) {
+  return ComPtr<Object>::Adopt(new Object(std::forward<Arguments>(arguments)...));
+}
+
+/// What an interface operation does, with its shortage of memory as a status: nothing is thrown across the boundary.
+template <typename Action>
+Status WithoutThrowing(Action&& action) {
+  try {
+    return std::forward<Action>(action)();
+  } catch (const std::bad_alloc&) {
+    return kOutOfMemory;
+  }
+}
+
+}  // namespace qbflv::host

@@ -1,0 +1,29 @@
+// What the host offers to a plug-in: its object factory and its preferences.
+#pragma once
+
+#include <utility>
+
+#include "host/com_object.h"
+
+namespace qbflv::host {
+
+/// Passes on the identifiers that it does not answer for itself, first to the factory, then to the preferences; either
+/// may be null.
+class Context final : public ComObject<IUnknown> {
+ public:
+  Context(ComPtr<IQBObjectFactory> factory, ComPtr<IQBPreferences> preferences)
+      : m_factory(std::move(factory)), m_preferences(std::move(preferences)) {}
+
+  Status QueryInterface(const GUID& id, void** object) override {
+    Status status = ComObject::QueryInterface(id, object);
+    if (status == kNoInterface && m_factory) status = m_factory->QueryInterface(id, object);
+    if (status == kNoInterface && m_preferences) status = m_preferences->QueryInterface(id, object);
+    return status;
+  }
+
+ private:
+  ComPtr<IQBObjectFactory> m_factory;
+  ComPtr<IQBPreferences> m_preferences;
+};
+
+}  // namespace qbflv::host
