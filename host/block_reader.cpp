@@ -1,0 +1,78 @@
+// Reads a file in large blocks and answers small reads with slices of them.
+#include "host/block_reader.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace qbflv::host {
+
+namespace {
+
+/// Bytes. Large enough that system calls do not count, small enough that a packet kept by somebody, and with it its
+/// block, is no burden.
+constexpr std::uint64_t kBlockSize = 256 * 1024;
+
+}  // namespace
+
+BlockReader::BlockReader(FileDescriptor file, Observer observer)
+    : m_file(std::move(file)), m_observer(std::move(observer)) {}
+
+Status BlockReader::Read(std::uint64_t offset, std::uint32_t count, Slice& slice) {
+  slice = {};
+  if (count == 0) return kOk;
+  const bool inBlock = offset >= m_blockOffset && offset + count <= m_blockOffset + m_blockSize;
+  if (!inBlock) {
+    const Status status = ReadBlock(offset, count);
+    if (Failed(status)) return status;
+  }
+  const std::uint64_t before = offset - m_blockOffset;
+  if (before >= m_blockSize) return kOk;
+  slice.size = static_cast<std::uint32_t>(std::min<std::uint64_t>(count, m_blockSize - before));
+  slice.bytes = std::shared_ptr<std::uint8_t[]>(m_block, m_block.get() + before);
+  return kOk;
+}
+
+std::uint64_t BlockReader::FileSize() const {
+  struct stat status {};
+  if (fstat(m_file.Number(), &status) != 0 || status.st_size < 0) return 0;
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+/// Whoever asks for bytes just before the block in hand walks back through the file: the block then ends with what is
+/// asked for, so that the next step back is in it. Otherwise it starts there.
+std::uint64_t BlockReader::BlockStart(std::uint64_t offset, std::uint32_t count) const {
+  const std::uint64_t end = offset + count;
+  const bool walksBack = offset < m_blockOffset && end + kBlockSize > m_blockOffset && count < kBlockSize;
+  if (!walksBack) return offset;
+  return end > kBlockSize ? end - kBlockSize : 0;
+}
+
+Status BlockReader::ReadBlock(std::uint64_t offset, std::uint32_t count) {
+  // A count is only a claim: no more is taken than the file has. A file that is cut off meanwhile ends the loop early.
+  const std::uint64_t fileSize = FileSize();
+  const std::uint64_t start = BlockStart(offset, count);
+  const std::uint64_t wanted = std::max<std::uint64_t>(kBlockSize, offset - start + count);
+  const std::uint64_t size = start < fileSize ? std::min(wanted, fileSize - start) : 0;
+
+  auto block = std::make_shared_for_overwrite<std::uint8_t[]>(size);
+  std::uint64_t filled = 0;
+  while (filled < size) {
+    const ssize_t got = pread(m_file.Number(), block.get() + filled, size - filled, static_cast<off_t>(start + filled));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return kFailed;
+    if (got == 0) break;
+    filled += static_cast<std::uint64_t>(got);
+  }
+  m_block = std::move(block);
+  m_blockOffset = start;
+  m_blockSize = filled;
+  ++m_blocksRead;
+  if (m_observer) m_observer(offset, fileSize);
+  return kOk;
+}
+
+}  // namespace qbflv::host

@@ -1,0 +1,120 @@
+// The host's file object: one file of the file system, answering the way a chosen host would.
+#include "host/file_object.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <limits>
+#include <utility>
+
+#include "host/buffer.h"
+#include "host/host_error.h"
+
+namespace qbflv::host {
+
+namespace {
+
+/// The value of SetAccessHint that announces jumps.
+constexpr std::uint32_t kJumpsAhead = 1;
+
+void RequireReadableFile(const struct stat& status) {
+  if (S_ISDIR(status.st_mode)) throw HostError("it is a directory");
+  if (!S_ISREG(status.st_mode)) throw HostError("it is not a regular file");
+  if (status.st_size > std::numeric_limits<std::uint32_t>::max()) {
+    throw HostError(fmt::format("it has {} bytes; files of 4 GiB or more cannot be read", status.st_size));
+  }
+}
+
+}  // namespace
+
+ComPtr<FileObject> FileObject::Open(const std::filesystem::path& path, FileOptions options, EventLoop& loop) {
+  // Without O_NONBLOCK, opening a named pipe would wait for a writer.
+  FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!file.IsOpen()) throw HostError::System("cannot open the file", errno);
+  struct stat status {};
+  if (fstat(file.Number(), &status) != 0) throw HostError::System("cannot look at the file", errno);
+  RequireReadableFile(status);
+  return MakeObject<FileObject>(std::move(file), std::move(options), loop);
+}
+
+FileObject::FileObject(FileDescriptor file, FileOptions options, EventLoop& loop)
+    : m_reader(std::move(file), options.onBlock), m_options(std::move(options)), m_loop(loop) {}
+
+void* FileObject::FindInterface(const GUID& id) {
+  if (id == IQBFileStat::kId && m_options.stat == FileOptions::Stat::kNo) return nullptr;
+  return ComObject::FindInterface(id);
+}
+
+Status FileObject::Init(std::uint32_t /*flags*/, IQBFileResponse* response) {
+  if (response == nullptr) return kInvalidArgument;
+  m_response = ComPtr<IQBFileResponse>::Retain(response);
+  m_position = 0;
+  return Answer(m_response, [](IQBFileResponse& to) { to.InitDone(kOk); });
+}
+
+Status FileObject::Close() {
+  ++m_session;
+  m_response = nullptr;
+  return kOk;
+}
+
+Status FileObject::Read(std::uint32_t count) {
+  if (!m_response) return kInvalidState;
+  ++m_counts.reads;
+  ComPtr<IQBBuffer> buffer;
+  const Status status = WithoutThrowing([&] { return ReadBuffer(count, buffer); });
+  return Answer(m_response, [status, buffer](IQBFileResponse& to) { to.ReadDone(status, buffer.Get()); });
+}
+
+Status FileObject::ReadBuffer(std::uint32_t count, ComPtr<IQBBuffer>& buffer) {
+  Slice slice;
+  const Status status = m_reader.Read(m_position, count, slice);
+  if (Failed(status)) return status;
+  if (slice.size == 0 && count > 0 && m_options.endOfFile == FileOptions::EndOfFile::kFail) return kFailed;
+  m_position += slice.size;
+  m_counts.bytes += slice.size;
+  buffer = MakeObject<Buffer>(std::move(slice.bytes), slice.size).Query<IQBBuffer>();
+  return kOk;
+}
+
+Status FileObject::Seek(std::uint32_t offset, BOOL relative) {
+  if (!m_response) return kInvalidState;
+  if (relative != 0) return kNotImplemented;
+  ++m_counts.seeks;
+  m_position = offset;
+  return Answer(m_response, [](IQBFileResponse& to) { to.SeekDone(kOk); });
+}
+
+Status FileObject::SetAccessHint(std::uint32_t hint) {
+  const bool objects = hint == kJumpsAhead && m_options.order == FileOptions::Order::kLinear;
+  return objects ? kPrefersLinearAccess : kOk;
+}
+
+Status FileObject::Stat(IQBFileStatResponse* response) {
+  if (response == nullptr) return kInvalidArgument;
+  if (!m_response) return kInvalidState;
+  const bool known = m_options.stat == FileOptions::Stat::kYes;
+  const auto size = known ? static_cast<std::uint32_t>(m_reader.FileSize()) : 0;
+  return Answer(ComPtr<IQBFileStatResponse>::Retain(response),
+                [known, size](IQBFileStatResponse& to) { to.StatDone(known ? kOk : kFailed, size); });
+}
+
+/// The copy of the response keeps whom it answers alive, whatever is released meanwhile; the answer may call back, or
+/// drop the last reference to this object, which is therefore not touched after it.
+template <typename Response, typename Completion>
+Status FileObject::Answer(ComPtr<Response> response, Completion completion) {
+  if (m_options.answers == FileOptions::Answers::kInline) {
+    completion(*response);
+    return kOk;
+  }
+  return WithoutThrowing([&] {
+    m_loop.Post([self = ComPtr<FileObject>::Retain(this), session = m_session, response, completion] {
+      if (self->m_session == session) completion(*response);
+    });
+    return kOk;
+  });
+}
+
+}  // namespace qbflv::host

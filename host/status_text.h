@@ -1,0 +1,20 @@
+// Statuses as people read them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "plugin/shell/host_interfaces.h"
+
+namespace qbflv::host {
+
+/// For example 0x80004005.
+std::string StatusHex(Status status);
+
+/// What a known status means, in a few words.
+std::string_view StatusWords(Status status);
+
+/// Both: the number, then the words in parentheses.
+std::string StatusText(Status status);
+
+}  // namespace qbflv::host
