@@ -1,0 +1,34 @@
+// The plug-in's dynamic library, loaded with the system loader as a server would.
+#pragma once
+
+#include <filesystem>
+
+#include "plugin/shell/host_interfaces.h"
+#include "plugin/util/com_ptr.h"
+
+namespace qbflv::host {
+
+/// Unloads the library when it goes, unless the library still has objects.
+class PluginLibrary {
+ public:
+  /// Throws HostError when the library cannot be loaded or lacks one of the two exports.
+  explicit PluginLibrary(const std::filesystem::path& path);
+  PluginLibrary(const PluginLibrary&) = delete;
+  PluginLibrary& operator=(const PluginLibrary&) = delete;
+  ~PluginLibrary();
+
+  /// A new file-format object. Throws HostError.
+  ComPtr<IQBPlugin> CreateInstance() const;
+
+  bool CanUnload() const { return m_canUnload() == kOk; }
+
+ private:
+  void* Resolve(const char* name) const;
+
+  std::filesystem::path m_path;
+  void* m_library = nullptr;
+  CreateInstanceFunction m_createInstance = nullptr;
+  CanUnloadFunction m_canUnload = nullptr;
+};
+
+}  // namespace qbflv::host

@@ -1,0 +1,49 @@
+// A format sink that turns every call into one record.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "host/com_object.h"
+
+namespace qbflv::host {
+
+/// One call of the sink; what a call does not carry is 0 or null.
+struct SinkEvent {
+  enum class Kind { kInitDone, kPacketReady, kSeekDone, kFileHeaderReady, kStreamHeaderReady, kStreamDone };
+
+  Kind kind = Kind::kInitDone;
+  Status status = kOk;
+  std::uint16_t stream = 0;
+  ComPtr<IQBPacket> packet;
+  ComPtr<IQBPropertyList> header;
+};
+
+class RecordingSink final : public ComObject<IQBFormatSink> {
+ public:
+  /// Gets each event inside the call. Must not throw: the caller is the plug-in. May call the plug-in back.
+  using Listener = std::function<void(const SinkEvent&)>;
+
+  /// Keeps the events in a list.
+  RecordingSink() = default;
+  /// Passes the events on and keeps none.
+  explicit RecordingSink(Listener listener);
+
+  Status InitDone(Status status) override;
+  Status PacketReady(Status status, IQBPacket* packet) override;
+  Status SeekDone(Status status) override;
+  Status FileHeaderReady(Status status, IQBPropertyList* header) override;
+  Status StreamHeaderReady(Status status, IQBPropertyList* header) override;
+  Status StreamDone(std::uint16_t stream) override;
+
+  const std::vector<SinkEvent>& Events() const { return m_events; }
+
+ private:
+  Status Take(SinkEvent event);
+
+  Listener m_listener;
+  std::vector<SinkEvent> m_events;
+};
+
+}  // namespace qbflv::host

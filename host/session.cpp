@@ -1,0 +1,145 @@
+// One file played through the plug-in, from loading the library to the last packet.
+#include "host/session.h"
+
+#include <fmt/format.h>
+
+#include "host/context.h"
+#include "host/host_error.h"
+#include "host/object_factory.h"
+#include "host/preferences.h"
+#include "host/request.h"
+
+namespace qbflv::host {
+
+namespace {
+
+ComPtr<Context> MakeContext(const NamedTexts& values) {
+  const auto preferences = MakeObject<Preferences>();
+  for (const auto& [name, value] : values) preferences->SetPref(name.c_str(), value);
+  return MakeObject<Context>(MakeObject<ObjectFactory>().Query<IQBObjectFactory>(),
+                             preferences.Query<IQBPreferences>());
+}
+
+ComPtr<Request> MakeRequest(const SessionOptions& options) {
+  auto request = MakeObject<Request>(options.url);
+  for (const auto& [name, value] : options.headers) {
+    const Status status = request->Headers().SetText(name.c_str(), value);
+    if (Failed(status)) throw HostError("cannot set the request's header " + name, status);
+  }
+  return request;
+}
+
+/// The list behind the interface. It was made by this host's factory, so it is there.
+ComPtr<PropertyList> TakeList(const SinkEvent& event) { return event.header.Query<PropertyList>(); }
+
+}  // namespace
+
+Session::Session(const SessionOptions& options) : Session(options.plugin) {
+  m_file = FileObject::Open(options.file, options.fileOptions, m_loop);
+  m_sink = MakeObject<RecordingSink>([this](const SinkEvent& event) { OnEvent(event); });
+  m_plugin = m_library.CreateInstance();
+  m_format = m_plugin.Query<IQBFileFormatObject>();
+  if (!m_format) throw HostError("the plug-in's object reads no files", kNoInterface);
+
+  const Status status = m_plugin->InitPlugin(MakeContext(options.preferences).Get());
+  if (Failed(status)) throw HostError("the plug-in does not take its context", status);
+  const auto request = MakeRequest(options);
+  const SinkEvent answer = Ask(SinkEvent::Kind::kInitDone, "opening the file",
+                               [&] { return m_format->InitFileFormat(request.Get(), m_sink.Get(), m_file.Get()); });
+  if (Failed(answer.status)) throw HostError("the plug-in cannot open the file", answer.status);
+}
+
+Session::~Session() { Close(); }
+
+void Session::ReadHeaders() {
+  const SinkEvent answer =
+      Ask(SinkEvent::Kind::kFileHeaderReady, "reading the file header", [&] { return m_format->GetFileHeader(); });
+  if (Failed(answer.status)) throw HostError("the file has no header", answer.status);
+  m_fileHeader = TakeList(answer);
+  std::uint32_t streamCount = 0;
+  if (!m_fileHeader || Failed(m_fileHeader->GetULONG32("StreamCount", &streamCount)) || streamCount > 0xFFFF) {
+    throw HostError("the file header does not tell the number of streams");
+  }
+  for (std::uint32_t stream = 0; stream < streamCount; ++stream) {
+    const SinkEvent header = Ask(SinkEvent::Kind::kStreamHeaderReady, "reading a stream header",
+                                 [&] { return m_format->GetStreamHeader(static_cast<std::uint16_t>(stream)); });
+    m_streamHeaders.push_back({header.status, TakeList(header)});
+  }
+}
+
+void Session::ReadPackets(PacketHandlers handlers) {
+  for (std::size_t stream = 0; stream < m_streamHeaders.size(); ++stream) {
+    const Status status = m_streamHeaders[stream].status;
+    if (Failed(status)) throw HostError(fmt::format("stream {} has no header", stream), status);
+  }
+  m_handlers = std::move(handlers);
+  m_streamsLeft = m_streamHeaders.size();
+  m_streamDone.assign(m_streamsLeft, false);
+  for (std::size_t stream = 0; stream < m_streamDone.size() && !DeliveryEnded(); ++stream) {
+    RequestPacket(static_cast<std::uint16_t>(stream));
+  }
+  while (!DeliveryEnded() && m_loop.RunOne()) {
+  }
+  Close();
+  if (m_failure) std::rethrow_exception(m_failure);
+  if (!DeliveryEnded()) throw HostError("the plug-in stopped delivering packets before the streams were done");
+}
+
+template <typename Request>
+SinkEvent Session::Ask(SinkEvent::Kind answer, const char* what, Request request) {
+  m_awaited = answer;
+  m_answer.reset();
+  const Status status = request();
+  if (Failed(status) && !m_answer) return {answer, status, 0, nullptr, nullptr};
+  while (!m_answer && m_loop.RunOne()) {
+  }
+  if (!m_answer) throw HostError(fmt::format("{}: the plug-in does not answer", what));
+  return *m_answer;
+}
+
+/// Exceptions wait here until the plug-in has returned: it is no code to throw through.
+void Session::OnEvent(const SinkEvent& event) noexcept {
+  try {
+    if (event.kind == SinkEvent::Kind::kPacketReady) {
+      OnPacket(event);
+    } else if (event.kind == SinkEvent::Kind::kStreamDone) {
+      OnStreamDone(event.stream);
+    } else if (event.kind == m_awaited) {
+      m_answer = event;
+    }
+  } catch (...) {
+    m_failure = std::current_exception();
+    m_stopped = true;
+  }
+}
+
+void Session::OnPacket(const SinkEvent& event) {
+  if (DeliveryEnded()) return;
+  if (!event.packet) throw HostError("the plug-in delivered no packet", event.status);
+  if (event.stream >= m_streamDone.size()) {
+    throw HostError(fmt::format("the plug-in delivered a packet of stream {}, which there is not", event.stream));
+  }
+  m_stopped = !m_handlers.onPacket(*event.packet);
+  // Without this request the plug-in comes to rest: that is how delivery stops.
+  if (!m_stopped) RequestPacket(event.stream);
+}
+
+void Session::OnStreamDone(std::uint16_t stream) {
+  if (DeliveryEnded() || stream >= m_streamDone.size() || m_streamDone[stream]) return;
+  m_streamDone[stream] = true;
+  --m_streamsLeft;
+  m_stopped = !m_handlers.onStreamDone(stream);
+}
+
+void Session::RequestPacket(std::uint16_t stream) {
+  if (m_streamDone[stream]) return;
+  const Status status = m_format->GetPacket(stream);
+  if (Failed(status)) throw HostError(fmt::format("the plug-in refuses a packet request of stream {}", stream), status);
+}
+
+void Session::Close() {
+  if (m_format) m_format->Close();
+  m_loop.Clear();
+}
+
+}  // namespace qbflv::host

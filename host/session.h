@@ -1,0 +1,106 @@
+// One file played through the plug-in, from loading the library to the last packet.
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/event_loop.h"
+#include "host/file_object.h"
+#include "host/plugin_info.h"
+#include "host/plugin_library.h"
+#include "host/property_list.h"
+#include "host/recording_sink.h"
+
+namespace qbflv::host {
+
+using NamedTexts = std::vector<std::pair<std::string, std::string>>;
+
+struct SessionOptions {
+  std::filesystem::path plugin;
+  std::filesystem::path file;
+  std::string url;
+  /// Of the request. Texts, as the headers of a client's request are.
+  NamedTexts headers;
+  NamedTexts preferences;
+  FileOptions fileOptions;
+};
+
+/// A stream's header, or why there is none.
+struct StreamHeader {
+  Status status = kOk;
+  ComPtr<PropertyList> properties;
+};
+
+/// Who takes the packets. Each answers whether there is more to do; what it throws ends the session and reaches the
+/// caller of ReadPackets.
+struct PacketHandlers {
+  std::function<bool(IQBPacket& packet)> onPacket;
+  std::function<bool(std::uint16_t stream)> onStreamDone;
+};
+
+/// The steps are taken in the order in which they stand here, each once. All throw HostError.
+class Session {
+ public:
+  /// Loads the plug-in, opens the file and lets the plug-in open it.
+  explicit Session(const SessionOptions& options);
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  ~Session();
+
+  PluginInfo Describe() const { return DescribePlugin(m_plugin.Get()); }
+
+  /// Reads the file header and every stream's header. A stream without a header is no failure yet.
+  void ReadHeaders();
+
+  const PropertyList& FileHeader() const { return *m_fileHeader; }
+  const std::vector<StreamHeader>& StreamHeaders() const { return m_streamHeaders; }
+
+  /// Delivers until every stream is done, a handler has enough, or something fails. Each live stream always has a
+  /// request outstanding. Needs every stream's header.
+  void ReadPackets(PacketHandlers handlers);
+
+ private:
+  /// Whatever fails after it finds a whole session, which ends properly: Close breaks the circle of references between
+  /// the file and the plug-in.
+  explicit Session(const std::filesystem::path& plugin) : m_library(plugin) {}
+
+  /// Makes a request of the plug-in and runs the event loop until the sink has the answer, whose status may be a
+  /// failure. A request that is refused counts as answered so.
+  template <typename Request>
+  SinkEvent Ask(SinkEvent::Kind answer, const char* what, Request request);
+
+  void OnEvent(const SinkEvent& event) noexcept;
+  void OnPacket(const SinkEvent& event);
+  void OnStreamDone(std::uint16_t stream);
+  void RequestPacket(std::uint16_t stream);
+  bool DeliveryEnded() const { return m_stopped || m_streamsLeft == 0; }
+  void Close();
+
+  // The library stands first, so that it goes after everything that may hold an object of it.
+  PluginLibrary m_library;
+  EventLoop m_loop;
+  ComPtr<FileObject> m_file;
+  ComPtr<RecordingSink> m_sink;
+  ComPtr<IQBPlugin> m_plugin;
+  ComPtr<IQBFileFormatObject> m_format;
+
+  ComPtr<PropertyList> m_fileHeader;
+  std::vector<StreamHeader> m_streamHeaders;
+
+  SinkEvent::Kind m_awaited = SinkEvent::Kind::kInitDone;
+  std::optional<SinkEvent> m_answer;
+
+  PacketHandlers m_handlers;
+  std::vector<bool> m_streamDone;
+  std::size_t m_streamsLeft = 0;
+  bool m_stopped = false;
+  std::exception_ptr m_failure;
+};
+
+}  // namespace qbflv::host
