@@ -18,8 +18,9 @@ enum class HeapOperator { kNew, kDelete, kNewArray, kDeleteArray };
 /// Writes to the standard error stream.
 void WriteStandardError(const char* text);
 
-/// Counts that several threads may change. Both answer the new value.
+/// Counts that several threads may change. The first two answer the new value.
 std::int32_t AtomicIncrement(std::int32_t& count);
 std::int32_t AtomicDecrement(std::int32_t& count);
+[[nodiscard]] std::int32_t AtomicLoad(const std::int32_t& count);
 
 }  // namespace qbflv::platform
