@@ -1,0 +1,45 @@
+#include "plugin/util/string_list.h"
+
+#include <memory>
+
+#include "plugin/util/owned.h"
+
+namespace qbflv {
+
+namespace {
+
+/// What a node holds, taken out of it to be destroyed.
+std::unique_ptr<CQBString> TakeString(CQBSimpleList::Position node) {
+  return std::unique_ptr<CQBString>(static_cast<CQBString*>(node->value));
+}
+
+}  // namespace
+
+CQBStringList::~CQBStringList() { CQBStringList::RemoveAll(); }
+
+void CQBStringList::RemoveAll() {
+  while (m_pHead != nullptr) CQBStringList::RemoveAt(m_pHead);
+}
+
+void CQBStringList::RemoveAtIterator(Iterator& iterator) {
+  if (iterator.position == nullptr) return;
+  const std::unique_ptr<CQBString> removed = TakeString(iterator.position);
+  CQBSimpleList::RemoveAtIterator(iterator);
+}
+
+CQBSimpleList::Position CQBStringList::RemoveAt(Position node) {
+  if (node == nullptr) return nullptr;
+  const std::unique_ptr<CQBString> removed = TakeString(node);
+  return CQBSimpleList::RemoveAt(node);
+}
+
+bool CQBStringList::AddTail(std::string_view text) {
+  std::unique_ptr<CQBString> value = MakeOwned<CQBString>();
+  if (!value || !value->Assign(text) || InsertAfter(nullptr, value.get()) == nullptr) return false;
+  static_cast<void>(value.release());  // the list's now
+  return true;
+}
+
+void CQBStringList::RemoveTail() { RemoveAt(m_pTail); }
+
+}  // namespace qbflv
