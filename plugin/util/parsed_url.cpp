@@ -1,0 +1,107 @@
+#include "plugin/util/parsed_url.h"
+
+#include "plugin/util/host_objects.h"
+#include "plugin/util/preferences.h"
+#include "plugin/util/time_value.h"
+#include "plugin/util/url_query.h"
+
+namespace qbflv {
+
+CQBParsedURL::CQBParsedURL(const char* url, IUnknown* context) : m_pContext(ComPtr<IUnknown>::Retain(context)) {
+  m_Status = Parse(url);
+}
+
+Status CQBParsedURL::Parse(const char* url) {
+  if (url == nullptr) return kURLMissing;
+  if (!m_URLText.Assign(url)) return kOutOfMemory;
+  Status status = MakeLists();
+  if (Failed(status)) return status;
+
+  CQBString text;
+  status = RewriteStartTime(text);
+  if (Failed(status)) return status;
+  status = SplitText(text);
+  if (Failed(status)) return status;
+  SetProperties();
+  if (m_Parts.kind == kURLOpaque) return kOk;
+  status = CheckAuthority();
+  if (Failed(status)) return status;
+  return ParseOptions();
+}
+
+Status CQBParsedURL::MakeLists() {
+  m_pObjectFactory = QueryFor<IQBObjectFactory>(m_pContext.Get());
+  const bool made = Succeeded(CreateObject(m_pObjectFactory.Get(), m_pProperties)) &&
+                    Succeeded(CreateObject(m_pObjectFactory.Get(), m_pOptions));
+  return made ? kOk : kInvalidState;
+}
+
+/// Viewers may ask for a start time in short: "$1:30" at the end of a URL stands for "?start=1:30".
+Status CQBParsedURL::RewriteStartTime(CQBString& text) const {
+  text = m_URLText;
+  const std::string_view whole = m_URLText.GetView();
+  const std::size_t sign = FindStartTime(whole);
+  if (sign == std::string_view::npos) return kOk;
+  const bool rewritten =
+      text.Assign(whole.substr(0, sign)) && text.Append("?start=") && text.Append(whole.substr(sign + 1));
+  return rewritten ? kOk : kOutOfMemory;
+}
+
+Status CQBParsedURL::SplitText(const CQBString& text) {
+  Status status = SplitURL(text.GetView(), m_Parts);
+  if (Failed(status)) return status;
+  if (m_Parts.bBadScheme || m_Parts.scheme.IsEmpty()) return kURLBadScheme;
+  LookUpScheme(m_Parts);
+  if (m_Parts.protocolClass == kProtocolFile) {
+    status = RewriteFileURL(text.GetView(), m_Parts);
+    if (Failed(status)) return status;
+    if (m_Parts.path.IsEmpty()) return kURLNoPath;
+  }
+  return NormaliseURL(m_Parts);
+}
+
+/// Nobody takes this list yet. So it says what costs nothing to say, and a long URL is not copied into it; a host that
+/// refuses a value does no harm.
+void CQBParsedURL::SetProperties() {
+  const std::int32_t port = m_Parts.lPort == kNoPort ? m_Parts.usDefaultPort : m_Parts.lPort;
+  static_cast<void>(m_pProperties->SetULONG32("SchemeCode", m_Parts.ucSchemeCode));
+  static_cast<void>(m_pProperties->SetULONG32("ProtocolClass", m_Parts.protocolClass));
+  static_cast<void>(m_pProperties->SetULONG32("Port", static_cast<std::uint32_t>(port)));
+}
+
+Status CQBParsedURL::CheckAuthority() const {
+  constexpr std::int32_t kMaxPort = 65535;
+  if (m_Parts.kind != kURLNetworkPath) return kOk;
+  switch (m_Parts.protocolClass) {
+    case kProtocolUnknown:
+    case kProtocolFile:
+      return kOk;
+    case kProtocolHTTP:
+    case kProtocolQTV:
+    case kProtocolRTSP:
+      if (m_Parts.host.IsEmpty() || m_Parts.bHostMalformed) return kURLBadHost;
+      break;
+    case kProtocolSDP:
+    case kProtocolProd:
+    case kProtocolMMS:
+    case kProtocolMPTS:
+      break;
+  }
+  return m_Parts.lPort > kMaxPort ? kURLBadPort : kOk;
+}
+
+Status CQBParsedURL::ParseOptions() {
+  std::int64_t ignored = 0;
+  if (ReadIntegerPreference(m_pContext.Get(), "IgnoreURLOptions", ignored) && ignored != 0) return kOk;
+  if (m_Parts.query.IsEmpty()) return kOk;
+  ComPtr<IQBPropertyList> options;
+  Status status = CreateObject(m_pObjectFactory.Get(), options);
+  if (Succeeded(status)) {
+    m_pOptions = options;
+    status = SetQueryOptions(m_Parts.query.GetView(), m_pObjectFactory.Get(), options.Get());
+  }
+  // A host that refuses a single option does not make the URL a bad one.
+  return status == kOutOfMemory ? status : kOk;
+}
+
+}  // namespace qbflv

@@ -1,0 +1,56 @@
+// A URL, parsed for the options that its query carries.
+#pragma once
+
+#include <cstdint>
+
+#include "plugin/shell/host_interfaces.h"
+#include "plugin/util/com_ptr.h"
+#include "plugin/util/string.h"
+#include "plugin/util/url_parts.h"
+
+namespace qbflv {
+
+// Statuses of a parse.
+
+inline constexpr Status kURLMissing = MakeStatus(0x80040082);
+/// No scheme, or one that cannot be.
+inline constexpr Status kURLBadScheme = MakeStatus(0x800400C9);
+/// A network path of the classes HTTP, QTV or RTSP without a usable host.
+inline constexpr Status kURLBadHost = MakeStatus(0x800400CB);
+/// A "file" URL without a path.
+inline constexpr Status kURLNoPath = MakeStatus(0x800400CC);
+inline constexpr Status kURLBadPort = MakeStatus(0x80040695);
+
+/// Parses at once, in its constructor.
+class CQBParsedURL {
+ public:
+  /// url may be null: there is none. An empty text is a URL without a scheme.
+  CQBParsedURL(const char* url, IUnknown* context);
+
+  /// kOk; the first failure of the parse: one of the statuses above, kInvalidState without an object factory or lists,
+  /// kOutOfMemory.
+  [[nodiscard]] Status GetStatus() const { return m_Status; }
+  [[nodiscard]] const URLParts& GetParts() const { return m_Parts; }
+  /// The options, also after a failure: then empty, unless it came while they were being set. Null when there was
+  /// nothing to make a list with.
+  [[nodiscard]] const ComPtr<IQBPropertyList>& GetOptions() const { return m_pOptions; }
+
+ private:
+  Status Parse(const char* url);
+  Status MakeLists();
+  Status RewriteStartTime(CQBString& text) const;
+  Status SplitText(const CQBString& text);
+  void SetProperties();
+  [[nodiscard]] Status CheckAuthority() const;
+  Status ParseOptions();
+
+  Status m_Status = kOk;
+  CQBString m_URLText;
+  URLParts m_Parts;
+  ComPtr<IQBPropertyList> m_pProperties;
+  ComPtr<IQBPropertyList> m_pOptions;
+  ComPtr<IQBObjectFactory> m_pObjectFactory;
+  ComPtr<IUnknown> m_pContext;
+};
+
+}  // namespace qbflv
