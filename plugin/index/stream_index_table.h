@@ -32,9 +32,9 @@ class CStreamIndexTable {
   virtual Status Lookup(std::uint32_t* time, std::uint32_t* offset, std::uint64_t* extra);
   /// Slot 4. Whether an entry was added at the time or later.
   virtual BOOL IsCovered(std::uint32_t time);
-  /// Slot 5. Finds the last entry at or before the given offset (of entries whose offsets increase), or the first entry
-  /// when none is. beyondEnd: 1 when that is the last entry and lies below the given offset. kInvalidArgument when offset
-  /// exceeds limit: the outputs stay. kFailed when the table is empty: time and foundOffset are 0, beyondEnd 1.
+  /// Slot 5. Finds the last entry at or before the given offset, or the first entry when none is. beyondEnd: 1 when
+  /// that is the last entry and lies below the given offset. kInvalidArgument when offset exceeds limit: the outputs
+  /// stay. kFailed when the table is empty: time and foundOffset are 0, beyondEnd 1.
   virtual Status LookupByOffset(std::uint32_t offset, std::uint32_t limit, std::uint32_t* time,
                                 std::uint32_t* foundOffset, std::uint32_t* beyondEnd);
   /// Slot 6. Counts for entries added from now on.
