@@ -1,0 +1,62 @@
+// What is known of a file, from its header, its metadata and the tags that the header scan examined.
+#pragma once
+
+#include <cstdint>
+
+#include "plugin/util/flv_records.h"
+
+namespace qbflv {
+
+/// Times in ms, rates in bits per second. "Absolute" times are a tag's own; "relative" ones have the time base taken
+/// off. A value counts only while its flag below says so.
+struct MediaInfo {
+  FLVFileHeader m_FileHeader;
+
+  std::uint32_t m_ulVideoWidth = 0;
+  std::uint32_t m_ulVideoHeight = 0;
+  std::uint32_t m_ulMetaDuration = 0;
+  /// Absolute.
+  std::uint32_t m_ulFirstAudioTime = 0;
+  /// Relative.
+  std::uint32_t m_ulLastAudioTime = 0;
+  /// The last audio time less the one before it.
+  std::uint32_t m_ulLastAudioDelta = 0;
+  /// Audio bytes examined, without the audio tag headers.
+  std::uint32_t m_ulAudioBytes = 0;
+  std::uint32_t m_ulAudioDuration = 0;
+  /// Relative.
+  std::uint32_t m_ulLastVideoTime = 0;
+  std::uint32_t m_ulAudioBitRate = 0;
+  std::uint32_t m_ulVideoBitRate = 0;
+  /// Absolute.
+  std::uint32_t m_ulFirstVideoTime = 0;
+  std::uint32_t m_ulVideoTagCount = 0;
+  double m_dFrameRate = 0.0;
+  /// The earlier of the first audio and the first video time.
+  std::uint32_t m_ulTimeBase = 0;
+  /// Between the key frames that the metadata lists.
+  std::uint32_t m_ulMaxKeyFrameInterval = 0;
+
+  bool m_bMetaDataPresent : 1 = false;
+  bool m_bMetaDurationKnown : 1 = false;
+  bool m_bWidthKnown : 1 = false;
+  bool m_bHeightKnown : 1 = false;
+  bool m_bAudioBitRateKnown : 1 = false;
+  bool m_bVideoBitRateKnown : 1 = false;
+  bool m_bAudioDurationKnown : 1 = false;
+  bool m_bLastVideoTimeKnown : 1 = false;
+  bool m_bFirstAudioSeen : 1 = false;
+  bool m_bFirstVideoSeen : 1 = false;
+  bool m_bTailAudioSeen : 1 = false;
+  bool m_bAudioTagExamined : 1 = false;
+  bool m_bVideoTagExamined : 1 = false;
+  bool m_bFrameRateKnown : 1 = false;
+  /// The scan measures the frame rate; cleared when the metadata gives it.
+  bool m_bMeasureFrameRate : 1 = true;
+  /// The header announces audio and not video, and nothing since has shown video.
+  bool m_bAudioOnly : 1 = false;
+
+  [[nodiscard]] bool IsPictureSizeKnown() const { return m_bWidthKnown && m_bHeightKnown; }
+};
+
+}  // namespace qbflv

@@ -1,0 +1,98 @@
+// Completions: how they are matched to the state that waits for them, and the table of what each one does.
+#include <utility>
+
+#include "plugin/platform/platform.h"
+#include "plugin/reader/file_format.h"
+#include "plugin/reader/turn.h"
+
+namespace qbflv {
+
+Status CQBFLVFileFormat::TakeAnswer(Answer answer) {
+  if (!m_pFileObject) return kInvalidState;  // closed: nothing is left to act on
+  // The file object has moved, whether the answer is expected or not.
+  if (Succeeded(answer.status)) {
+    if (answer.completion == Completion::kRead && answer.buffer) m_ulFileOffset += answer.buffer->GetSize();
+    if (answer.completion == Completion::kSeek) m_ulFileOffset = m_ulSeekOffset;
+  }
+  const bool answered = m_Answer.completion != Completion::kNone;
+  if (answered || answer.completion != ExpectedCompletion(m_ulState)) return kInvalidState;
+
+  m_Answer = std::move(answer);
+  const Turn turn(*this);  // takes the answer up at its end, or leaves it to the outermost call
+  return kOk;
+}
+
+void CQBFLVFileFormat::RunAnswers() {
+  while (m_Answer.completion != Completion::kNone) {
+    const Answer answer = std::exchange(m_Answer, Answer());
+    if (platform::AtomicLoad(m_lRefCount) <= 1) return;  // the host wants nothing more of the object
+    Dispatch(answer);
+  }
+}
+
+void CQBFLVFileFormat::Dispatch(const Answer& answer) {
+  const Status status = answer.status;
+  IQBBuffer* const buffer = answer.buffer.Get();
+  const bool done = Succeeded(status);
+  switch (m_ulState) {
+    case kStateFileInitPending:
+      return done ? SeekFile(kStateSeekStartPending, 0) : EndInit(kStateReady, status);
+    case kStateSeekStartPending:
+      return done ? Read(kStateFlvHeaderPending, kFlvHeaderSize) : EndInit(kStateReady, status);
+    case kStateFlvHeaderPending:
+      return OnFlvHeader(status, buffer);
+    case kStateStatPending:
+      return OnFileSize(status, answer.fileSize);
+
+    case kStateScanSeekPending:
+      return done ? Read(kStateScanTagHeaderPending, kTagHeaderReadBytes) : FailFileHeader(status);
+    case kStateScanTagHeaderPending:
+      return OnScanTagHeader(status, buffer);
+    case kStateScanTagBodyPending:
+      return OnScanTagBody(status, buffer);
+    case kStateRewindPending:
+      return done ? SendFileHeader() : FailFileHeader(status);
+    case kStateTailSizeSeekPending:
+      return done ? Read(kStateTailSizeReadPending, kPreviousTagSizeBytes) : Rewind();
+    case kStateTailSizeReadPending:
+      return OnTailSize(status, buffer);
+    case kStateTailTagSeekPending:
+      return done ? Read(kStateTailTagReadPending, kTagHeaderReadBytes) : Rewind();
+    case kStateTailTagReadPending:
+      return OnTailTag(status, buffer);
+
+    case kStatePacketHeaderPending:
+      return OnPacketHeader(status, buffer);
+    case kStatePacketBodyPending:
+      return OnPacketBody(status, buffer);
+    case kStatePacketSkipPending:
+      return done ? ReadTagHeader() : OnSkipFailed();
+
+    case kStateConstructed:
+    case kStateReady:
+    case kStateInitialized:
+    case kStateStreamHeaders:
+    case kStatePacketIdle:
+    case kStatePacketDelivering:
+    case kStateSeekPositionPending:
+    case kStateSeekScanSeekPending:
+    case kStateSeekScanReadPending:
+      return;
+  }
+}
+
+void CQBFLVFileFormat::Read(State next, std::uint32_t size) {
+  m_ulState = next;
+  m_ulReadSize = size;
+  const ComPtr<IQBSourceFile> file = m_pFileObject;
+  file->Read(size);
+}
+
+void CQBFLVFileFormat::SeekFile(State next, std::uint32_t offset) {
+  m_ulState = next;
+  m_ulSeekOffset = offset;
+  const ComPtr<IQBSourceFile> file = m_pFileObject;
+  file->Seek(offset, 0);
+}
+
+}  // namespace qbflv

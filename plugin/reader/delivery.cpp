@@ -1,0 +1,183 @@
+// Delivery: reads the file front to back, a tag at a time, and queues a packet for each tag that a stream takes.
+#include <algorithm>
+
+#include "plugin/reader/file_format.h"
+#include "plugin/reader/flv_parsers.h"
+#include "plugin/reader/turn.h"
+#include "plugin/util/host_objects.h"
+#include "plugin/util/trace.h"
+
+namespace qbflv {
+
+namespace {
+
+constexpr std::uint32_t kMaxQueuedPackets = 1000;
+constexpr std::uint32_t kMaxQueuedBytes = 0xFFFFFFFF;
+/// The time span in ms that may be queued. A file whose key frames lie further apart gets its interval and a little
+/// more, within bounds.
+constexpr std::uint32_t kDefaultTimespan = 10000;
+constexpr std::uint32_t kTimespanMargin = 1000;
+constexpr std::uint32_t kLargestTimespan = 30000;
+
+/// What ended a stream, as the payload is told.
+constexpr std::uint32_t kEndReached = 1;
+constexpr std::uint32_t kLimitReached = 0;
+
+std::uint32_t ChooseTimespan(std::uint32_t preferred, std::uint32_t keyFrameInterval) {
+  if (preferred != 0) return preferred;
+  if (keyFrameInterval <= kDefaultTimespan) return kDefaultTimespan;
+  return std::min(keyFrameInterval, kLargestTimespan - kTimespanMargin) + kTimespanMargin;
+}
+
+}  // namespace
+
+void CQBFLVFileFormat::ReadTagHeader() { Read(kStatePacketHeaderPending, m_ulTagHeaderReadSize); }
+
+void CQBFLVFileFormat::OnPacketHeader(Status status, IQBBuffer* buffer) {
+  if (Failed(status)) {
+    QBFLV_TRACE_POINT("Failed to read %lu bytes m_ulFileOffset=%lu m_ulFileSize=%lu", TraceNumber(m_ulReadSize),
+                      TraceNumber(m_ulFileOffset), TraceNumber(m_ulFileSize));
+    return EndAllStreams();
+  }
+  const auto bytes = BufferBytes(buffer);
+  if (bytes.size() < m_ulTagHeaderReadSize) return OnShortPacketHeader(buffer);
+  if (Failed(ParseTagHeader(ByteCursor(bytes), m_TagHeader))) return EndAllStreams();
+  m_pTagBuffer = ComPtr<IQBBuffer>::Retain(buffer);
+  if (m_ulTagPrefixBytes > 0 && Failed(ParseMediaTagHeader(bytes.subspan(kTagHeaderReadBytes)))) {
+    return EndAllStreams();
+  }
+
+  const std::uint32_t rest = m_TagHeader.ulDataSize - m_ulTagPrefixBytes;
+  if (m_pPayload->IsSkippedTagType(m_TagHeader.ucTagType) != 0) {
+    return SeekFile(kStatePacketSkipPending, m_ulFileOffset + rest);
+  }
+  if (rest == 0) return ReadTagHeader();  // an empty tag makes no packet
+  Read(kStatePacketBodyPending, rest);
+}
+
+/// The read came back short. Inside the file that is a failure; at its end it is the normal end, and what can still be
+/// handed out goes to the streams that wait. Without a merge sorter there is nothing to hand out, and with stream 0
+/// ended in it no further packet is queued; either way every stream gets its StreamDone.
+void CQBFLVFileFormat::OnShortPacketHeader(IQBBuffer* buffer) {
+  const auto size = static_cast<std::uint32_t>(BufferBytes(buffer).size());
+  if (m_bFileSizeKnown && m_ulFileOffset < m_ulFileSize) {
+    QBFLV_TRACE_POINT("Failed to read %lu bytes m_ulFileOffset=%lu m_ulFileSize=%lu ulReadSize=%lu",
+                      TraceNumber(m_ulReadSize), TraceNumber(m_ulFileOffset), TraceNumber(m_ulFileSize),
+                      TraceNumber(size));
+    return EndAllStreams();
+  }
+  QBFLV_TRACE_POINT("Reached the end of the file (fileSize=%lu)", TraceNumber(m_ulFileSize));
+  if (size == 0) return EndAllStreams();
+
+  ComPtr<IQBPacket> packet;
+  if (Failed(m_pPayload->OnEndOfFile(buffer, packet))) return EndAllStreams();
+  const bool takesPacket = packet && m_pMergeSorter && !m_pMergeSorter->IsStreamEnded(0);
+  if (takesPacket && Failed(m_pMergeSorter->AddPacket(packet.Get()))) return EndAllStreams();
+  if (!HandOutPackets()) return;
+  EndAllStreams();
+}
+
+void CQBFLVFileFormat::OnSkipFailed() {
+  m_ulState = kStatePacketIdle;
+  EndAllStreams();
+}
+
+void CQBFLVFileFormat::OnPacketBody(Status status, IQBBuffer* buffer) {
+  const auto body = BufferBytes(buffer);
+  if (Failed(status) || buffer == nullptr || body.size() < m_ulReadSize) return EndAllStreams();
+  // A body too short for its tag header is delivered all the same.
+  if (m_ulTagPrefixBytes == 0) static_cast<void>(ParseMediaTagHeader(body));
+
+  ComPtr<IQBPacket> packet;
+  std::uint16_t stream = kNoStream;
+  status = CreatePacket(buffer, packet, stream);
+  if (status == kNoPacket) return ReadTagHeader();
+  if (Failed(status)) return EndAllStreams();
+
+  const bool isKey = m_TagHeader.ucTagType != kTagVideo || m_VideoTagHeader.ucFrameType == kFrameTypeKey;
+  const std::uint32_t offset = m_ulFileOffset - m_ulTagHeaderReadSize - static_cast<std::uint32_t>(body.size());
+  AddSeekPoint(stream, offset, m_TagHeader.ulTimestamp - m_ulTimeBase, isKey);
+  if (Failed(EnsureMergeSorter())) return EndAllStreams();
+  if (packet && Failed(QueuePacket(packet.Get()))) return EndAllStreams();
+  if (!HandOutPackets()) return;
+  if (AllStreamsWaitingOrDone()) ReadTagHeader();
+}
+
+Status CQBFLVFileFormat::ParseMediaTagHeader(std::span<const std::uint8_t> body) {
+  ByteCursor cursor(body);
+  switch (m_TagHeader.ucTagType) {
+    case kTagAudio:
+      return ParseAudioTagHeader(cursor, m_AudioTagHeader);
+    case kTagVideo:
+      return ParseVideoTagHeader(cursor, m_VideoTagHeader);
+    default:
+      return kOk;
+  }
+}
+
+Status CQBFLVFileFormat::CreatePacket(IQBBuffer* body, ComPtr<IQBPacket>& packet, std::uint16_t& stream) {
+  switch (m_TagHeader.ucTagType) {
+    case kTagAudio:
+      return m_pPayload->CreateAudioPacket(m_TagHeader, m_AudioTagHeader, body, packet, stream);
+    case kTagVideo:
+      return m_pPayload->CreateVideoPacket(m_TagHeader, m_VideoTagHeader, body, packet, stream);
+    default:
+      return m_pPayload->CreateOtherPacket(m_TagHeader, body, packet, stream);
+  }
+}
+
+Status CQBFLVFileFormat::EnsureMergeSorter() {
+  if (m_pMergeSorter) return kOk;
+  m_pMergeSorter = MakeOwned<CMergeSorter>();
+  if (!m_pMergeSorter) return kOutOfMemory;
+  const std::uint32_t timespan = ChooseTimespan(m_ulMergeSorterMaxTimespan, m_ulMaxKeyFrameInterval);
+  QBFLV_TRACE_POINT("Merge Sorter initialized with max_timespan = %lu ms", TraceNumber(timespan));
+  return m_pMergeSorter->Initialize(
+      m_ulStreamCount, {.maxPackets = kMaxQueuedPackets, .maxTimespan = timespan, .maxBytes = kMaxQueuedBytes});
+}
+
+Status CQBFLVFileFormat::QueuePacket(IQBPacket* packet) {
+  const std::uint16_t stream = packet->GetStreamNumber();
+  if (m_pMergeSorter->IsStreamEnded(stream)) return kOk;
+  const Status status = m_pMergeSorter->AddPacket(packet);
+  if (Failed(status)) return status;
+  CountUnit(stream, packet);
+  return status;
+}
+
+/// Counts the packet, and ends its stream in the merge sorter when it was the last one: by its time, or by the number
+/// of units that was asked for.
+void CQBFLVFileFormat::CountUnit(std::uint16_t stream, IQBPacket* packet) {
+  FLVStreamState& state = m_pStreams[stream];
+  const bool isAudio = stream == m_pPayload->GetStreamForTagType(kTagAudio);
+  if (isAudio || m_pPayload->IsCountedUnit(packet) != 0) ++state.ulUnitCount;
+  if (m_pPayload->AllowsEarlyStreamEnd() == 0) return;
+
+  const bool limitReached = m_ulProcessTimeUnits != 0 && state.ulUnitCount >= m_ulProcessTimeUnits;
+  if (isAudio) {
+    if (limitReached || (m_bTailAudioSeen && packet->GetTime() == m_ulLastAudioTime)) {
+      m_pMergeSorter->SetStreamEnded(stream);
+    }
+    return;
+  }
+  std::uint32_t time = 0;
+  const bool lastReached =
+      m_bLastVideoTimeKnown && m_pPayload->GetPacketTime(packet, time) != 0 && time == m_ulLastVideoTime;
+  if (!lastReached && !limitReached) return;
+  m_pPayload->OnStreamEnd(stream, lastReached ? kEndReached : kLimitReached);
+  m_pMergeSorter->SetStreamEnded(stream);
+}
+
+/// Ends every stream at once; packets still queued are not delivered.
+void CQBFLVFileFormat::EndAllStreams() {
+  const Bookmark here(*this);
+  for (std::uint16_t stream = 0; stream < m_ulStreamCount; ++stream) {
+    if (m_pStreams[stream].bStreamDone) continue;
+    m_pPayload->OnStreamEnd(stream, kEndReached);
+    if (m_pMergeSorter) m_pMergeSorter->SetStreamEnded(stream);
+    SendStreamDone(stream);
+    if (here.IsLost()) return;
+  }
+}
+
+}  // namespace qbflv

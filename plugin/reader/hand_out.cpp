@@ -1,0 +1,94 @@
+// Handing out: packets leave the merge sorter in time order, each to a stream that has asked.
+#include "plugin/reader/file_format.h"
+#include "plugin/reader/turn.h"
+#include "plugin/util/trace.h"
+
+namespace qbflv {
+
+bool CQBFLVFileFormat::HandOutPackets() {
+  const Bookmark here(*this);
+  bool handedOut = true;
+  do {
+    m_ulState = kStatePacketDelivering;
+    handedOut = DeliverNextPacket();
+    if (here.IsLost() || m_ulState != kStatePacketDelivering) return false;
+    m_ulState = kStatePacketIdle;
+  } while (handedOut && AnyStreamWaiting());
+  return true;
+}
+
+bool CQBFLVFileFormat::DeliverNextPacket() {
+  if (!m_pMergeSorter) return false;
+  ComPtr<IQBPacket> next;
+  if (m_pMergeSorter->GetNextPacket(next, false) != kOk) return false;
+  return DeliverPacket(next->GetStreamNumber());
+}
+
+/// A packet whose stream has not asked stays queued, and nothing behind it is handed out.
+bool CQBFLVFileFormat::DeliverPacket(std::uint16_t stream) {
+  if (!m_pStreams || stream >= m_ulStreamCount || !m_pFormatSink || !m_pStreams[stream].bPacketRequested) return false;
+  ComPtr<IQBPacket> packet;
+  if (m_pMergeSorter->GetNextPacket(packet, true) != kOk) return false;
+  FLVStreamState& state = m_pStreams[stream];
+  state.bPacketRequested = false;
+  if (!state.bPacketTypeChecked) {
+    state.bRTPPackets = static_cast<bool>(packet.Query<IQBRTPPacket>());
+    state.bPacketTypeChecked = true;
+  }
+  if constexpr (kTraceEnabled) TracePacket(packet.Get(), state.bRTPPackets);
+
+  const Bookmark here(*this);
+  const ComPtr<IQBFormatSink> sink = m_pFormatSink;
+  sink->PacketReady(kOk, packet.Get());
+  if (here.IsLost()) return true;
+  if (m_pMergeSorter->IsStreamEnded(stream) && m_pMergeSorter->GetQueuedCount(stream) == 0 &&
+      !m_pStreams[stream].bStreamDone) {
+    SendStreamDone(stream);
+  }
+  return true;
+}
+
+void CQBFLVFileFormat::TracePacket(IQBPacket* packet, bool isRtp) {
+  const ComPtr<IQBRTPPacket> rtpPacket = isRtp ? QueryFor<IQBRTPPacket>(packet) : nullptr;
+  const unsigned long time = TraceNumber(packet->GetTime());
+  const unsigned stream = packet->GetStreamNumber();
+  const unsigned flags = packet->GetASMFlags();
+  const unsigned rule = packet->GetASMRuleNumber();
+  if (rtpPacket) {
+    QBFLV_TRACE_POINT("\tcalling PacketReady(QBR_OK,) ts=%lu strm=%u asmFlags=0x%02x asmRule=%u rtpTime=%lu", time,
+                      stream, flags, rule, TraceNumber(rtpPacket->GetRTPTime()));
+  } else {
+    QBFLV_TRACE_POINT("\tcalling PacketReady(QBR_OK,) ts=%lu strm=%u asmFlags=0x%02x asmRule=%u", time, stream, flags,
+                      rule);
+  }
+}
+
+/// Answers the stream's open request, if there is one.
+void CQBFLVFileFormat::SendStreamDone(std::uint16_t stream) {
+  m_pStreams[stream].bStreamDone = true;
+  m_pStreams[stream].bPacketRequested = false;
+  QBFLV_TRACE_POINT("\tcalling StreamDone(%lu)", TraceNumber(stream));
+  const ComPtr<IQBFormatSink> sink = m_pFormatSink;
+  sink->StreamDone(stream);
+}
+
+bool CQBFLVFileFormat::HasReleasablePacket() {
+  ComPtr<IQBPacket> next;
+  return m_pMergeSorter && m_pMergeSorter->GetNextPacket(next, false) == kOk;
+}
+
+bool CQBFLVFileFormat::AnyStreamWaiting() const {
+  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
+    if (m_pStreams[i].bPacketRequested && !m_pStreams[i].bStreamDone) return true;
+  }
+  return false;
+}
+
+bool CQBFLVFileFormat::AllStreamsWaitingOrDone() const {
+  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
+    if (!m_pStreams[i].bPacketRequested && !m_pStreams[i].bStreamDone) return false;
+  }
+  return true;
+}
+
+}  // namespace qbflv

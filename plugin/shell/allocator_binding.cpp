@@ -1,0 +1,60 @@
+#include "plugin/shell/allocator_binding.h"
+
+#include <atomic>
+
+#include "plugin/platform/platform.h"
+
+namespace qbflv {
+
+namespace {
+
+using NewFunction = void* (*)(std::size_t);
+using DeleteFunction = void (*)(void*);
+
+// Written without a lock: threads that bind at once store the same value.
+std::atomic<NewFunction> g_pfnHostNew = nullptr;
+std::atomic<DeleteFunction> g_pfnHostDelete = nullptr;
+std::atomic<NewFunction> g_pfnHostNewArray = nullptr;
+std::atomic<DeleteFunction> g_pfnHostDeleteArray = nullptr;
+
+template <typename Function>
+Function Bind(std::atomic<Function>& cached, platform::HeapOperator which, const char* message) {
+  Function function = cached.load(std::memory_order_relaxed);
+  if (function != nullptr) return function;
+  function = reinterpret_cast<Function>(platform::FindHostHeapOperator(which));
+  cached.store(function, std::memory_order_relaxed);
+  if (function == nullptr) platform::WriteStandardError(message);
+  return function;
+}
+
+void* CallNew(NewFunction function, std::size_t size) noexcept {
+  if (function == nullptr) return nullptr;
+  try {
+    return function(size);
+  } catch (...) {  // std::bad_alloc, or what else the host's operator throws
+    return nullptr;
+  }
+}
+
+}  // namespace
+
+void* HostNew(std::size_t size) noexcept {
+  return CallNew(Bind(g_pfnHostNew, platform::HeapOperator::kNew, "operator new: failed to bind\n"), size);
+}
+
+void* HostNewArray(std::size_t size) noexcept {
+  return CallNew(Bind(g_pfnHostNewArray, platform::HeapOperator::kNewArray, "operator new[]: failed to bind\n"), size);
+}
+
+void HostDelete(void* block) noexcept {
+  const auto function = Bind(g_pfnHostDelete, platform::HeapOperator::kDelete, "operator delete: failed to bind\n");
+  if (function != nullptr) function(block);
+}
+
+void HostDeleteArray(void* block) noexcept {
+  const auto function =
+      Bind(g_pfnHostDeleteArray, platform::HeapOperator::kDeleteArray, "operator delete[]: failed to bind\n");
+  if (function != nullptr) function(block);
+}
+
+}  // namespace qbflv
