@@ -67,11 +67,15 @@ void Session::ReadHeaders() {
   }
 }
 
-void Session::ReadPackets(PacketHandlers handlers) {
+void Session::RequireStreamHeaders() const {
   for (std::size_t stream = 0; stream < m_streamHeaders.size(); ++stream) {
     const Status status = m_streamHeaders[stream].status;
     if (Failed(status)) throw HostError(fmt::format("stream {} has no header", stream), status);
   }
+}
+
+void Session::ReadPackets(PacketHandlers handlers) {
+  RequireStreamHeaders();
   m_handlers = std::move(handlers);
   m_streamsLeft = m_streamHeaders.size();
   m_streamDone.assign(m_streamsLeft, false);

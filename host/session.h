@@ -61,8 +61,11 @@ class Session {
   const PropertyList& FileHeader() const { return *m_fileHeader; }
   const std::vector<StreamHeader>& StreamHeaders() const { return m_streamHeaders; }
 
+  /// Throws, with its number, if a stream has no header: without all of them there are no packets.
+  void RequireStreamHeaders() const;
+
   /// Delivers until every stream is done, a handler has enough, or something fails. Each live stream always has a
-  /// request outstanding. Needs every stream's header.
+  /// request outstanding. Needs all stream headers.
   void ReadPackets(PacketHandlers handlers);
 
  private:

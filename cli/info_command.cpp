@@ -1,0 +1,154 @@
+// `qbflv info`: what the plug-in says about itself and a file.
+#include "cli/info_command.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "cli/output.h"
+#include "cli/progress.h"
+#include "host/buffer.h"
+#include "host/session.h"
+#include "host/status_text.h"
+
+namespace qbflv::cli {
+
+namespace {
+
+/// Keeps the order of the properties.
+using Json = nlohmann::ordered_json;
+
+std::string Hex(IQBBuffer* buffer) {
+  std::string hex;
+  for (const std::uint8_t byte : host::BufferBytes(buffer)) hex += fmt::format("{:02x}", byte);
+  return hex;
+}
+
+Json ValueAsJson(const host::Property& property) {
+  switch (property.kind) {
+    case host::Property::Kind::kNumber:
+      return property.number;
+    case host::Property::Kind::kBytes:
+      return Hex(property.buffer.Get());
+    case host::Property::Kind::kText:
+      return host::BufferText(property.buffer.Get());
+  }
+  return nullptr;
+}
+
+Json ListAsJson(const host::PropertyList& list) {
+  Json object = Json::object();
+  for (const host::Property& property : list.Properties()) object[property.name] = ValueAsJson(property);
+  return object;
+}
+
+Json SessionAsJson(const host::Session& session) {
+  const host::PluginInfo info = session.Describe();
+  Json streams = Json::array();
+  for (const host::StreamHeader& header : session.StreamHeaders()) {
+    streams.push_back(header.properties ? ListAsJson(*header.properties)
+                                        : Json{{"error", host::StatusHex(header.status)}});
+  }
+  return {{"plugin",
+           {{"description", info.description},
+            {"version", info.version},
+            {"mime_types", info.mimeTypes},
+            {"extensions", info.extensions},
+            {"open_names", info.openNames},
+            {"packet_formats", info.packetFormats}}},
+          {"file_header", ListAsJson(session.FileHeader())},
+          {"streams", std::move(streams)}};
+}
+
+std::string ValueAsText(const host::Property& property) {
+  switch (property.kind) {
+    case host::Property::Kind::kNumber:
+      return fmt::to_string(property.number);
+    case host::Property::Kind::kBytes:
+      return Hex(property.buffer.Get());
+    case host::Property::Kind::kText:
+      return Printable(host::BufferText(property.buffer.Get()));
+  }
+  return {};
+}
+
+/// Headings with rows of names and values under them, the values in one column.
+class Table {
+ public:
+  void Heading(std::string text) { m_rows.push_back({std::move(text), {}, true}); }
+  void Row(const std::string& name, std::string value) { m_rows.push_back({"  " + name, std::move(value), false}); }
+  void List(const host::PropertyList& list) {
+    for (const host::Property& property : list.Properties()) Row(Printable(property.name), ValueAsText(property));
+  }
+
+  void Print(Output& output) const {
+    std::size_t width = 0;
+    for (const Line& line : m_rows) width = std::max(width, line.isHeading ? 0 : line.name.size());
+    for (const Line& line : m_rows) {
+      if (line.isHeading) {
+        output.Print("{}{}\n", &line == &m_rows.front() ? "" : "\n", line.name);
+      } else {
+        output.Print("{:{}}  {}\n", line.name, width, line.value);
+      }
+    }
+  }
+
+ private:
+  struct Line {
+    std::string name;
+    std::string value;
+    bool isHeading;
+  };
+  std::vector<Line> m_rows;
+};
+
+void PrintForPeople(const host::Session& session, Output& output) {
+  const host::PluginInfo info = session.Describe();
+  Table table;
+  table.Heading("Plug-in");
+  table.Row("Description", info.description);
+  table.Row("Version", fmt::format("0x{:08x}", info.version));
+  table.Row("Copyright", info.copyright);
+  table.Row("More information", info.moreInfo);
+  table.Row("MIME types", fmt::to_string(fmt::join(info.mimeTypes, ", ")));
+  table.Row("Extensions", fmt::to_string(fmt::join(info.extensions, ", ")));
+  table.Row("Open names", fmt::to_string(fmt::join(info.openNames, ", ")));
+  table.Row("Packet formats", fmt::to_string(fmt::join(info.packetFormats, ", ")));
+  table.Heading("File header");
+  table.List(session.FileHeader());
+  for (std::size_t stream = 0; stream < session.StreamHeaders().size(); ++stream) {
+    const host::StreamHeader& header = session.StreamHeaders()[stream];
+    table.Heading(fmt::format("Stream {}", stream));
+    if (header.properties) {
+      table.List(*header.properties);
+    } else {
+      table.Row("No header", host::StatusText(header.status));
+    }
+  }
+  table.Print(output);
+}
+
+}  // namespace
+
+InfoCommand::InfoCommand(CLI::App& app)
+    : Command(app, "info", "Show what the plug-in says about itself, the file and each of its streams.",
+              "qbflv info --json film.flv") {
+  Parser().add_flag("--json", m_json, "Print one JSON object");
+}
+
+void InfoCommand::Run() {
+  Progress progress(true);
+  host::Session session(
+      MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); }));
+  session.ReadHeaders();
+  progress.Wipe();
+  Output output;
+  if (m_json) {
+    // Texts of a file need not be UTF-8; JSON must.
+    output.Print("{}\n", SessionAsJson(session).dump(2, ' ', false, Json::error_handler_t::replace));
+  } else {
+    PrintForPeople(session, output);
+  }
+  output.Flush();
+}
+
+}  // namespace qbflv::cli

@@ -1,0 +1,17 @@
+// `qbflv info`: what the plug-in says about itself and a file.
+#pragma once
+
+#include "cli/command.h"
+
+namespace qbflv::cli {
+
+class InfoCommand final : public Command {
+ public:
+  explicit InfoCommand(CLI::App& app);
+  void Run() override;
+
+ private:
+  bool m_json = false;
+};
+
+}  // namespace qbflv::cli

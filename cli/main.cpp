@@ -1,0 +1,54 @@
+// The command `qbflv`: the reference host for people and scripts.
+#include <fmt/format.h>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+#include "cli/info_command.h"
+#include "cli/output.h"
+#include "cli/packets_command.h"
+#include "cli/remux_command.h"
+
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kJobFailed = 1;
+constexpr int kBadUsage = 2;
+
+int Run(qbflv::cli::Command& command) {
+  try {
+    command.Run();
+    return kDone;
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "qbflv: {}: {}\n", qbflv::cli::Printable(command.Options().file.native()), error.what());
+    return kJobFailed;
+  }
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {
+  // Whoever reads the output may stop (as `head` does): that ends the command quietly, even if started otherwise.
+  std::signal(SIGPIPE, SIG_DFL);
+
+  CLI::App app("Play FLV files through the file-format plug-in, as a streaming server would.", "qbflv");
+  app.set_version_flag("--version", QBFLV_VERSION);
+  app.require_subcommand(0, 1);
+  app.get_formatter()->column_width(34);
+  app.footer("Exit status: 0 done, 1 the job failed, 2 bad usage.\n\nExample:\n  qbflv info film.flv");
+  qbflv::cli::InfoCommand info(app);
+  qbflv::cli::PacketsCommand packets(app);
+  qbflv::cli::RemuxCommand remux(app);
+  try {
+    app.parse(argumentCount, arguments);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == kDone ? kDone : kBadUsage;
+  }
+  for (qbflv::cli::Command* const command : std::to_array<qbflv::cli::Command*>({&info, &packets, &remux})) {
+    if (command->IsChosen()) return Run(*command);
+  }
+  fmt::print(stderr, "{}", app.help());
+  return kBadUsage;
+}

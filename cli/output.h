@@ -1,0 +1,39 @@
+// The command's standard output, collected into large writes.
+#pragma once
+
+#include <fmt/format.h>
+
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace qbflv::cli {
+
+class Output {
+ public:
+  Output() = default;
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+  /// Writes what is left, so that a failing job still shows what it had.
+  ~Output();
+
+  template <typename... Arguments>
+  void Print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+    fmt::format_to(std::back_inserter(m_text), format, std::forward<Arguments>(arguments)...);
+    if (m_text.size() >= kWriteSize) Flush();
+  }
+
+  /// Throws HostError when the output cannot be written.
+  void Flush();
+
+ private:
+  static constexpr std::size_t kWriteSize = 64 * 1024;
+
+  fmt::memory_buffer m_text;
+};
+
+/// The text without control characters, which have no business on a terminal: they become \xNN.
+std::string Printable(std::string_view text);
+
+}  // namespace qbflv::cli

@@ -1,0 +1,180 @@
+// `qbflv packets`: every packet in the order in which a server would get it.
+#include "cli/packets_command.h"
+
+#include <unistd.h>
+#include <zlib.h>
+
+#include <memory>
+#include <vector>
+
+#include "cli/output.h"
+#include "cli/progress.h"
+#include "host/buffer.h"
+#include "host/host_error.h"
+#include "host/session.h"
+
+namespace qbflv::cli {
+
+namespace {
+
+/// What is done with the packets shown.
+class PacketReport {
+ public:
+  PacketReport() = default;
+  PacketReport(const PacketReport&) = delete;
+  PacketReport& operator=(const PacketReport&) = delete;
+  virtual ~PacketReport() = default;
+
+  virtual void Begin() {}
+  virtual void Packet(IQBPacket& packet) = 0;
+  virtual void StreamDone(std::uint16_t stream) = 0;
+  virtual void End() {}
+};
+
+std::span<const std::uint8_t> PacketBytes(IQBPacket& packet, ComPtr<IQBBuffer>& keeper) {
+  keeper = ComPtr<IQBBuffer>::Adopt(packet.GetPacketBuffer());
+  return host::BufferBytes(keeper.Get());
+}
+
+/// One line for each packet.
+class Listing final : public PacketReport {
+ public:
+  Listing(Output& output, bool json) : m_output(output), m_json(json) {}
+
+  void Begin() override {
+    if (!m_json) m_output.Print("stream        time      size  flags  rule  crc32\n");
+  }
+
+  void Packet(IQBPacket& packet) override {
+    ComPtr<IQBBuffer> keeper;
+    const std::span<const std::uint8_t> bytes = PacketBytes(packet, keeper);
+    const auto crc = crc32_z(0, bytes.data(), bytes.size());
+    const std::uint16_t stream = packet.GetStreamNumber();
+    const std::uint32_t time = packet.GetTime();
+    const std::uint32_t flags = packet.GetASMFlags();
+    const std::uint16_t rule = packet.GetASMRuleNumber();
+    if (m_json) {
+      m_output.Print(R"({{"stream":{},"time":{},"size":{},"asm_flags":{},"asm_rule":{},"crc32":"{:08x}"}})"
+                     "\n",
+                     stream, time, bytes.size(), flags, rule, crc);
+    } else {
+      m_output.Print("{:6}  {:10}  {:8}  {:5}  {:4}  {:08x}\n", stream, time, bytes.size(), flags, rule, crc);
+    }
+  }
+
+  void StreamDone(std::uint16_t stream) override {
+    if (m_json) {
+      m_output.Print(R"({{"stream":{},"done":true}})"
+                     "\n",
+                     stream);
+    } else {
+      m_output.Print("{:6}        done\n", stream);
+    }
+  }
+
+ private:
+  Output& m_output;
+  const bool m_json;
+};
+
+/// One line for each stream at the end.
+class Totals final : public PacketReport {
+ public:
+  Totals(Output& output, bool json, std::size_t streamCount, std::optional<std::uint16_t> onlyStream)
+      : m_output(output), m_json(json), m_streams(streamCount), m_onlyStream(onlyStream) {}
+
+  void Packet(IQBPacket& packet) override {
+    ComPtr<IQBBuffer> keeper;
+    Total& total = m_streams[packet.GetStreamNumber()];
+    ++total.packets;
+    total.bytes += PacketBytes(packet, keeper).size();
+  }
+
+  void StreamDone(std::uint16_t /*stream*/) override {}
+
+  void End() override {
+    if (!m_json) m_output.Print("stream     packets           bytes\n");
+    for (std::size_t stream = 0; stream < m_streams.size(); ++stream) {
+      if (m_onlyStream && *m_onlyStream != stream) continue;
+      const Total& total = m_streams[stream];
+      if (m_json) {
+        m_output.Print(R"({{"stream":{},"packets":{},"bytes":{}}})"
+                       "\n",
+                       stream, total.packets, total.bytes);
+      } else {
+        m_output.Print("{:6}  {:10}  {:14}\n", stream, total.packets, total.bytes);
+      }
+    }
+  }
+
+ private:
+  struct Total {
+    std::uint64_t packets = 0;
+    std::uint64_t bytes = 0;
+  };
+
+  Output& m_output;
+  const bool m_json;
+  std::vector<Total> m_streams;
+  const std::optional<std::uint16_t> m_onlyStream;
+};
+
+}  // namespace
+
+PacketsCommand::PacketsCommand(CLI::App& app)
+    : Command(app, "packets", "Show every packet in the order in which the plug-in delivers it.",
+              "qbflv packets --stream 1 --limit 20 film.flv") {
+  Parser().add_flag("--json", m_json, "Print one JSON object a line");
+  Parser()
+      .add_option("--stream", m_stream, "Show this stream alone; the others are delivered and passed over")
+      ->type_name("N")
+      ->check(IsNumber());
+  Parser()
+      .add_option("--limit", m_limit, "Stop after this many packets shown; 0 shows none, but still needs the headers")
+      ->type_name("N")
+      ->check(IsNumber());
+  Parser().add_flag("--count", m_count, "Print each stream's totals instead of its packets");
+}
+
+void PacketsCommand::Run() {
+  // A listing on the terminal is its own progress.
+  Progress progress(m_count || isatty(STDOUT_FILENO) == 0);
+  host::Session session(
+      MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); }));
+  session.ReadHeaders();
+  const std::size_t streamCount = session.StreamHeaders().size();
+  if (m_stream && *m_stream >= streamCount) {
+    throw host::HostError(fmt::format("there is no stream {}: the file has {}", *m_stream, streamCount));
+  }
+
+  Output output;
+  std::unique_ptr<PacketReport> report;
+  if (m_count) {
+    report = std::make_unique<Totals>(output, m_json, streamCount, m_stream);
+  } else {
+    report = std::make_unique<Listing>(output, m_json);
+  }
+  std::uint64_t shown = 0;
+  const auto limitReached = [&] { return m_limit && shown >= *m_limit; };
+  const auto isShown = [&](std::uint16_t stream) { return !m_stream || *m_stream == stream; };
+
+  session.RequireStreamHeaders();
+  report->Begin();
+  host::PacketHandlers handlers;
+  handlers.onPacket = [&](IQBPacket& packet) {
+    if (!isShown(packet.GetStreamNumber())) return true;
+    report->Packet(packet);
+    ++shown;
+    return !limitReached();
+  };
+  handlers.onStreamDone = [&](std::uint16_t stream) {
+    if (isShown(stream)) report->StreamDone(stream);
+    return !m_stream || *m_stream != stream;
+  };
+  if (!limitReached()) session.ReadPackets(std::move(handlers));
+  progress.Wipe();
+  report->End();
+  output.Flush();
+}
+
+}  // namespace qbflv::cli

@@ -1,0 +1,23 @@
+// `qbflv packets`: every packet in the order in which a server would get it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "cli/command.h"
+
+namespace qbflv::cli {
+
+class PacketsCommand final : public Command {
+ public:
+  explicit PacketsCommand(CLI::App& app);
+  void Run() override;
+
+ private:
+  bool m_json = false;
+  bool m_count = false;
+  std::optional<std::uint16_t> m_stream;
+  std::optional<std::uint64_t> m_limit;
+};
+
+}  // namespace qbflv::cli

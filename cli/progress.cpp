@@ -1,0 +1,41 @@
+// A progress bar on standard error for work that takes its time.
+#include "cli/progress.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace qbflv::cli {
+
+namespace {
+
+constexpr int kBarWidth = 40;
+/// Short work ends before a bar would appear.
+constexpr std::chrono::milliseconds kPatience(400);
+constexpr std::chrono::milliseconds kInterval(100);
+
+}  // namespace
+
+Progress::Progress(bool wanted)
+    : m_shown(wanted && isatty(STDERR_FILENO) != 0), m_nextUpdate(Clock::now() + kPatience) {}
+
+void Progress::Update(std::uint64_t done, std::uint64_t total) {
+  if (!m_shown || total == 0 || Clock::now() < m_nextUpdate) return;
+  m_nextUpdate = Clock::now() + kInterval;
+  const double share = static_cast<double>(std::min(done, total)) / static_cast<double>(total);
+  const int filled = static_cast<int>(share * kBarWidth);
+  fmt::print(stderr, "\r[{:=<{}}{:{}}] {:3.0f} %", "", filled, "", kBarWidth - filled, share * 100);
+  std::fflush(stderr);
+  m_onScreen = true;
+}
+
+void Progress::Wipe() {
+  if (!m_onScreen) return;
+  fmt::print(stderr, "\r{:{}}\r", "", kBarWidth + 10);
+  std::fflush(stderr);
+  m_onScreen = false;
+}
+
+}  // namespace qbflv::cli
