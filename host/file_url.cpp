@@ -9,8 +9,9 @@ namespace qbflv::host {
 
 std::string FileUrl(const std::filesystem::path& path) {
   constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
+  const std::string absolute = std::filesystem::absolute(path).native();
   std::string url = "file://";
-  for (const char character : std::filesystem::absolute(path).native()) {
+  for (const char character : absolute) {
     if (kPlain.find(character) != std::string_view::npos) {
       url += character;
     } else {
