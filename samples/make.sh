@@ -15,7 +15,7 @@ encode() {
 same_bytes=(-threads 1 -fflags +bitexact -flags:v +bitexact -flags:a +bitexact)
 
 encode -f lavfi -i testsrc2=size=320x180:rate=25:duration=10 -f lavfi -i sine=frequency=440:beep_factor=4:duration=10 \
-  "${same_bytes[@]}" -c:v libx264 -preset medium -crf 34 -g 50 -bf 2 -pix_fmt yuv420p \
+  "${same_bytes[@]}" -c:v libx264 -preset medium -b:v 110k -g 50 -bf 2 -pix_fmt yuv420p \
   -c:a aac -b:a 40k -ac 1 -ar 44100 \
   -metadata title="A short tour" -metadata author="the qbflvplus authors" -metadata copyright="Free to copy" \
   -flvflags add_keyframe_index "$out/tour.flv"
