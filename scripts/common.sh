@@ -1,4 +1,5 @@
 # What several scripts share: the project's root, a way to fail, and a quiet build. Sourced, not run.
+# shellcheck shell=bash
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
