@@ -8,12 +8,12 @@
 namespace qbflv {
 
 CQBParsedURL::CQBParsedURL(const char* url, IUnknown* context) : m_pContext(ComPtr<IUnknown>::Retain(context)) {
-  m_Status = Parse(url);
+  m_lStatus = Parse(url);
 }
 
 Status CQBParsedURL::Parse(const char* url) {
   if (url == nullptr) return kURLMissing;
-  if (!m_URLText.Assign(url)) return kOutOfMemory;
+  if (!m_strURLText.Assign(url)) return kOutOfMemory;
   Status status = MakeLists();
   if (Failed(status)) return status;
 
@@ -23,7 +23,7 @@ Status CQBParsedURL::Parse(const char* url) {
   status = SplitText(text);
   if (Failed(status)) return status;
   SetProperties();
-  if (m_Parts.kind == kURLOpaque) return kOk;
+  if (m_recParts.kind == kURLOpaque) return kOk;
   status = CheckAuthority();
   if (Failed(status)) return status;
   return ParseOptions();
@@ -38,8 +38,8 @@ Status CQBParsedURL::MakeLists() {
 
 /// Viewers may ask for a start time in short: "$1:30" at the end of a URL stands for "?start=1:30".
 Status CQBParsedURL::RewriteStartTime(CQBString& text) const {
-  text = m_URLText;
-  const std::string_view whole = m_URLText.GetView();
+  text = m_strURLText;
+  const std::string_view whole = m_strURLText.GetView();
   const std::size_t sign = FindStartTime(whole);
   if (sign == std::string_view::npos) return kOk;
   const bool rewritten =
@@ -48,38 +48,38 @@ Status CQBParsedURL::RewriteStartTime(CQBString& text) const {
 }
 
 Status CQBParsedURL::SplitText(const CQBString& text) {
-  Status status = SplitURL(text.GetView(), m_Parts);
+  Status status = SplitURL(text.GetView(), m_recParts);
   if (Failed(status)) return status;
-  if (m_Parts.bBadScheme || m_Parts.scheme.IsEmpty()) return kURLBadScheme;
-  LookUpScheme(m_Parts);
-  if (m_Parts.protocolClass == kProtocolFile) {
-    status = RewriteFileURL(text.GetView(), m_Parts);
+  if (m_recParts.bBadScheme || m_recParts.scheme.IsEmpty()) return kURLBadScheme;
+  LookUpScheme(m_recParts);
+  if (m_recParts.protocolClass == kProtocolFile) {
+    status = RewriteFileURL(text.GetView(), m_recParts);
     if (Failed(status)) return status;
-    if (m_Parts.path.IsEmpty()) return kURLNoPath;
+    if (m_recParts.path.IsEmpty()) return kURLNoPath;
   }
-  return NormaliseURL(m_Parts);
+  return NormaliseURL(m_recParts);
 }
 
 /// Nobody takes this list yet. So it says what costs nothing to say, and a long URL is not copied into it; a host that
 /// refuses a value does no harm.
 void CQBParsedURL::SetProperties() {
-  const std::int32_t port = m_Parts.lPort == kNoPort ? m_Parts.usDefaultPort : m_Parts.lPort;
-  static_cast<void>(m_pProperties->SetULONG32("SchemeCode", m_Parts.ucSchemeCode));
-  static_cast<void>(m_pProperties->SetULONG32("ProtocolClass", m_Parts.protocolClass));
+  const std::int32_t port = m_recParts.lPort == kNoPort ? m_recParts.usDefaultPort : m_recParts.lPort;
+  static_cast<void>(m_pProperties->SetULONG32("SchemeCode", m_recParts.ucSchemeCode));
+  static_cast<void>(m_pProperties->SetULONG32("ProtocolClass", m_recParts.protocolClass));
   static_cast<void>(m_pProperties->SetULONG32("Port", static_cast<std::uint32_t>(port)));
 }
 
 Status CQBParsedURL::CheckAuthority() const {
   constexpr std::int32_t kMaxPort = 65535;
-  if (m_Parts.kind != kURLNetworkPath) return kOk;
-  switch (m_Parts.protocolClass) {
+  if (m_recParts.kind != kURLNetworkPath) return kOk;
+  switch (m_recParts.protocolClass) {
     case kProtocolUnknown:
     case kProtocolFile:
       return kOk;
     case kProtocolHTTP:
     case kProtocolQTV:
     case kProtocolRTSP:
-      if (m_Parts.host.IsEmpty() || m_Parts.bHostMalformed) return kURLBadHost;
+      if (m_recParts.host.IsEmpty() || m_recParts.bHostMalformed) return kURLBadHost;
       break;
     case kProtocolSDP:
     case kProtocolProd:
@@ -87,18 +87,18 @@ Status CQBParsedURL::CheckAuthority() const {
     case kProtocolMPTS:
       break;
   }
-  return m_Parts.lPort > kMaxPort ? kURLBadPort : kOk;
+  return m_recParts.lPort > kMaxPort ? kURLBadPort : kOk;
 }
 
 Status CQBParsedURL::ParseOptions() {
   std::int64_t ignored = 0;
   if (ReadIntegerPreference(m_pContext.Get(), "IgnoreURLOptions", ignored) && ignored != 0) return kOk;
-  if (m_Parts.query.IsEmpty()) return kOk;
+  if (m_recParts.query.IsEmpty()) return kOk;
   ComPtr<IQBPropertyList> options;
   Status status = CreateObject(m_pObjectFactory.Get(), options);
   if (Succeeded(status)) {
     m_pOptions = options;
-    status = SetQueryOptions(m_Parts.query.GetView(), m_pObjectFactory.Get(), options.Get());
+    status = SetQueryOptions(m_recParts.query.GetView(), m_pObjectFactory.Get(), options.Get());
   }
   // A host that refuses a single option does not make the URL a bad one.
   return status == kOutOfMemory ? status : kOk;

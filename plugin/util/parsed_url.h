@@ -29,8 +29,8 @@ class CQBParsedURL {
 
   /// kOk; the first failure of the parse: one of the statuses above, kInvalidState without an object factory or lists,
   /// kOutOfMemory.
-  [[nodiscard]] Status GetStatus() const { return m_Status; }
-  [[nodiscard]] const URLParts& GetParts() const { return m_Parts; }
+  [[nodiscard]] Status GetStatus() const { return m_lStatus; }
+  [[nodiscard]] const URLParts& GetParts() const { return m_recParts; }
   /// The options, also after a failure: then empty, unless it came while they were being set. Null when there was
   /// nothing to make a list with.
   [[nodiscard]] const ComPtr<IQBPropertyList>& GetOptions() const { return m_pOptions; }
@@ -44,9 +44,9 @@ class CQBParsedURL {
   [[nodiscard]] Status CheckAuthority() const;
   Status ParseOptions();
 
-  Status m_Status = kOk;
-  CQBString m_URLText;
-  URLParts m_Parts;
+  Status m_lStatus = kOk;
+  CQBString m_strURLText;
+  URLParts m_recParts;
   ComPtr<IQBPropertyList> m_pProperties;
   ComPtr<IQBPropertyList> m_pOptions;
   ComPtr<IQBObjectFactory> m_pObjectFactory;

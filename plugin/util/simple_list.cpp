@@ -1,6 +1,7 @@
 #include "plugin/util/simple_list.h"
 
 #include <memory>
+#include <utility>
 
 #include "plugin/util/owned.h"
 
@@ -15,7 +16,13 @@ bool CQBSimpleList::IsValid() const {
 }
 
 void CQBSimpleList::RemoveAll() {
-  while (m_pHead != nullptr) CQBSimpleList::RemoveAt(m_pHead);
+  Node* node = std::exchange(m_pHead, nullptr);
+  m_pTail = nullptr;
+  m_lCount = 0;
+  while (node != nullptr) {
+    const std::unique_ptr<Node> removed(node);
+    node = removed->next;
+  }
 }
 
 void CQBSimpleList::RemoveAtIterator(Iterator& iterator) {

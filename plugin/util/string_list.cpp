@@ -9,7 +9,7 @@ namespace qbflv {
 namespace {
 
 /// What a node holds, taken out of it to be destroyed.
-std::unique_ptr<CQBString> TakeString(CQBSimpleList::Position node) {
+std::unique_ptr<CQBString> TakeString(const CQBSimpleList::Node* node) {
   return std::unique_ptr<CQBString>(static_cast<CQBString*>(node->value));
 }
 
@@ -18,7 +18,8 @@ std::unique_ptr<CQBString> TakeString(CQBSimpleList::Position node) {
 CQBStringList::~CQBStringList() { CQBStringList::RemoveAll(); }
 
 void CQBStringList::RemoveAll() {
-  while (m_pHead != nullptr) CQBStringList::RemoveAt(m_pHead);
+  for (const Node* node = m_pHead; node != nullptr; node = node->next) TakeString(node);
+  CQBSimpleList::RemoveAll();
 }
 
 void CQBStringList::RemoveAtIterator(Iterator& iterator) {
