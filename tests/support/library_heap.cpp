@@ -1,0 +1,137 @@
+// Watches the heap operators that the test program exports, for the calls that come from the plug-in's library.
+#include "tests/support/library_heap.h"
+
+#include <link.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace qbflv::test {
+
+namespace {
+
+/// Stands in front of every block, whoever took it.
+struct alignas(std::max_align_t) BlockHeader {
+  bool fromLibrary;
+  bool array;
+};
+
+struct Range {
+  std::uintptr_t begin = 0;
+  std::uintptr_t end = 0;
+};
+
+// Constant-initialised: the operators are used before and after everything else.
+constinit std::atomic<std::uintptr_t> libraryBegin{0};
+constinit std::atomic<std::uintptr_t> libraryEnd{0};
+constinit std::atomic<std::int64_t> allocations{0};
+constinit std::atomic<std::int64_t> liveBlocks{0};
+constinit std::atomic<std::int64_t> mismatches{0};
+/// Allocations until the shortage, the failing one included; 0 when there is none.
+constinit std::atomic<std::int64_t> untilShortage{0};
+constinit std::atomic<bool> shortageThrows{false};
+constinit std::atomic<bool> shortageStays{false};
+constinit std::atomic<bool> shortageStruck{false};
+
+bool FromLibrary(const void* returnAddress) {
+  const auto address = reinterpret_cast<std::uintptr_t>(returnAddress);
+  return address >= libraryBegin && address < libraryEnd;
+}
+
+bool ShortageStrikes() {
+  if (untilShortage == 0) return false;
+  if (untilShortage > 1) {
+    --untilShortage;
+    return false;
+  }
+  if (!shortageStays) untilShortage = 0;
+  shortageStruck = true;
+  return true;
+}
+
+void* AllocateOrNull(std::size_t size, bool fromLibrary, bool array) {
+  void* const memory = std::malloc(sizeof(BlockHeader) + size);
+  if (memory == nullptr) return nullptr;
+  auto* const header = new (memory) BlockHeader{fromLibrary, array};
+  if (fromLibrary) {
+    ++allocations;
+    ++liveBlocks;
+  }
+  return header + 1;
+}
+
+void* Allocate(std::size_t size, const void* caller, bool array) {
+  const bool fromLibrary = FromLibrary(caller);
+  void* block = nullptr;
+  if (!fromLibrary || !ShortageStrikes()) block = AllocateOrNull(size, fromLibrary, array);
+  if (block == nullptr && (!fromLibrary || shortageThrows)) throw std::bad_alloc();
+  return block;
+}
+
+void Free(void* block, bool array) {
+  if (block == nullptr) return;
+  BlockHeader* const header = static_cast<BlockHeader*>(block) - 1;
+  if (header->fromLibrary) {
+    --liveBlocks;
+    if (header->array != array) ++mismatches;
+  }
+  std::free(header);
+}
+
+int TakeRangeAround(dl_phdr_info* info, std::size_t /*size*/, void* data) {
+  Range& range = *static_cast<Range*>(data);
+  Range whole{UINTPTR_MAX, 0};
+  for (int i = 0; i < info->dlpi_phnum; ++i) {
+    const ElfW(Phdr)& segment = info->dlpi_phdr[i];
+    if (segment.p_type != PT_LOAD) continue;
+    const std::uintptr_t begin = info->dlpi_addr + segment.p_vaddr;
+    whole = {std::min(whole.begin, begin), std::max(whole.end, begin + segment.p_memsz)};
+  }
+  if (range.begin < whole.begin || range.begin >= whole.end) return 0;
+  range = whole;
+  return 1;
+}
+
+}  // namespace
+
+LibraryHeap ReadLibraryHeap() { return {allocations, liveBlocks, mismatches}; }
+
+HeapShortage::HeapShortage(std::int64_t nth, Shortage shortage, bool everyAfter) {
+  shortageThrows = shortage == Shortage::kThrows;
+  shortageStays = everyAfter;
+  shortageStruck = false;
+  untilShortage = nth;
+}
+
+HeapShortage::~HeapShortage() { untilShortage = 0; }
+
+bool HeapShortage::Struck() const { return shortageStruck; }
+
+void WatchLibrary(const void* anyAddressInIt) {
+  const auto address = reinterpret_cast<std::uintptr_t>(anyAddressInIt);
+  Range range{address, address};
+  if (dl_iterate_phdr(&TakeRangeAround, &range) == 0) return;
+  libraryBegin = range.begin;
+  libraryEnd = range.end;
+}
+
+}  // namespace qbflv::test
+
+// The forms that the library binds, and the others, so that every block has its header.
+using qbflv::test::Allocate;
+using qbflv::test::AllocateOrNull;
+using qbflv::test::Free;
+
+void* operator new(std::size_t size) { return Allocate(size, __builtin_return_address(0), false); }
+void* operator new[](std::size_t size) { return Allocate(size, __builtin_return_address(0), true); }
+void operator delete(void* block) noexcept { Free(block, false); }
+void operator delete[](void* block) noexcept { Free(block, true); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return AllocateOrNull(size, false, false); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return AllocateOrNull(size, false, true); }
+void operator delete(void* block, std::size_t) noexcept { Free(block, false); }
+void operator delete[](void* block, std::size_t) noexcept { Free(block, true); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { Free(block, false); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { Free(block, true); }
