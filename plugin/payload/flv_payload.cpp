@@ -1,9 +1,16 @@
 #include "plugin/payload/flv_payload.h"
 
+#include <memory>
+
 namespace qbflv {
 
 CFLVPayload::CFLVPayload(IUnknown* context, CFLVPayloadOwner* owner)
     : m_pContext(ComPtr<IUnknown>::Retain(context)), m_pOwner(owner) {}
+
+void CFLVPayload::Release() {
+  if (--m_ulRefCount > 0) return;
+  const std::unique_ptr<CFLVPayload> ended(this);
+}
 
 std::uint32_t CFLVPayload::InitStreams(const FLVFileHeader& header) {
   m_ulStreamCount = 0;

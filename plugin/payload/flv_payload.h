@@ -31,11 +31,14 @@ class CFLVPayloadOwner {
 
 /// The base of every payload format. The records and bytes that operations receive belong to the reader and are valid
 /// during the call.
+///
+/// One reader owns it. It is counted all the same, since its operations call the host, which may make the reader give
+/// it up meanwhile.
 class CFLVPayload {
  public:
-  /// owner outlives the payload; no reference is held.
-  CFLVPayload(IUnknown* context, CFLVPayloadOwner* owner);
   virtual ~CFLVPayload() = default;
+  /// owner outlives every call; no reference is held.
+  CFLVPayload(IUnknown* context, CFLVPayloadOwner* owner);
 
   CFLVPayload(const CFLVPayload&) = delete;
   CFLVPayload& operator=(const CFLVPayload&) = delete;
@@ -77,6 +80,12 @@ class CFLVPayload {
   virtual BOOL GetPacketTime(IQBPacket* packet, std::uint32_t& time);
   /// The picture size, for a format that knows one of its own; asked while the reader does not know it.
   virtual Status GetFrameSize(std::uint32_t* width, std::uint32_t* height);
+
+  void AddRef() { ++m_ulRefCount; }
+  void Release();
+
+ private:
+  std::uint32_t m_ulRefCount = 0;
 
  protected:
   ComPtr<IUnknown> m_pContext;

@@ -28,6 +28,7 @@ CRTMPPayload::CRTMPPayload(IUnknown* context, CFLVPayloadOwner* owner) : CFLVPay
   if (context == nullptr) return;
   m_FactoryStatus = context->QueryInterface(IQBObjectFactory::kId, m_pObjectFactory.OutVoid());
   if (Failed(m_FactoryStatus)) m_pObjectFactory = nullptr;
+  if (Succeeded(m_FactoryStatus) && !m_pObjectFactory) m_FactoryStatus = kFailed;
 }
 
 Status CRTMPPayload::GetStreamHeader(std::uint16_t stream, ComPtr<IQBPropertyList>& list) {

@@ -30,7 +30,8 @@ const char* MangledName(HeapOperator which) {
 
 void* FindHostHeapOperator(HeapOperator which) {
   // The handle of the main program searches its global scope. RTLD_DEFAULT would search this library's own scope as
-  // well, and so find the operators of the C++ runtime that the library brings along into a host that has none.
+  // well, and so find the operators of the C++ runtime that the library brings along, also where the host loaded it
+  // with RTLD_LOCAL to keep that runtime to itself.
   void* const mainProgram = dlopen(nullptr, RTLD_LAZY);
   if (mainProgram == nullptr) return nullptr;
   void* const address = dlsym(mainProgram, MangledName(which));

@@ -77,9 +77,12 @@ void CQBFLVFileFormat::OnShortPacketHeader(IQBBuffer* buffer) {
   EndAllStreams();
 }
 
+/// The state is left last: until then a GetPacket from inside StreamDone only notes its request, and does not read on
+/// from the middle of the tag that could not be skipped.
 void CQBFLVFileFormat::OnSkipFailed() {
-  m_ulState = kStatePacketIdle;
+  const Bookmark here(*this);
   EndAllStreams();
+  if (!here.IsLost() && m_ulState == kStatePacketSkipPending) m_ulState = kStatePacketIdle;
 }
 
 void CQBFLVFileFormat::OnPacketBody(Status status, IQBBuffer* buffer) {
@@ -88,9 +91,11 @@ void CQBFLVFileFormat::OnPacketBody(Status status, IQBBuffer* buffer) {
   // A body too short for its tag header is delivered all the same.
   if (m_ulTagPrefixBytes == 0) static_cast<void>(ParseMediaTagHeader(body));
 
+  const Bookmark here(*this);
   ComPtr<IQBPacket> packet;
   std::uint16_t stream = kNoStream;
   status = CreatePacket(buffer, packet, stream);
+  if (here.IsLost()) return;
   if (status == kNoPacket) return ReadTagHeader();
   if (Failed(status)) return EndAllStreams();
 
@@ -116,13 +121,14 @@ Status CQBFLVFileFormat::ParseMediaTagHeader(std::span<const std::uint8_t> body)
 }
 
 Status CQBFLVFileFormat::CreatePacket(IQBBuffer* body, ComPtr<IQBPacket>& packet, std::uint16_t& stream) {
+  const ComPtr<CFLVPayload> payload = m_pPayload;  // it calls the host, which may close the object
   switch (m_TagHeader.ucTagType) {
     case kTagAudio:
-      return m_pPayload->CreateAudioPacket(m_TagHeader, m_AudioTagHeader, body, packet, stream);
+      return payload->CreateAudioPacket(m_TagHeader, m_AudioTagHeader, body, packet, stream);
     case kTagVideo:
-      return m_pPayload->CreateVideoPacket(m_TagHeader, m_VideoTagHeader, body, packet, stream);
+      return payload->CreateVideoPacket(m_TagHeader, m_VideoTagHeader, body, packet, stream);
     default:
-      return m_pPayload->CreateOtherPacket(m_TagHeader, body, packet, stream);
+      return payload->CreateOtherPacket(m_TagHeader, body, packet, stream);
   }
 }
 

@@ -33,8 +33,8 @@ std::uint32_t CQBFLVFileFormat::Release() {
 
 Status CQBFLVFileFormat::InitPlugin(IUnknown* context) {
   if (context == nullptr) return kFailed;
-  m_pContext = ComPtr<IUnknown>::Retain(context);
   m_ulState = kStateReady;
+  m_pContext = ComPtr<IUnknown>::Retain(context);
   return kOk;
 }
 
@@ -54,8 +54,11 @@ Status CQBFLVFileFormat::GetStreamHeader(std::uint16_t stream) {
   QBFLV_TRACE_POINT("CQBFLVFileFormat[%p]::GetStreamHeader(%u)", static_cast<void*>(this), unsigned{stream});
   if (m_ulState != kStateStreamHeaders || !m_pPayload || !m_pFormatSink) return kInvalidState;
   const Turn turn(*this);
+  const Bookmark here(*this);
+  const ComPtr<CFLVPayload> payload = m_pPayload;  // it calls the host, which may close the object
   ComPtr<IQBPropertyList> header;
-  const Status status = m_pPayload->GetStreamHeader(stream, header);
+  const Status status = payload->GetStreamHeader(stream, header);
+  if (here.IsLost()) return kOk;
   if (Failed(status)) {
     header = nullptr;
   } else if (++m_ulStreamHeadersSent == m_ulStreamCount) {
@@ -97,17 +100,20 @@ Status CQBFLVFileFormat::Close() {
 }
 
 void CQBFLVFileFormat::GiveUpFile() {
-  ++m_ulEpoch;
+  const std::uint32_t epoch = ++m_ulEpoch;
   m_Answer = Answer();
   // The response itself is kept until the next file, for a file object that did not count its reference.
   if (m_pFileResponse) m_pFileResponse->Disconnect();
-  if (m_pFileObject) m_pFileObject->Close();
+  // Taken out first: what the file still answers while it closes finds the object closed.
+  ComPtr<IQBSourceFile> file = std::move(m_pFileObject);
+  if (file) file->Close();
+  if (m_ulEpoch != epoch) return;  // the host closed again meanwhile, or went on to another file
   if (m_pPayload) m_pPayload->Close();
 
   m_pContext = nullptr;
   m_pRequest = nullptr;
   m_pFormatSink = nullptr;
-  m_pFileObject = nullptr;
+  file = nullptr;
   m_pFileStat = nullptr;
   m_pMetaInfoFilter = nullptr;
   m_pStreams = nullptr;

@@ -38,11 +38,12 @@ class CQBFLVFileFormat : public IQBPlugin,
                          private CFLVPayloadOwner,
                          private MediaInfo {
  public:
+  /// Makes the payload object and hands it to SetPayload. Both lists are those of the request. Stands before the
+  /// destructor: this is the slot after IQBPlugin's.
+  virtual Status CreatePayload(IQBPropertyList* headers, IQBPropertyList* urlOptions) = 0;
+
   CQBFLVFileFormat() = default;
   ~CQBFLVFileFormat() override;
-
-  /// Makes the payload object and stores it in m_pPayload. Both lists are those of the request.
-  virtual Status CreatePayload(IQBPropertyList* headers, IQBPropertyList* urlOptions) = 0;
 
   Status QueryInterface(const GUID& id, void** object) override;
   std::uint32_t AddRef() override;
@@ -68,7 +69,7 @@ class CQBFLVFileFormat : public IQBPlugin,
  protected:
   [[nodiscard]] IUnknown* GetContext() const { return m_pContext.Get(); }
   [[nodiscard]] CFLVPayloadOwner* AsPayloadOwner() { return this; }
-  void SetPayload(std::unique_ptr<CFLVPayload> payload) { m_pPayload = std::move(payload); }
+  void SetPayload(ComPtr<CFLVPayload> payload) { m_pPayload = std::move(payload); }
 
  private:
   class Turn;
@@ -88,6 +89,7 @@ class CQBFLVFileFormat : public IQBPlugin,
 
   void GiveUpFile();
   void ForgetFile();
+  [[nodiscard]] Status TakeRequest();
   void ReadMetaInfoRequest();
   void ReadUnitLimit(IQBPropertyList* headers, IQBPropertyList* urlOptions);
   void OnFlvHeader(Status status, IQBBuffer* buffer);
@@ -179,7 +181,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   std::unique_ptr<CMergeSorter> m_pMergeSorter;
   ComPtr<IQBBuffer> m_pFlvHeaderBuffer;
   ComPtr<IQBBuffer> m_pTagBuffer;
-  std::unique_ptr<CFLVPayload> m_pPayload;
+  ComPtr<CFLVPayload> m_pPayload;
   AMFValue m_MetaData;
 
   // --- Where the object stands ---

@@ -29,15 +29,16 @@ bool CQBFLVFileFormat::DeliverPacket(std::uint16_t stream) {
   if (!m_pStreams || stream >= m_ulStreamCount || !m_pFormatSink || !m_pStreams[stream].bPacketRequested) return false;
   ComPtr<IQBPacket> packet;
   if (m_pMergeSorter->GetNextPacket(packet, true) != kOk) return false;
-  FLVStreamState& state = m_pStreams[stream];
-  state.bPacketRequested = false;
-  if (!state.bPacketTypeChecked) {
-    state.bRTPPackets = static_cast<bool>(packet.Query<IQBRTPPacket>());
-    state.bPacketTypeChecked = true;
-  }
-  if constexpr (kTraceEnabled) TracePacket(packet.Get(), state.bRTPPackets);
-
+  m_pStreams[stream].bPacketRequested = false;
   const Bookmark here(*this);
+  if (!m_pStreams[stream].bPacketTypeChecked) {
+    const bool isRtp = static_cast<bool>(packet.Query<IQBRTPPacket>());
+    if (here.IsLost()) return false;
+    m_pStreams[stream].bRTPPackets = isRtp;
+    m_pStreams[stream].bPacketTypeChecked = true;
+  }
+  if constexpr (kTraceEnabled) TracePacket(packet.Get(), m_pStreams[stream].bRTPPackets);
+
   const ComPtr<IQBFormatSink> sink = m_pFormatSink;
   sink->PacketReady(kOk, packet.Get());
   if (here.IsLost()) return true;

@@ -2,6 +2,7 @@
 #include "plugin/meta/metadata.h"
 #include "plugin/payload/object_creation.h"
 #include "plugin/reader/file_format.h"
+#include "plugin/reader/turn.h"
 #include "plugin/util/numbers.h"
 #include "plugin/util/trace.h"
 
@@ -16,8 +17,10 @@ constexpr std::uint32_t kDefaultDuration = 10000;
 
 /// The scan is over and the file stands at its first tag again.
 void CQBFLVFileFormat::SendFileHeader() {
+  const Bookmark here(*this);
   ComPtr<IQBPropertyList> header;
   const Status status = BuildFileHeader(header);
+  if (here.IsLost()) return;
   if (Failed(status)) return FailFileHeader(status);
   m_pStreams = MakeArray<FLVStreamState>(m_ulStreamCount);
   if (!m_pStreams) return FailFileHeader(kOutOfMemory);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <string_view>
 
 #include "plugin/util/host_objects.h"
@@ -44,6 +45,7 @@ Status ReadAcceptMetaInfo(IQBRequest* request, IQBObjectFactory* factory, Accept
     accepted.all = true;
     return kOk;
   }
+  if (text.size() >= std::numeric_limits<std::uint32_t>::max()) return kOutOfMemory;
   // A copy, in which each name gets the NUL that the list wants.
   const OwnedArray<char> names = MakeArray<char>(static_cast<std::uint32_t>(text.size()) + 1);
   if (!names) return kOutOfMemory;

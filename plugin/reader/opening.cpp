@@ -27,20 +27,7 @@ Status CQBFLVFileFormat::InitFileFormat(IQBRequest* request, IQBFormatSink* sink
   m_pRequest = ComPtr<IQBRequest>::Retain(request);
   m_pFormatSink = ComPtr<IQBFormatSink>::Retain(sink);
   m_pFileObject = ComPtr<IQBSourceFile>::Retain(file);
-
-  ReadMetaInfoRequest();
-  ComPtr<IQBPropertyList> urlOptions;
-  ComPtr<IQBPropertyList> headers;
-  if (Failed(GetURLOptions(request, GetContext(), urlOptions)) || Failed(request->GetHeaders(headers.Out())) ||
-      !urlOptions || !headers) {
-    return kInvalidState;
-  }
-  ReadUnitLimit(headers.Get(), urlOptions.Get());
-  std::int64_t maxTimespan = 0;
-  if (ReadIntegerPreference(GetContext(), "FLVMergeSorterMaxTimespan", maxTimespan)) {
-    m_ulMergeSorterMaxTimespan = static_cast<std::uint32_t>(maxTimespan);
-  }
-  const Status status = CreatePayload(headers.Get(), urlOptions.Get());
+  const Status status = TakeRequest();
   if (Failed(status)) return status;
   if (here.IsLost()) return kInvalidState;  // one of the host's own objects gave the file up meanwhile
   m_ulTagPrefixBytes = m_pPayload->GetTagPrefixSize();
@@ -51,6 +38,24 @@ Status CQBFLVFileFormat::InitFileFormat(IQBRequest* request, IQBFormatSink* sink
   m_ulState = kStateFileInitPending;
   const ComPtr<CFileResponse> response = m_pFileResponse;
   return file->Init(kFileAccess, response.Get());
+}
+
+/// What the request and the preferences ask for, and the payload format.
+Status CQBFLVFileFormat::TakeRequest() {
+  const ComPtr<IQBRequest> request = m_pRequest;
+  ReadMetaInfoRequest();
+  ComPtr<IQBPropertyList> urlOptions;
+  ComPtr<IQBPropertyList> headers;
+  if (Failed(GetURLOptions(request.Get(), GetContext(), urlOptions)) || Failed(request->GetHeaders(headers.Out())) ||
+      !urlOptions || !headers) {
+    return kInvalidState;
+  }
+  ReadUnitLimit(headers.Get(), urlOptions.Get());
+  std::int64_t maxTimespan = 0;
+  if (ReadIntegerPreference(GetContext(), "FLVMergeSorterMaxTimespan", maxTimespan)) {
+    m_ulMergeSorterMaxTimespan = static_cast<std::uint32_t>(maxTimespan);
+  }
+  return CreatePayload(headers.Get(), urlOptions.Get());
 }
 
 /// What was found out about an earlier file says nothing of the next one: an index or durations carried over would send
@@ -104,15 +109,23 @@ void CQBFLVFileFormat::ReadUnitLimit(IQBPropertyList* headers, IQBPropertyList* 
 }
 
 void CQBFLVFileFormat::OnFlvHeader(Status status, IQBBuffer* buffer) {
-  if (Succeeded(status) && BufferBytes(buffer).size() >= kFlvHeaderSize) status = ParseFLVHeader(buffer);
+  const bool isWhole = buffer != nullptr && buffer->GetSize() >= kFlvHeaderSize;
+  if (Succeeded(status) && isWhole) status = ParseFLVHeader(buffer);
   if (Failed(status)) return EndInit(kStateReady, status);
 
-  m_pFileStat = m_pFileObject.Query<IQBFileStat>();
-  if (!m_pFileStat) return EndInit(kStateInitialized, kOk);
+  const Bookmark here(*this);
+  const ComPtr<IQBSourceFile> file = m_pFileObject;
+  const ComPtr<IQBFileStat> stat = file.Query<IQBFileStat>();
+  if (here.IsLost()) return;
+  m_pFileStat = stat;
+  if (!stat) return EndInit(kStateInitialized, kOk);
   m_ulState = kStateStatPending;
-  const ComPtr<IQBFileStat> stat = m_pFileStat;
   const ComPtr<CFileResponse> response = m_pFileResponse;
-  stat->Stat(response.Get());
+  status = stat->Stat(response.Get());
+  // A stat that is refused at once will not be answered. One that is answered with a failure leaves the size unknown.
+  const bool answered = m_Answer.completion != Completion::kNone;
+  if (Succeeded(status) || answered || here.IsLost() || m_ulState != kStateStatPending) return;
+  EndInit(kStateReady, status);
 }
 
 Status CQBFLVFileFormat::ParseFLVHeader(IQBBuffer* buffer) {

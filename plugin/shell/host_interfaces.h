@@ -304,7 +304,8 @@ struct IQBSourceFile : IUnknown {
 struct IQBFileStat : IUnknown {
   static constexpr GUID kId = FrameworkGuid(0x00000205);
 
-  /// Slot 3. Completed by response->StatDone.
+  /// Slot 3. Completed by response->StatDone, where a failure only leaves the size unknown. A failure answered at once,
+  /// without a completion, fails the opening of the file.
   virtual Status Stat(IQBFileStatResponse* response) = 0;
 
  protected:
@@ -421,7 +422,8 @@ struct IQBPacketFormat : IUnknown {
 inline constexpr char kCreateInstanceName[] = "QBMCreateInstance";
 using CreateInstanceFunction = Status (*)(IUnknown** object);
 
-/// kOk when no object of the library is alive, so that it may be unloaded; else kFailed.
+/// kOk when no object of the library is alive, so that it may be unloaded; else kFailed. The response objects that file
+/// objects were given count as well.
 inline constexpr char kCanUnloadName[] = "CanUnload2";
 using CanUnloadFunction = Status (*)();
 

@@ -1,5 +1,6 @@
 #include "plugin/shell/plus_file_format.h"
 
+#include <new>
 #include <utility>
 
 #include "plugin/payload/rtmp_payload.h"
@@ -49,7 +50,7 @@ Status CQBFLVPlusFileFormat::GetSupportedPacketFormats(const char* const** forma
 Status CQBFLVPlusFileFormat::SetPacketFormat(const char* /*format*/) { return kOk; }
 
 Status CQBFLVPlusFileFormat::CreatePayload(IQBPropertyList* /*headers*/, IQBPropertyList* /*urlOptions*/) {
-  auto payload = MakeOwned<CRTMPPayload>(GetContext(), AsPayloadOwner());
+  auto payload = ComPtr<CFLVPayload>::Retain(new (std::nothrow) CRTMPPayload(GetContext(), AsPayloadOwner()));
   if (!payload) return kOutOfMemory;
   SetPayload(std::move(payload));
   return kOk;
