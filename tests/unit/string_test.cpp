@@ -50,6 +50,16 @@ TEST(String, ChangingACopyOrItsOriginal_ShowsInNoOther) {
   }
 }
 
+TEST(String, AppendingItselfBeyondItsRoom_ReadsFromTheOldCharacters) {
+  CQBString text("abc");
+  std::string expected("abc");
+  for (int i = 0; i < 12; ++i) {
+    ASSERT_TRUE(text.Append(text));
+    expected += expected;
+    ASSERT_EQ(text.GetView(), expected);
+  }
+}
+
 TEST(String, PartsOfIt_AreClippedToItsLength) {
   const CQBString text("abcab");
   EXPECT_EQ(text.Left(2), "ab");
