@@ -53,6 +53,6 @@ void WriteStandardError(const char* text) {
 
 std::int32_t AtomicIncrement(std::int32_t& count) { return std::atomic_ref<std::int32_t>(count).fetch_add(1) + 1; }
 std::int32_t AtomicDecrement(std::int32_t& count) { return std::atomic_ref<std::int32_t>(count).fetch_sub(1) - 1; }
-std::int32_t AtomicLoad(const std::int32_t& count) { return __atomic_load_n(&count, __ATOMIC_RELAXED); }
+std::int32_t AtomicLoad(const std::int32_t& count) { return __atomic_load_n(&count, __ATOMIC_ACQUIRE); }
 
 }  // namespace qbflv::platform
