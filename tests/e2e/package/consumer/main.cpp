@@ -1,10 +1,10 @@
 // Loads the installed plug-in as a server would and prints how it introduces itself.
 #include <dlfcn.h>
 
-#include <cstdint>
-#include <cstdio>
 #include <qbflvplus/com_ptr.h>
 #include <qbflvplus/host_interfaces.h>
+#include <cstdint>
+#include <cstdio>
 
 namespace {
 

@@ -1,0 +1,32 @@
+// Runs a program and keeps what it says.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace qbflv::e2e {
+
+struct CommandResult {
+  /// As a shell gives it: above 128 for a signal.
+  int status = 0;
+  std::string out;
+  std::string err;
+  friend bool operator==(const CommandResult&, const CommandResult&) = default;
+};
+
+std::ostream& operator<<(std::ostream& stream, const CommandResult& result);
+
+using Words = std::vector<std::string>;
+
+/// words[0] is looked up in PATH. With outDescriptor its standard output goes there instead of into the result.
+CommandResult RunCommand(const Words& words, int outDescriptor = -1);
+
+/// The built command with these arguments.
+CommandResult RunQbflv(Words arguments, int outDescriptor = -1);
+
+Words operator+(Words left, const Words& right);
+
+std::vector<std::string> Lines(const std::string& text);
+
+}  // namespace qbflv::e2e

@@ -1,0 +1,46 @@
+// The tests' own reading and writing of FLV files, independent of the plug-in and its host.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace qbflv::e2e {
+
+inline constexpr std::uint8_t kAudioTag = 8;
+inline constexpr std::uint8_t kVideoTag = 9;
+
+struct Tag {
+  std::uint8_t type = 0;
+  /// In ms.
+  std::uint32_t time = 0;
+  std::string body;
+
+  bool IsMedia() const { return type == kAudioTag || type == kVideoTag; }
+  bool IsKeyFrame() const { return type == kVideoTag && static_cast<std::uint8_t>(body[0]) >> 4 == 1; }
+  std::uint32_t Checksum() const;
+  friend bool operator==(const Tag&, const Tag&) = default;
+};
+
+struct FlvFile {
+  bool hasAudio = false;
+  bool hasVideo = false;
+  /// The whole ones, in the order of the file.
+  std::vector<Tag> tags;
+
+  /// Audio is stream 0 where there is any, video comes next.
+  int StreamOf(const Tag& tag) const { return tag.type == kVideoTag && hasAudio ? 1 : 0; }
+  std::vector<Tag> TagsOfType(std::uint8_t type) const;
+};
+
+std::string ReadBytes(const std::filesystem::path& path);
+void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
+
+/// The part of the file that is whole. Throws when the file header is not.
+FlvFile ParseFlv(const std::string& bytes);
+
+/// The file that these tags make, ended by the last one's size.
+std::string FormatFlv(const FlvFile& file);
+
+}  // namespace qbflv::e2e
