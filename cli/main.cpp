@@ -32,6 +32,8 @@ int Run(qbflv::cli::Command& command) {
 int main(int argumentCount, char** arguments) {
   // Whoever reads the output may stop (as `head` does): that ends the command quietly, even if started otherwise.
   std::signal(SIGPIPE, SIG_DFL);
+  // A file that may not grow further is a failure like others, and cleaned up after.
+  std::signal(SIGXFSZ, SIG_IGN);
 
   CLI::App app("Play FLV files through the file-format plug-in, as a streaming server would.", "qbflv");
   app.set_version_flag("--version", QBFLV_VERSION);

@@ -54,7 +54,7 @@ Session::~Session() { Close(); }
 void Session::ReadHeaders() {
   const SinkEvent answer =
       Ask(SinkEvent::Kind::kFileHeaderReady, "reading the file header", [&] { return m_format->GetFileHeader(); });
-  if (Failed(answer.status)) throw HostError("the file has no header", answer.status);
+  if (Failed(answer.status)) throw HostError("there is no file header", answer.status);
   m_fileHeader = TakeList(answer);
   std::uint32_t streamCount = 0;
   if (!m_fileHeader || Failed(m_fileHeader->GetULONG32("StreamCount", &streamCount)) || streamCount > 0xFFFF) {
