@@ -50,6 +50,19 @@ CallLog::Lines CallLog::Only(const std::vector<std::string_view>& words) const {
   return lines;
 }
 
+CallLog::Lines CallLog::Delivered() const {
+  Lines lines;
+  for (const std::string& line : Only({"PacketReady s=", "StreamDone s="})) {
+    // "PacketReady s=0 t=23 size=…" or "StreamDone s=1"
+    const std::size_t stream = line.find("s=") + 2;
+    const std::size_t time = line.find("t=");
+    const bool done = line.starts_with("StreamDone");
+    lines.push_back("s" + line.substr(stream, 1) +
+                    (done ? " done" : " t" + line.substr(time + 2, line.find(' ', time) - time - 2)));
+  }
+  return lines;
+}
+
 std::string CallLog::Last(std::string_view word) const {
   const Lines lines = Only({word});
   return lines.empty() ? std::string() : lines.back();

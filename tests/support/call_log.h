@@ -30,6 +30,8 @@ class CallLog {
   /// The lines that begin with one of the words.
   Lines Only(const std::vector<std::string_view>& words) const;
   std::size_t Count(std::string_view word) const { return Only({word}).size(); }
+  /// The packets and the ends of streams in short form: "s0 t23" and "s1 done".
+  Lines Delivered() const;
   /// The last line that begins with the word; empty when there is none.
   std::string Last(std::string_view word) const;
 

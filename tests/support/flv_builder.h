@@ -23,9 +23,9 @@ inline constexpr std::uint8_t kScriptTag = 18;
 /// What a tag says about itself, where that is not the truth.
 struct Lies {
   /// The size in the tag's header.
-  std::optional<std::uint32_t> dataSize;
+  std::optional<std::uint32_t> dataSize = {};
   /// The size in the field behind the tag.
-  std::optional<std::uint32_t> tagSize;
+  std::optional<std::uint32_t> tagSize = {};
 };
 
 class FlvBuilder {
