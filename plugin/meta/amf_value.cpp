@@ -1,15 +1,9 @@
 #include "plugin/meta/amf_value.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace qbflv {
-
-namespace {
-
-/// Stands for entries that were declared and never made.
-constinit const AMFValue kEmptyValue;
-
-}  // namespace
 
 void AMFValue::Clear() {
   m_pszString = nullptr;
@@ -24,20 +18,24 @@ void AMFValue::Clear() {
   m_ulValuesMade = 0;
 }
 
+std::uint32_t AMFValue::GetNamedCount() const {
+  return m_pNames == nullptr ? 0 : std::min(m_ulNameCount, m_ulNamesMade);
+}
+
 const char* AMFValue::GetName(std::uint32_t index) const {
-  if (m_pNames == nullptr || index >= m_ulNameCount || index >= m_ulNamesMade) return nullptr;
+  if (index >= GetNamedCount()) return nullptr;
   const AMFValue& name = m_pNames[index];
   return name.m_ucType == kAMFString ? name.m_pszString.get() : nullptr;
 }
 
 const AMFValue* AMFValue::GetValue(std::uint32_t index) const {
-  if (m_pValues == nullptr || index >= m_ulValueCount) return nullptr;
-  return index < m_ulValuesMade ? &m_pValues[index] : &kEmptyValue;
+  if (m_pValues == nullptr || index >= m_ulValueCount || index >= m_ulValuesMade) return nullptr;
+  return &m_pValues[index];
 }
 
 std::uint8_t AMFValue::GetValueType(std::uint32_t index) const {
-  const AMFValue* const value = GetValue(index);
-  return value == nullptr ? std::uint8_t{kAMFNoValue} : value->m_ucType;
+  if (m_pValues == nullptr || index >= m_ulValueCount) return kAMFNoValue;
+  return index < m_ulValuesMade ? m_pValues[index].m_ucType : std::uint8_t{kAMFNumber};
 }
 
 double AMFValue::GetValueNumber(std::uint32_t index) const {
@@ -49,8 +47,7 @@ Status AMFValue::FindProperty(const char* name, const AMFValue** value) const {
   if (name == nullptr || value == nullptr) return kFailed;
   if (m_ucType != kAMFObject && m_ucType != kAMFMixedArray) return kFailed;
   if (m_ulNameCount != m_ulValueCount || m_pNames == nullptr || m_pValues == nullptr) return kFailed;
-  // No entry beyond those made has a name.
-  for (std::uint32_t i = 0; i < m_ulNameCount && i < m_ulNamesMade; ++i) {
+  for (std::uint32_t i = 0; i < GetNamedCount(); ++i) {
     const char* const entryName = GetName(i);
     if (entryName == nullptr || std::strcmp(entryName, name) != 0) continue;
     *value = GetValue(i);

@@ -36,7 +36,7 @@ enum AMFType : std::uint8_t {
 /// New nodes are all zero. A node may be decoded into again: what its new body does not replace stays.
 ///
 /// Containers keep the count that was declared, also when decoding failed before so many entries were there. Entries
-/// below the count that were never made answer as new nodes would.
+/// below the count that were never made have the type and the number of a new node, but there is no node of theirs.
 class AMFValue {
  public:
   AMFValue() = default;
@@ -53,6 +53,9 @@ class AMFValue {
   /// Makes the node as new, but for the time zone.
   void Clear();
 
+  /// How many entries can have a name. Fewer than m_ulNameCount where a failed tag declared more than it held: a walk
+  /// over the names ends here, or a few bytes could make it take minutes.
+  [[nodiscard]] std::uint32_t GetNamedCount() const;
   /// The name of an entry, or null when there is none.
   [[nodiscard]] const char* GetName(std::uint32_t index) const;
   /// The value of an entry or element, or null when there is none.

@@ -58,7 +58,7 @@ Status ParseScriptData(std::span<const std::uint8_t> body, AMFValue& metaData, M
 void CopyMetaDataProperty(const AMFValue& metaData, const char* key, IQBPropertyList* list, const char* name,
                           IUnknown* context) {
   if (list == nullptr || metaData.m_ucType != kAMFMixedArray) return;
-  for (std::uint32_t i = 0; i < metaData.m_ulNameCount; ++i) {
+  for (std::uint32_t i = 0; i < metaData.GetNamedCount(); ++i) {
     const char* const entry = metaData.GetName(i);
     if (entry == nullptr || std::strcmp(entry, key) != 0) continue;
     const AMFValue* const value = metaData.GetValue(i);

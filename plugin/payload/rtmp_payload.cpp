@@ -73,6 +73,7 @@ Status CRTMPPayload::SetRuleBook(IQBPropertyList* list, std::uint32_t bitRate) {
   if (Failed(status)) return status;
   status = text->SetSize(kRuleBookRoom);
   if (Failed(status)) return status;
+  if (text->GetBuffer() == nullptr) return kFailed;
   const int length = SafeFormat(reinterpret_cast<char*>(text->GetBuffer()), kRuleBookRoom,
                                 "AverageBandwidth=%lu,TimestampDelivery=T,QTVKeyFrameRule=T;"
                                 "AverageBandwidth=0,TimestampDelivery=T,OnDepend=0;",

@@ -1,6 +1,6 @@
 // The records of an FLV file as the plug-in keeps them: the last header of each kind that was decoded.
 //
-// The layout is the one Adobe published for FLV files (version 10 of its description). All numbers are big-endian:
+// The layout is that of the published FLV file format, version 10. All numbers are big-endian:
 //   file header, 9 bytes: "FLV", version, flags, data offset (u32)
 //   then, from the data offset on, for each tag: the size of the tag before it (u32, 0 before the first), the tag
 //   header of 11 bytes, and the tag body.
