@@ -72,7 +72,7 @@ CommandResult RunCommand(const Words& words, int outDescriptor) {
   return {status, Content(out), Content(err)};
 }
 
-CommandResult RunQbflv(Words arguments, int outDescriptor) {
+CommandResult RunQbflv(const Words& arguments, int outDescriptor) {
   return RunCommand(Words{QBFLV_COMMAND} + arguments, outDescriptor);
 }
 

@@ -23,7 +23,7 @@ using Words = std::vector<std::string>;
 CommandResult RunCommand(const Words& words, int outDescriptor = -1);
 
 /// The built command with these arguments.
-CommandResult RunQbflv(Words arguments, int outDescriptor = -1);
+CommandResult RunQbflv(const Words& arguments, int outDescriptor = -1);
 
 Words operator+(Words left, const Words& right);
 
