@@ -33,6 +33,7 @@ template <typename Value>
 void AddChoice(CLI::App& parser, const std::string& name, Value& target,
                const std::vector<std::pair<std::string, Value>>& choices, const std::string& description) {
   std::vector<std::string> words;
+  words.reserve(choices.size());
   for (const auto& choice : choices) words.push_back(choice.first);
   const auto take = [&target, choices](const std::string& word) {
     for (const auto& [known, value] : choices) {
@@ -90,7 +91,7 @@ void AddCommandOptions(CLI::App& parser, CommandOptions& options) {
                                 "The file is read in any order or best from front to back");
 }
 
-CLI::Validator IsNumber() { return CLI::Validator(CheckNumber, ""); }
+CLI::Validator IsNumber() { return {CheckNumber, ""}; }
 
 host::SessionOptions MakeSessionOptions(const CommandOptions& options, host::BlockReader::Observer onBlock) {
   host::SessionOptions session;

@@ -28,7 +28,7 @@ ComPtr<IQBPlugin> PluginLibrary::CreateInstance() const {
   ComPtr<IUnknown> object;
   const Status status = m_createInstance(object.Out());
   if (Failed(status)) throw HostError("the plug-in makes no file-format object", status);
-  const auto plugin = object.Query<IQBPlugin>();
+  auto plugin = object.Query<IQBPlugin>();
   if (!plugin) throw HostError("the plug-in's object lacks its interface", kNoInterface);
   return plugin;
 }
