@@ -30,8 +30,10 @@ build() {
   configure "$preset"
   [[ $(ninja -C "$folder" -n "$@") != *"no work to do"* ]] || return 0
   printf 'Building (%s) …\n' "$preset" >&2
-  # On a terminal ninja shows how far it is, elsewhere only what fails.
-  local -a quiet=(--quiet)
-  [[ ! -t 2 ]] || quiet=()
-  ninja -C "$folder" "${quiet[@]}" "$@" >&2 || fail "the build failed"
+  # On a terminal ninja shows how far it is; elsewhere it shows the compiler's words only.
+  if [[ -t 2 ]]; then
+    ninja -C "$folder" "$@" >&2 || fail "the build failed"
+  else
+    ninja -C "$folder" --quiet "$@" 2>&1 | { grep -v '^-- ' || true; } >&2 || fail "the build failed"
+  fi
 }
