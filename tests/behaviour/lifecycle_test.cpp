@@ -329,7 +329,7 @@ void ExpectEverythingGivenBack(const ScriptedHost& host, const std::string& when
   EXPECT_EQ(0u, OtherReferences(host.request.Get())) << "request, " << when;
   EXPECT_EQ(0u, OtherReferences(&host.request->Headers())) << "request headers, " << when;
   EXPECT_EQ(0u, OtherReferences(host.sink.Get())) << "sink, " << when;
-  EXPECT_EQ(0u, OtherReferences(host.file.Get())) << "file, " << when;
+  EXPECT_EQ(0u, host.FileReferences()) << "file, " << when;
   // The context and the fixture's own queries hold one each.
   EXPECT_EQ(1u, OtherReferences(host.factory.Get())) << "factory, " << when;
   EXPECT_EQ(1u, OtherReferences(host.preferences.Get())) << "preferences, " << when;

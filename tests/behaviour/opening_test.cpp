@@ -77,7 +77,8 @@ TEST_P(Opening, GoesThroughItsChainAndTellsTheSink) {
     if (!opened) {
       // The object is ready for another file.
       const std::size_t before = host.log.Size();
-      EXPECT_EQ(kOk, host.InitFileFormatWith(host.MakeFile({.bytes = SmallFile().File(), .answers = answers})));
+      host.file = host.MakeFile({.bytes = SmallFile().File(), .answers = answers});
+      EXPECT_EQ(kOk, host.InitFileFormat());
       EXPECT_EQ((Lines{"Init(5)", "Seek(0)", "Read(9)", "Stat", "InitDone 0x00000000"}), host.log.From(before));
     }
   }

@@ -39,8 +39,7 @@ ScriptedHost::~ScriptedHost() {
   m_listener = nullptr;
   m_renews = m_nested = false;
   ReleasePlugin();
-  file->DropWaiting();
-  for (const ComPtr<ScriptedFile>& other : m_moreFiles) other->DropWaiting();
+  for (const ComPtr<ScriptedFile>& each : m_files) each->DropWaiting();
 }
 
 Status ScriptedHost::Pumped(Status status) {
@@ -48,22 +47,28 @@ Status ScriptedHost::Pumped(Status status) {
   return status;
 }
 
-Status ScriptedHost::InitPlugin() { return plugin->InitPlugin(context.Get()); }
+// A callback may have dropped the object in the middle of a script; what follows is then refused. The calls go through
+// the only references that there are, so that the last Release may come inside them.
+Status ScriptedHost::InitPlugin() { return plugin ? plugin->InitPlugin(context.Get()) : kInvalidState; }
 
-Status ScriptedHost::InitFileFormat() { return Pumped(format->InitFileFormat(request.Get(), sink.Get(), file.Get())); }
+Status ScriptedHost::InitFileFormat() { return Pumped(format ? StartOver() : kInvalidState); }
 
-Status ScriptedHost::InitFileFormatWith(const ComPtr<ScriptedFile>& other) {
-  m_moreFiles.push_back(other);
-  return Pumped(format->InitFileFormat(request.Get(), sink.Get(), other.Get()));
+Status ScriptedHost::GetFileHeader() { return Pumped(format ? format->GetFileHeader() : kInvalidState); }
+
+Status ScriptedHost::GetStreamHeader(std::uint16_t stream) {
+  return Pumped(format ? format->GetStreamHeader(stream) : kInvalidState);
 }
 
-Status ScriptedHost::GetFileHeader() { return Pumped(format->GetFileHeader()); }
+Status ScriptedHost::GetPacket(std::uint16_t stream) {
+  return Pumped(format ? format->GetPacket(stream) : kInvalidState);
+}
 
-Status ScriptedHost::GetStreamHeader(std::uint16_t stream) { return Pumped(format->GetStreamHeader(stream)); }
+Status ScriptedHost::Close() { return Pumped(format ? format->Close() : kInvalidState); }
 
-Status ScriptedHost::GetPacket(std::uint16_t stream) { return Pumped(format->GetPacket(stream)); }
-
-Status ScriptedHost::Close() { return Pumped(format->Close()); }
+ComPtr<ScriptedFile> ScriptedHost::MakeFile(FileScript script) {
+  m_files.push_back(host::MakeObject<ScriptedFile>(std::move(script), log));
+  return m_files.back();
+}
 
 bool ScriptedHost::Open() {
   if (Failed(InitPlugin()) || Failed(InitFileFormat())) return false;
@@ -75,7 +80,7 @@ bool ScriptedHost::OpenAndReadFileHeader() { return Open() && Succeeded(GetFileH
 bool ScriptedHost::ReadHeaders() {
   if (!OpenAndReadFileHeader()) return false;
   for (std::uint16_t stream = 0; stream < m_streamCount; ++stream) {
-    if (Failed(GetStreamHeader(stream)) || !m_streamHeaders.back()) return false;
+    if (Failed(GetStreamHeader(stream)) || m_streamHeaders.empty() || !m_streamHeaders.back()) return false;
   }
   return true;
 }
@@ -94,9 +99,8 @@ void ScriptedHost::PlayNested() {
 
 void ScriptedHost::Pump() {
   const auto waiting = [this]() -> ComPtr<ScriptedFile> {
-    if (file->Waiting() > 0) return file;
-    for (const ComPtr<ScriptedFile>& other : m_moreFiles) {
-      if (other->Waiting() > 0) return other;
+    for (const ComPtr<ScriptedFile>& each : m_files) {
+      if (each->Waiting() > 0) return each;
     }
     return nullptr;
   };
@@ -136,16 +140,16 @@ void ScriptedHost::OnSink(const host::SinkEvent& event) {
 void ScriptedHost::ReactNested(const host::SinkEvent& event) {
   using Kind = host::SinkEvent::Kind;
   if (Failed(event.status)) return;
-  // A listener may have dropped the object or started over: each request is then refused by the object itself.
-  const ComPtr<IQBFileFormatObject> object = format;
-  if (event.kind == Kind::kInitDone) static_cast<void>(object->GetFileHeader());
-  if (event.kind == Kind::kFileHeaderReady) static_cast<void>(object->GetStreamHeader(0));
+  if (event.kind == Kind::kInitDone) static_cast<void>(format->GetFileHeader());
+  if (event.kind == Kind::kFileHeaderReady) static_cast<void>(format->GetStreamHeader(0));
   if (event.kind != Kind::kStreamHeaderReady) return;
   if (++m_headersRead < m_streamCount) {
-    static_cast<void>(object->GetStreamHeader(static_cast<std::uint16_t>(m_headersRead)));
+    static_cast<void>(format->GetStreamHeader(static_cast<std::uint16_t>(m_headersRead)));
     return;
   }
-  for (std::uint16_t stream = 0; stream < m_streamCount; ++stream) static_cast<void>(object->GetPacket(stream));
+  for (std::uint16_t stream = 0; stream < m_streamCount && format; ++stream) {
+    static_cast<void>(format->GetPacket(stream));
+  }
 }
 
 }  // namespace qbflv::test

@@ -72,9 +72,12 @@ class ScriptedHost {
   /// Everything from InitFileFormat on, each request made inside the sink call that allows it.
   void PlayNested();
 
-  /// Starts the same object on another file; with it the sink and the request stay.
-  Status InitFileFormatWith(const ComPtr<ScriptedFile>& other);
-  ComPtr<ScriptedFile> MakeFile(FileScript script) { return host::MakeObject<ScriptedFile>(std::move(script), log); }
+  /// InitFileFormat on what `file` is now, without pumping: for use inside sink calls.
+  Status StartOver() { return format->InitFileFormat(request.Get(), sink.Get(), file.Get()); }
+  /// Another file for `file`; the old one stays alive and is pumped too.
+  ComPtr<ScriptedFile> MakeFile(FileScript script);
+  /// The references to `file` besides those of this host.
+  std::uint32_t FileReferences() const { return OtherReferences(file.Get()) - 1; }
 
   /// Gives the waiting answers until there are none.
   void Pump();
@@ -94,6 +97,11 @@ class ScriptedHost {
   std::string FileProperty(std::string_view name) const { return Value(m_fileHeader.Get(), name); }
   std::string StreamProperty(std::size_t nth, std::string_view name) const;
 
+ private:
+  /// Every file that was made, so that none is left waiting.
+  std::vector<ComPtr<ScriptedFile>> m_files;
+
+ public:
   CallLog log;
   ComPtr<ScriptedFactory> factory = host::MakeObject<ScriptedFactory>();
   ComPtr<ScriptedPreferences> preferences = host::MakeObject<ScriptedPreferences>();
@@ -118,8 +126,6 @@ class ScriptedHost {
   std::size_t m_headersRead = 0;
   ComPtr<IQBPropertyList> m_fileHeader;
   std::vector<ComPtr<IQBPropertyList>> m_streamHeaders;
-  /// Files besides the first, which are pumped and cleared with it.
-  std::vector<ComPtr<ScriptedFile>> m_moreFiles;
 };
 
 }  // namespace qbflv::test

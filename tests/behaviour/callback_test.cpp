@@ -1,0 +1,201 @@
+// Sink calls from which the host calls back: any request, Close, another file, or the last Release.
+#include <gtest/gtest.h>
+
+#include "tests/support/scripted_host.h"
+
+namespace qbflv::test {
+namespace {
+
+using Lines = CallLog::Lines;
+using Kind = host::SinkEvent::Kind;
+
+/// The file of the second session: other times and sizes than those of the small one.
+FileScript OtherFile(Answers answers) {
+  FlvBuilder flv(kBoth, 11);
+  flv.Metadata(QuickMetadata()).Audio(500, 40).Video(500, 50).Audio(523, 41).Video(540, 51).Video(580, 52);
+  return {.bytes = flv.File(), .answers = answers};
+}
+
+struct Moment {
+  const char* name;
+  Kind kind;
+  int occurrence;
+};
+
+/// Every sink call of a session on the small file, and some of a failed one.
+constexpr Moment kMoments[] = {{"InitDone", Kind::kInitDone, 1},
+                               {"FileHeaderReady", Kind::kFileHeaderReady, 1},
+                               {"first StreamHeaderReady", Kind::kStreamHeaderReady, 1},
+                               {"last StreamHeaderReady", Kind::kStreamHeaderReady, 2},
+                               {"first PacketReady", Kind::kPacketReady, 1},
+                               {"second PacketReady", Kind::kPacketReady, 2},
+                               {"PacketReady before a StreamDone", Kind::kPacketReady, 4},
+                               {"last PacketReady", Kind::kPacketReady, 5},
+                               {"first StreamDone", Kind::kStreamDone, 1},
+                               {"last StreamDone", Kind::kStreamDone, 2}};
+
+/// Files that bring other sink calls: failures, and streams that end together.
+std::vector<FileScript> Files(Answers answers) {
+  const Bytes small = SmallFile().File();
+  return {{.bytes = small, .answers = answers},
+          {.bytes = small, .answers = answers, .stat = Stat::kAbsent},
+          {.bytes = small, .answers = answers, .rules = {{.operation = "Read(21)", .status = kFailed}}},
+          {.bytes = small, .answers = answers, .rules = {{.operation = "Read(9)", .status = kFailed}}},
+          {.bytes = small, .answers = answers, .rules = {{.operation = "Read(20)", .status = kFailed}}}};
+}
+
+/// Plays each file in each mode, nested and not, acts at each moment, and lets the test look at what came after.
+template <typename Act, typename Check>
+void AtEveryMoment(Act act, Check check) {
+  for (const Moment& moment : kMoments) {
+    for (const Answers answers : {Answers::kInline, Answers::kLater}) {
+      for (const bool nested : {false, true}) {
+        int number = 0;
+        for (const FileScript& file : Files(answers)) {
+          SCOPED_TRACE(std::string(moment.name) + (answers == Answers::kInline ? ", inline" : ", later") +
+                       (nested ? ", nested" : "") + ", file " + std::to_string(number++));
+          ScriptedHost host({.file = file});
+          int seen = 0;
+          bool acted = false;
+          std::size_t before = 0;
+          host.OnSinkCall([&](const host::SinkEvent& event) {
+            if (acted || event.kind != moment.kind || ++seen != moment.occurrence) return;
+            acted = true;
+            before = host.log.Size();
+            act(host, answers);
+          });
+          nested ? host.PlayNested() : host.Play();
+          host.Pump();
+          if (acted) check(host, host.log.From(before), answers);
+        }
+      }
+    }
+  }
+  EXPECT_EQ(kOk, Exports().canUnload());
+}
+
+TEST(Callbacks, Closing_StopEverything) {
+  AtEveryMoment([](ScriptedHost& host, Answers) { EXPECT_EQ(kOk, host.format->Close()); },
+                [](ScriptedHost& host, const Lines& after, Answers) {
+                  EXPECT_EQ(Lines{"Close"}, after);
+                  EXPECT_EQ(0u, OtherReferences(host.sink.Get()));
+                  EXPECT_EQ(0u, host.FileReferences());
+                });
+}
+
+TEST(Callbacks, ReleasingTheLastReference_StopEverything) {
+  AtEveryMoment([](ScriptedHost& host, Answers) { host.ReleasePlugin(); },
+                [](ScriptedHost& host, const Lines& after, Answers) {
+                  EXPECT_EQ(Lines{"Close"}, after);
+                  EXPECT_EQ(0u, OtherReferences(host.sink.Get()));
+                  EXPECT_EQ(0u, host.FileReferences());
+                });
+}
+
+TEST(Callbacks, ClosingAndReleasing_StopEverything) {
+  AtEveryMoment(
+      [](ScriptedHost& host, Answers) {
+        EXPECT_EQ(kOk, host.format->Close());
+        host.ReleasePlugin();
+      },
+      [](ScriptedHost&, const Lines& after, Answers) { EXPECT_EQ(Lines{"Close"}, after); });
+}
+
+/// The log of the other file on an object of its own, up to InitDone.
+Lines FreshStart(Answers answers) {
+  ScriptedHost fresh({.file = OtherFile(answers)});
+  fresh.Open();
+  return fresh.log.All();
+}
+
+TEST(Callbacks, StartingOver_PlayTheNewFileOnly) {
+  AtEveryMoment(
+      [](ScriptedHost& host, Answers answers) {
+        host.file = host.MakeFile(OtherFile(answers));
+        EXPECT_EQ(kOk, host.StartOver());
+      },
+      [](ScriptedHost&, const Lines& after, Answers answers) {
+        // The host that is not nested stands in its old script, and goes on from wherever the new file is now.
+        const Lines start = FreshStart(answers);
+        ASSERT_GE(after.size(), start.size());
+        EXPECT_EQ(start, Lines(after.begin(), after.begin() + static_cast<std::ptrdiff_t>(start.size())));
+        for (const std::string& line : after) {
+          EXPECT_FALSE(line.starts_with("PacketReady") && line.find("t=5") == std::string::npos) << line;
+        }
+      });
+}
+
+TEST(Callbacks, StartingOver_PlayTheNewFileToItsEnd) {
+  for (const Moment& moment : kMoments) {
+    for (const Answers answers : {Answers::kInline, Answers::kLater}) {
+      ScriptedHost fresh({.file = OtherFile(answers)});
+      fresh.PlayNested();
+      ScriptedHost host({.file = {.bytes = SmallFile().File(), .answers = answers}});
+      int seen = 0;
+      std::size_t before = 0;
+      host.OnSinkCall([&](const host::SinkEvent& event) {
+        if (before != 0 || event.kind != moment.kind || ++seen != moment.occurrence) return;
+        before = host.log.Size();
+        host.file = host.MakeFile(OtherFile(answers));
+        EXPECT_EQ(kOk, host.StartOver());
+      });
+      host.PlayNested();
+      EXPECT_EQ(fresh.log.All(), host.log.From(before)) << moment.name;
+    }
+  }
+}
+
+TEST(Callbacks, WithAnyRequest_AreAnsweredOrRefused) {
+  // Whatever is asked, the session goes on to its end; what a request itself brings comes on top.
+  AtEveryMoment(
+      [](ScriptedHost& host, Answers) {
+        for (const std::uint16_t stream : {std::uint16_t{0}, std::uint16_t{1}, std::uint16_t{2}}) {
+          static_cast<void>(host.format->GetPacket(stream));
+          static_cast<void>(host.format->GetStreamHeader(stream));
+        }
+        static_cast<void>(host.format->GetFileHeader());
+        EXPECT_EQ(kFailed, host.plugin->InitPlugin(nullptr));
+        EXPECT_EQ(kInvalidState, host.format->InitFileFormat(nullptr, nullptr, nullptr));
+      },
+      [](ScriptedHost& host, const Lines&, Answers) {
+        EXPECT_LE(host.log.Count("StreamDone s=0"), 1u);
+        EXPECT_LE(host.log.Count("StreamDone s=1"), 1u);
+        EXPECT_LE(host.log.Count("PacketReady"), 5u);
+        EXPECT_EQ(0u, host.file->Waiting());
+      });
+}
+
+TEST(Callbacks, Initialising_LeaveTheObjectReady) {
+  AtEveryMoment([](ScriptedHost& host, Answers) { EXPECT_EQ(kOk, host.InitPlugin()); },
+                [](ScriptedHost& host, const Lines&, Answers answers) {
+                  host.file = host.MakeFile(OtherFile(answers));
+                  const std::size_t before = host.log.Size();
+                  EXPECT_EQ(kOk, host.InitFileFormat());
+                  const Lines start = FreshStart(answers);
+                  const Lines after = host.log.From(before);
+                  ASSERT_GE(after.size(), start.size());
+                  EXPECT_EQ(start, Lines(after.begin(), after.begin() + static_cast<std::ptrdiff_t>(start.size())));
+                });
+}
+
+TEST(Callbacks, ClosingAndStartingOver_PlayTheNewFile) {
+  for (const Answers answers : {Answers::kInline, Answers::kLater}) {
+    ScriptedHost fresh({.file = OtherFile(answers)});
+    fresh.PlayNested();
+    ScriptedHost host({.file = {.bytes = SmallFile().File(), .answers = answers}});
+    std::size_t before = 0;
+    host.OnSinkCall([&](const host::SinkEvent& event) {
+      if (event.kind != Kind::kPacketReady || before != 0) return;
+      host.format->Close();
+      EXPECT_EQ(kOk, host.InitPlugin());
+      before = host.log.Size();
+      host.file = host.MakeFile(OtherFile(answers));
+      EXPECT_EQ(kOk, host.StartOver());
+    });
+    host.PlayNested();
+    EXPECT_EQ(fresh.log.All(), host.log.From(before));
+  }
+}
+
+}  // namespace
+}  // namespace qbflv::test

@@ -1,0 +1,21 @@
+# Holds the library's dynamic symbols to what it may export and import. Run with -DNM=… -DLIBRARY=… -DIMPORTS=ON|OFF.
+execute_process(COMMAND "${NM}" -D --defined-only "${LIBRARY}" OUTPUT_VARIABLE defined COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "[^ \n]+\n" names "${defined}")
+list(TRANSFORM names STRIP)
+list(TRANSFORM names REPLACE "@.*$" "")
+list(SORT names)
+if(NOT names STREQUAL "CanUnload2;QBMCreateInstance")
+  message(FATAL_ERROR "exported: ${names}")
+endif()
+
+if(IMPORTS)
+  execute_process(COMMAND "${NM}" -D --undefined-only "${LIBRARY}" OUTPUT_VARIABLE undefined COMMAND_ERROR_IS_FATAL ANY)
+  # The heap has one door: the operators of the host, looked up by name when they are first needed.
+  string(REGEX MATCHALL "[^ \n]+\n" names "${undefined}")
+  foreach(name IN LISTS names)
+    string(STRIP "${name}" name)
+    if(name MATCHES "^(malloc|calloc|realloc|free|aligned_alloc|posix_memalign|strdup|_Zn[wa].*|_Zd[la].*)(@.*)?$")
+      message(FATAL_ERROR "imported: ${name}")
+    endif()
+  endforeach()
+endif()

@@ -1,0 +1,75 @@
+// Files of 200 000 tags on a host that answers inside its calls: the stack must not grow with the tags.
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include "tests/support/scripted_host.h"
+
+namespace qbflv::test {
+namespace {
+
+constexpr std::uint32_t kTags = 200000;
+constexpr std::size_t kStackBytes = 128 * 1024;
+
+struct LongCase {
+  const char* name;
+  FlvBuilder flv;
+  /// Whether each request is made inside the sink call that allows it.
+  bool nested;
+  std::size_t packets;
+  std::size_t done;
+};
+
+/// What a run in a thread tells.
+struct LongRun {
+  const FlvBuilder* flv;
+  bool nested;
+  std::size_t packets = 0;
+  std::size_t done = 0;
+};
+
+void* Play(void* data) {
+  LongRun& run = *static_cast<LongRun*>(data);
+  ScriptedHost host({.file = {.bytes = run.flv->File()}});
+  host.log.Disable();
+  host.OnSinkCall([&run](const host::SinkEvent& event) {
+    if (event.kind == host::SinkEvent::Kind::kPacketReady) ++run.packets;
+    if (event.kind == host::SinkEvent::Kind::kStreamDone) ++run.done;
+  });
+  run.nested ? host.PlayNested() : host.Play();
+  return nullptr;
+}
+
+TEST(ConstantStack, OnFilesOf200000Tags) {
+  static_cast<void>(Library());
+  // Video of a codec whose picture size is not found keeps the scan going to the end of the file.
+  FlvBuilder scanned(kBoth);
+  // Everything is known at once, and the tail scan looks for the second-last audio tag through the whole file.
+  FlvBuilder tail = FlvBuilder(kBoth).Metadata(QuickMetadata()).Audio(0, 2).Audio(1, 2);
+  FlvBuilder passedOver =
+      FlvBuilder(kAudio).Metadata(amf::MixedArray({{"audiodatarate", amf::Number(64)}})).Audio(0, 2);
+  for (std::uint32_t i = 0; i < kTags; ++i) {
+    const bool even = i % 2 == 0;
+    even ? scanned.Tag(kVideoTag, i, {0x17, 1, 0, 0, 0, 1}) : scanned.Audio(i, 2);
+    tail.Tag(kVideoTag, i, {0x22, 1});
+    even ? passedOver.Tag(kScriptTag, i, {5}) : passedOver.Tag(kAudioTag, i, {});
+  }
+  // The last packet of the first file waits for the other stream, and is dropped at the end.
+  const LongCase cases[] = {{"header scan and delivery", scanned, true, kTags - 1, 2},
+                            {"tail scan", tail, false, kTags + 2, 2},
+                            {"skipped and empty tags", passedOver, false, 1, 1}};
+  for (const LongCase& row : cases) {
+    LongRun run{&row.flv, row.nested};
+    pthread_attr_t attributes;
+    ASSERT_EQ(0, pthread_attr_init(&attributes));
+    ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, kStackBytes));
+    pthread_t thread{};
+    ASSERT_EQ(0, pthread_create(&thread, &attributes, &Play, &run));
+    ASSERT_EQ(0, pthread_join(thread, nullptr));
+    pthread_attr_destroy(&attributes);
+    EXPECT_EQ(row.packets, run.packets) << row.name;
+    EXPECT_EQ(row.done, run.done) << row.name;
+  }
+}
+
+}  // namespace
+}  // namespace qbflv::test
