@@ -13,19 +13,19 @@ struct Session {
 
 /// Sessions that take every road: whole ones, broken ones, and each operation failing in turn.
 std::vector<Session> Sessions() {
-  FlvBuilder long_(kBoth);
-  for (std::uint32_t time = 0; time <= 8000; time += 500) long_.Audio(time, 101).Video(time, 50, time % 2000 == 0);
+  FlvBuilder described(kBoth);
+  for (std::uint32_t time = 0; time <= 8000; time += 500) described.Audio(time, 101).Video(time, 50, time % 2000 == 0);
   FlvBuilder circles = SmallFile();
   circles.Patch(circles.Field(5), 0xFFFFFFFC);
   const Bytes small = SmallFile().File();
   const Bytes cut(small.begin(), small.end() - 9);
   std::vector<Session> sessions{
       {"small", {.bytes = small}},
-      {"described by its tags", {.bytes = long_.File()}},
-      {"front to back", {.bytes = long_.File(), .accessHint = kPrefersLinearAccess}},
+      {"described by its tags", {.bytes = described.File()}},
+      {"front to back", {.bytes = described.File(), .accessHint = kPrefersLinearAccess}},
       {"no stat", {.bytes = small, .stat = Stat::kAbsent}},
       {"failed stat", {.bytes = small, .stat = Stat::kFailing}},
-      {"fails at the end", {.bytes = long_.File(), .stat = Stat::kAbsent, .failsAtEnd = true}},
+      {"fails at the end", {.bytes = described.File(), .stat = Stat::kAbsent, .failsAtEnd = true}},
       {"cut", {.bytes = cut}},
       {"circles", {.bytes = circles.File()}},
       {"later tags", {.bytes = FlvBuilder(kVideo, 20).Video(0, 20).Video(1000, 20).File()}},

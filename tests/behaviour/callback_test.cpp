@@ -101,6 +101,22 @@ TEST(Callbacks, ClosingAndReleasing_StopEverything) {
       [](ScriptedHost&, const Lines& after, Answers) { EXPECT_EQ(Lines{"Close"}, after); });
 }
 
+TEST(Callbacks, GivingUpBehindARequest_IssueNothingMore) {
+  // What the request issues, one operation at most, may have its answer before the object is given up.
+  for (const bool release : {false, true}) {
+    AtEveryMoment(
+        [release](ScriptedHost& host, Answers) {
+          static_cast<void>(host.format->GetFileHeader());
+          static_cast<void>(host.format->GetPacket(0));
+          release ? host.ReleasePlugin() : static_cast<void>(host.format->Close());
+        },
+        [](ScriptedHost&, const Lines& after, Answers) {
+          EXPECT_EQ("Close", after.back());
+          EXPECT_LE(after.size(), 2u) << testing::PrintToString(after);
+        });
+  }
+}
+
 /// The log of the other file on an object of its own, up to InitDone.
 Lines FreshStart(Answers answers) {
   ScriptedHost fresh({.file = OtherFile(answers)});

@@ -84,6 +84,7 @@ bool PlayWithShortage(std::int64_t nth, Shortage shortage, bool everyAfter, Answ
 }
 
 TEST(Memory, RunningOutAtAnyPoint_DoesNoHarm) {
+  static_cast<void>(Exports());
   for (const Shortage shortage : {Shortage::kThrows, Shortage::kReturnsNull}) {
     for (const bool everyAfter : {false, true}) {
       for (const Answers answers : {Answers::kInline, Answers::kLater}) {
