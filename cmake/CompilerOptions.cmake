@@ -8,8 +8,9 @@ if(QBFLV_WARNINGS_AS_ERRORS)
   target_compile_options(qbflv_compiler_options INTERFACE -Werror)
 endif()
 
+# What stands behind an interface may be no C++ object at all, or one of another library: its type is nobody's to check.
 if(QBFLV_SANITIZE)
   target_compile_options(qbflv_compiler_options INTERFACE
-    -fsanitize=${QBFLV_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    -fsanitize=${QBFLV_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(qbflv_compiler_options INTERFACE -fsanitize=${QBFLV_SANITIZE})
 endif()
