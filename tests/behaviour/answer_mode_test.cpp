@@ -35,9 +35,7 @@ std::vector<Session> Sessions() {
   host.Play();
   std::map<std::string, int> seen;
   for (const std::string& line : host.log.Only({"Init(", "Seek(", "Read("})) {
-    sessions.push_back(
-        {"small, one failure",
-         {.bytes = small, .rules = {{.operation = line, .occurrence = ++seen[line], .status = kFailed}}}});
+    sessions.push_back({"small, one failure", {.bytes = small, .rules = {{line, ++seen[line], kFailed}}}});
   }
   return sessions;
 }

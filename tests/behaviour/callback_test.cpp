@@ -39,9 +39,9 @@ std::vector<FileScript> Files(Answers answers) {
   const Bytes small = SmallFile().File();
   return {{.bytes = small, .answers = answers},
           {.bytes = small, .answers = answers, .stat = Stat::kAbsent},
-          {.bytes = small, .answers = answers, .rules = {{.operation = "Read(21)", .status = kFailed}}},
-          {.bytes = small, .answers = answers, .rules = {{.operation = "Read(9)", .status = kFailed}}},
-          {.bytes = small, .answers = answers, .rules = {{.operation = "Read(20)", .status = kFailed}}}};
+          {.bytes = small, .answers = answers, .rules = {{"Read(21)", 0, kFailed}}},
+          {.bytes = small, .answers = answers, .rules = {{"Read(9)", 0, kFailed}}},
+          {.bytes = small, .answers = answers, .rules = {{"Read(20)", 0, kFailed}}}};
 }
 
 /// Plays each file in each mode, nested and not, acts at each moment, and lets the test look at what came after.

@@ -8,7 +8,7 @@ namespace {
 
 FileScript Linear(const FlvBuilder& flv, std::optional<std::uint32_t> size = {}) {
   FileScript file{.bytes = flv.File(), .accessHint = kPrefersLinearAccess};
-  if (size) file.rules.push_back({.operation = "Stat", .size = size});
+  if (size) file.rules.push_back({"Stat", 0, kOk, size});
   return file;
 }
 

@@ -60,36 +60,17 @@ TEST(TailScan, GivesTheDurationsOfTheStreams) {
       {"failed stat", {.bytes = plain, .stat = Stat::kFailing}, "55000", "55000"},
       {"nothing known at all", {.bytes = untold.File(), .stat = Stat::kAbsent}, "10000", "10000"},
       {"a failed seek to the end",
-       {.bytes = plain,
-        .rules = {{.operation = Seek(static_cast<std::uint32_t>(plain.size()) - 4), .status = kFailed}}},
+       {.bytes = plain, .rules = {{Seek(static_cast<std::uint32_t>(plain.size()) - 4), 0, kFailed}}},
        "55000",
        "55000"},
-      {"a failed read of the last size",
-       {.bytes = plain, .rules = {{.operation = "Read(4)", .status = kFailed}}},
-       "55000",
-       "55000"},
-      {"a short read of the last size",
-       {.bytes = plain, .rules = {{.operation = "Read(4)", .size = 3}}},
-       "55000",
-       "55000"},
-      {"the stat tells too much",
-       {.bytes = plain, .rules = {{.operation = "Stat", .size = 1u << 30}}},
-       "55000",
-       "55000"},
-      {"the stat tells too little", {.bytes = plain, .rules = {{.operation = "Stat", .size = 3}}}, "55000", "55000"},
+      {"a failed read of the last size", {.bytes = plain, .rules = {{"Read(4)", 0, kFailed}}}, "55000", "55000"},
+      {"a short read of the last size", {.bytes = plain, .rules = {{"Read(4)", 0, kOk, 3}}}, "55000", "55000"},
+      {"the stat tells too much", {.bytes = plain, .rules = {{"Stat", 0, kOk, 1u << 30}}}, "55000", "55000"},
+      {"the stat tells too little", {.bytes = plain, .rules = {{"Stat", 0, kOk, 3}}}, "55000", "55000"},
       // The scan reads three tag headers before the tail: metadata, audio, video.
-      {"a failed read of the last tag",
-       {.bytes = plain, .rules = {{.operation = "Read(15)", .occurrence = 4, .status = kFailed}}},
-       "55000",
-       "55000"},
-      {"a short read of the last tag",
-       {.bytes = plain, .rules = {{.operation = "Read(15)", .occurrence = 4, .size = 14}}},
-       "55000",
-       "55000"},
-      {"a failed read later on",
-       {.bytes = plain, .rules = {{.operation = "Read(15)", .occurrence = 6, .status = kFailed}}},
-       "55000",
-       "23040"},
+      {"a failed read of the last tag", {.bytes = plain, .rules = {{"Read(15)", 4, kFailed}}}, "55000", "55000"},
+      {"a short read of the last tag", {.bytes = plain, .rules = {{"Read(15)", 4, kOk, 14}}}, "55000", "55000"},
+      {"a failed read later on", {.bytes = plain, .rules = {{"Read(15)", 6, kFailed}}}, "55000", "23040"},
   };
   for (const DurationCase& row : cases) {
     for (const Answers answers : {Answers::kInline, Answers::kLater}) {
@@ -107,8 +88,7 @@ TEST(TailScan, GivesTheDurationsOfTheStreams) {
 TEST(TailScan, AFailedStepBack_EndsItAlone) {
   const FlvBuilder flv = Start().Audio(23000, 9).Audio(23023, 9).Video(23040, 20);
   for (const std::size_t tag : {5u, 4u}) {
-    ScriptedHost host(
-        {.file = {.bytes = flv.File(), .rules = {{.operation = Seek(flv.Field(tag)), .status = kFailed}}}});
+    ScriptedHost host({.file = {.bytes = flv.File(), .rules = {{Seek(flv.Field(tag)), 0, kFailed}}}});
     ASSERT_TRUE(host.ReadHeaders()) << tag;
     EXPECT_EQ("55000", host.StreamProperty(0, "Duration")) << tag;
     EXPECT_EQ(tag == 5 ? "55000" : "23040", host.StreamProperty(1, "Duration")) << tag;
