@@ -147,7 +147,7 @@ TEST(HeaderScan, AfterAFailedAttempt_BeginsAtTheFirstTagAgain) {
     const Lines again = host.log.From(before);
     EXPECT_EQ(row.again, Lines(again.begin(), again.begin() + static_cast<std::ptrdiff_t>(row.again.size())))
         << row.name;
-    EXPECT_EQ("FileHeaderReady 0x00000000 {StreamCount=2 Title=\"Small\"/6}", again.back()) << row.name;
+    EXPECT_EQ("FileHeaderReady 0x00000000 {StreamCount=2 Title='Small'/6}", again.back()) << row.name;
   }
 }
 
@@ -208,7 +208,7 @@ TEST(HeaderScan, AtTheEndOfTheFile_TakesWhatTheReadThereAllows) {
        {{"AvgBitRate", "4000"}, {"Duration", "200"}}},
       {"nothing, short read", FlvBuilder(kBoth), false, "FileHeaderReady 0x00000000 {StreamCount=2}", {}},
   };
-  for (EarlyEnd row : cases) {
+  for (const EarlyEnd& row : cases) {
     // Without its last field the file ends where a tag header would begin, so that the read there has nothing left.
     Bytes bytes = row.flv.File();
     if (row.failsAtEnd) bytes.resize(bytes.size() - 4);

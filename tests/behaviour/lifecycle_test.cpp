@@ -116,7 +116,7 @@ TEST(PacketFormat, WhateverIsSet_StaysRtmp) {
   EXPECT_EQ(kOk, packetFormat->SetPacketFormat("rtp"));
   EXPECT_EQ(kOk, packetFormat->SetPacketFormat(nullptr));
   ASSERT_TRUE(host.ReadHeaders());
-  EXPECT_EQ("\"audio/x-qb-rtmp\"/16", host.StreamProperty(0, "MimeType"));
+  EXPECT_EQ("'audio/x-qb-rtmp'/16", host.StreamProperty(0, "MimeType"));
 }
 
 TEST(InitPlugin, KeepsOneContextAtATime) {

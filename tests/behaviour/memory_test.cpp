@@ -17,7 +17,7 @@ HostScript Rich() {
                               {"keyframes", amf::KeyFrames({0, 1, 2}, {13, 14, 15})}}));
   for (std::uint32_t i = 0; i < 8; ++i) flv.Audio(i * 20, 10 + i).Video(i * 40, 20 + i, i % 3 == 0);
   return {.file = {.bytes = flv.File()},
-          .url = "http://user@host:80/a%20b/clip.flv$1:30&name=%41bc&Delay=2&text=\"a b\"",
+          .url = R"(http://user@host:80/a%20b/clip.flv$1:30&name=%41bc&Delay=2&text="a b")",
           .headers = {{"AcceptMetaInfo", "title,creator"}},
           .preferences = {{"FLVMergeSorterMaxTimespan", "5000"}}};
 }
@@ -58,10 +58,11 @@ TEST(Memory, OfAWholeSession_IsGivenBack) {
 
 TEST(Memory, WithoutAny_NoObjectIsMade) {
   for (const Shortage shortage : {Shortage::kThrows, Shortage::kReturnsNull}) {
-    IUnknown* object = reinterpret_cast<IUnknown*>(&object);
+    int elsewhere = 0;
+    void* object = &elsewhere;
     const CreateInstanceFunction create = Exports().createInstance;
     const HeapShortage heapShortage(1, shortage, true);
-    EXPECT_EQ(Hex(kOutOfMemory), Hex(create(&object)));
+    EXPECT_EQ(Hex(kOutOfMemory), Hex(create(reinterpret_cast<IUnknown**>(&object))));
     EXPECT_EQ(nullptr, object);
   }
 }

@@ -33,11 +33,11 @@ TEST(Metadata, GivesTheFileHeaderItsTexts) {
                          {"metadatacreator", amf::String("M")}};
   const TextCase cases[] = {
       {"none", {}, true, "{StreamCount=2}"},
-      {"all", {amf::MixedArray(all)}, false, "{Author=\"A\"/2 Copyright=\"\"/1 StreamCount=2 Title=\"T\"/2}"},
+      {"all", {amf::MixedArray(all)}, false, "{Author='A'/2 Copyright=''/1 StreamCount=2 Title='T'/2}"},
       {"all, everything accepted",
        {amf::MixedArray(all)},
        true,
-       "{Author=\"A\"/2 Copyright=\"\"/1 Creator=\"C\"/2 MetaDataCreator=\"M\"/2 StreamCount=2 Title=\"T\"/2}"},
+       "{Author='A'/2 Copyright=''/1 Creator='C'/2 MetaDataCreator='M'/2 StreamCount=2 Title='T'/2}"},
       {"an object gives none", {amf::Object(all)}, true, "{StreamCount=2}"},
       {"numbers and truth values",
        {amf::MixedArray({{"title", Number(7.9)}, {"author", amf::Boolean(true)}, {"copyright", amf::Boolean(false)}})},
@@ -52,7 +52,7 @@ TEST(Metadata, GivesTheFileHeaderItsTexts) {
       {"the later of two wins",
        {amf::MixedArray({{"title", amf::String("1st")}, {"title", amf::String("2nd")}})},
        false,
-       "{StreamCount=2 Title=\"2nd\"/4}"},
+       "{StreamCount=2 Title='2nd'/4}"},
       {"the later of two wins over another type",
        {amf::MixedArray({{"title", amf::String("1st")}, {"title", Number(2)}})},
        false,
@@ -60,7 +60,7 @@ TEST(Metadata, GivesTheFileHeaderItsTexts) {
       {"the later tag replaces the tree",
        {amf::MixedArray({{"title", amf::String("1st")}}), amf::MixedArray({{"author", amf::String("A")}})},
        false,
-       "{Author=\"A\"/2 StreamCount=2}"},
+       "{Author='A'/2 StreamCount=2}"},
       {"nothing declared, nothing taken",
        {amf::MixedArray({{"title", amf::String("T")}}, 0)},
        false,
@@ -68,12 +68,12 @@ TEST(Metadata, GivesTheFileHeaderItsTexts) {
       {"fewer declared",
        {amf::MixedArray({{"title", amf::String("T")}, {"author", amf::String("A")}}, 1)},
        false,
-       "{StreamCount=2 Title=\"T\"/2}"},
-      {"more declared", {amf::MixedArray({{"title", amf::String("T")}}, 9)}, false, "{StreamCount=2 Title=\"T\"/2}"},
+       "{StreamCount=2 Title='T'/2}"},
+      {"more declared", {amf::MixedArray({{"title", amf::String("T")}}, 9)}, false, "{StreamCount=2 Title='T'/2}"},
       {"4 billion declared",
        {amf::MixedArray({{"title", amf::String("T")}}, 0xFFFFFFFF)},
        false,
-       "{StreamCount=2 Title=\"T\"/2}"},
+       "{StreamCount=2 Title='T'/2}"},
   };
   for (const TextCase& row : cases) {
     HostScript script{.file = Described(kBoth, row.metadata)};
@@ -181,7 +181,7 @@ TEST(Metadata, ThatShowsAPicture_AnnouncesTheVideoThatTheHeaderLeftOut) {
     if (row.streams != std::string("2")) continue;
     host.GetStreamHeader(0);
     host.GetStreamHeader(1);
-    EXPECT_EQ("\"video/x-qb-rtmp\"/16", host.StreamProperty(1, "MimeType")) << row.name;
+    EXPECT_EQ("'video/x-qb-rtmp'/16", host.StreamProperty(1, "MimeType")) << row.name;
     EXPECT_EQ("320", host.StreamProperty(1, "Width")) << row.name;
   }
 }
@@ -259,7 +259,7 @@ std::size_t ReadAhead(const CallLog& log) {
 }
 
 TEST(KeyFrames, OfTheMetadata_SizeHowFarOneStreamIsReadAhead) {
-  const auto list = [](std::vector<double> times) {
+  const auto list = [](const std::vector<double>& times) {
     return amf::KeyFrames(times, std::vector<double>(times.size(), 13));
   };
   const Bytes text = amf::String("x");

@@ -161,7 +161,7 @@ TEST(ProcessTimeUnits, IsTakenFromTheUrlOrElseTheHeaders_AndOnlyAsANumber) {
       {"file URL", "file:///clip.flv?a=b&ProcessTimeUnits=3", NoHeader, 3},
       {"URL before the header", "http://host/clip.flv?ProcessTimeUnits=3", Number2, 3},
       {"a text in the URL hides the header", "http://host/clip.flv?ProcessTimeUnits=x", Number2, 10},
-      {"a quoted number is a text", "http://host/clip.flv?ProcessTimeUnits=\"3\"", Number2, 10},
+      {"a quoted number is a text", R"(http://host/clip.flv?ProcessTimeUnits="3")", Number2, 10},
       {"an empty option is 0, and hides the header", "http://host/clip.flv?ProcessTimeUnits", Number2, 10},
       {"0 is no limit", "http://host/clip.flv?ProcessTimeUnits=0", Number2, 10},
       {"header beside another option", "http://host/clip.flv?start=1", Number2, 2},
@@ -225,7 +225,7 @@ TEST(AcceptMetaInfo, OnlyALoneStarAcceptsAll) {
       host.file = host.MakeFile({.bytes = builder.File()});
       ASSERT_TRUE(host.ReadHeaders()) << row.name;
     }
-    EXPECT_EQ(row.acceptsAll ? "\"me\"/3" : "absent", host.FileProperty("Creator")) << row.name;
+    EXPECT_EQ(row.acceptsAll ? "'me'/3" : "absent", host.FileProperty("Creator")) << row.name;
     EXPECT_EQ(row.acceptsAll ? "64000" : "absent", host.StreamProperty(0, "SrcBitRate")) << row.name;
     EXPECT_EQ(row.acceptsAll ? "320" : "absent", host.StreamProperty(1, "SrcWidth")) << row.name;
   }

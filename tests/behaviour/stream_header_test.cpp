@@ -14,14 +14,14 @@ FileScript Linear(const FlvBuilder& flv, std::optional<std::uint32_t> size = {})
 
 TEST(StreamHeaders, HaveEveryPropertyAndNoMore) {
   constexpr char kAudioStart[] =
-      "StreamHeaderReady 0x00000000 {ASMRuleBook=\"AverageBandwidth=64000,"
-      "TimestampDelivery=T,QTVKeyFrameRule=T;AverageBandwidth=0,TimestampDelivery=T,OnDepend=0;\"/112 "
-      "AvgBitRate=64000 BitsPerSample=16 Channels=1 Duration=69 MimeType=\"audio/x-qb-rtmp\"/16 PayloadType=8 "
+      "StreamHeaderReady 0x00000000 {ASMRuleBook='AverageBandwidth=64000,"
+      "TimestampDelivery=T,QTVKeyFrameRule=T;AverageBandwidth=0,TimestampDelivery=T,OnDepend=0;'/112 "
+      "AvgBitRate=64000 BitsPerSample=16 Channels=1 Duration=69 MimeType='audio/x-qb-rtmp'/16 PayloadType=8 "
       "SamplesPerSecond=22050 ";
   constexpr char kVideoStart[] =
-      "StreamHeaderReady 0x00000000 {ASMRuleBook=\"AverageBandwidth=300000,"
-      "TimestampDelivery=T,QTVKeyFrameRule=T;AverageBandwidth=0,TimestampDelivery=T,OnDepend=0;\"/113 "
-      "AvgBitRate=300000 Duration=40 FrameHeight=240 FrameWidth=320 Height=240 MimeType=\"video/x-qb-rtmp\"/16 "
+      "StreamHeaderReady 0x00000000 {ASMRuleBook='AverageBandwidth=300000,"
+      "TimestampDelivery=T,QTVKeyFrameRule=T;AverageBandwidth=0,TimestampDelivery=T,OnDepend=0;'/113 "
+      "AvgBitRate=300000 Duration=40 FrameHeight=240 FrameWidth=320 Height=240 MimeType='video/x-qb-rtmp'/16 "
       "PayloadType=9 SamplesPerSecond=1000 ";
   const struct {
     const char* name;
@@ -46,8 +46,8 @@ TEST(StreamHeaders, OfAnUnknownVideo_NameWhatIsKnown) {
                      .headers = {{"AcceptMetaInfo", "*"}}});
   ASSERT_TRUE(host.ReadHeaders());
   EXPECT_EQ(
-      "StreamHeaderReady 0x00000000 {ASMRuleBook=\"AverageBandwidth=0,TimestampDelivery=T,QTVKeyFrameRule=T;"
-      "AverageBandwidth=0,TimestampDelivery=T,OnDepend=0;\"/108 Duration=10000 MimeType=\"video/x-qb-rtmp\"/16 "
+      "StreamHeaderReady 0x00000000 {ASMRuleBook='AverageBandwidth=0,TimestampDelivery=T,QTVKeyFrameRule=T;"
+      "AverageBandwidth=0,TimestampDelivery=T,OnDepend=0;'/108 Duration=10000 MimeType='video/x-qb-rtmp'/16 "
       "PayloadType=9 SamplesPerSecond=1000 StreamNumber=0}",
       host.log.All().back());
 }
@@ -92,7 +92,7 @@ TEST(StreamHeaders, EstimateTheVideoRateFromTheSize) {
     EXPECT_EQ(kOk, host.GetStreamHeader(static_cast<std::uint16_t>(host.StreamCount() - 1))) << row.name;
     EXPECT_EQ(row.rate, host.StreamProperty(0, "AvgBitRate")) << row.name;
     const std::string rate = row.rate == std::string("absent") ? "0" : row.rate;
-    EXPECT_TRUE(host.StreamProperty(0, "ASMRuleBook").starts_with("\"AverageBandwidth=" + rate + ",")) << row.name;
+    EXPECT_TRUE(host.StreamProperty(0, "ASMRuleBook").starts_with("'AverageBandwidth=" + rate + ",")) << row.name;
   }
 }
 

@@ -16,7 +16,7 @@ std::string ValueOf(const host::Property& property) {
   if (property.kind == host::Property::Kind::kNumber) return std::to_string(property.number);
   const std::string_view text = host::BufferText(property.buffer.Get());
   const std::uint32_t size = property.buffer ? property.buffer->GetSize() : 0;
-  return fmt::format("{}\"{}\"/{}", property.kind == host::Property::Kind::kBytes ? "bytes " : "", text, size);
+  return fmt::format("{}'{}'/{}", property.kind == host::Property::Kind::kBytes ? "bytes " : "", text, size);
 }
 
 /// Sorted by name, so that the order in which the plug-in sets them is left to it.
@@ -39,7 +39,7 @@ std::string DescribePacket(IQBPacket& packet) {
 }  // namespace
 
 CallLog::Lines CallLog::From(std::size_t first) const {
-  return Lines(m_lines.begin() + static_cast<std::ptrdiff_t>(std::min(first, m_lines.size())), m_lines.end());
+  return {m_lines.begin() + static_cast<std::ptrdiff_t>(std::min(first, m_lines.size())), m_lines.end()};
 }
 
 CallLog::Lines CallLog::Only(const std::vector<std::string_view>& words) const {

@@ -46,7 +46,7 @@ std::string Hex(Status status);
 std::string Describe(const host::SinkEvent& event);
 
 /// A property's value: a number in decimal digits, a text or a block of bytes with its size behind it, as in
-/// "rtmp"/5 for a text with its NUL; "absent" if there is none.
+/// 'rtmp'/5 for a text with its NUL; "absent" if there is none.
 std::string Value(IQBPropertyList* list, std::string_view name);
 
 }  // namespace qbflv::test

@@ -143,6 +143,7 @@ Bytes Array(const std::vector<Bytes>& values, std::optional<std::uint32_t> decla
 
 Bytes Numbers(const std::vector<double>& values) {
   std::vector<Bytes> numbers;
+  numbers.reserve(values.size());
   for (const double value : values) numbers.push_back(Number(value));
   return Array(numbers);
 }
