@@ -9,6 +9,10 @@ namespace qbflv {
 
 Status CQBFLVFileFormat::TakeAnswer(Answer answer) {
   if (!m_pFileObject) return kInvalidState;  // closed: nothing is left to act on
+  if (m_Operations.TakeOvertaken(answer.completion)) {
+    NoteOvertaken(answer);
+    return kInvalidState;
+  }
   // The file object has moved, whether the answer is expected or not.
   if (Succeeded(answer.status)) {
     if (answer.completion == Completion::kRead && answer.buffer) m_ulFileOffset += answer.buffer->GetSize();
@@ -17,9 +21,18 @@ Status CQBFLVFileFormat::TakeAnswer(Answer answer) {
   const bool answered = m_Answer.completion != Completion::kNone;
   if (answered || answer.completion != ExpectedCompletion(m_ulState)) return kInvalidState;
 
+  m_Operations.Answered();
   m_Answer = std::move(answer);
   const Turn turn(*this);  // takes the answer up at its end, or leaves it to the outermost call
   return kOk;
+}
+
+/// The answer to an operation that a seek has overtaken. It is dropped, but as long as the seek has not moved the file
+/// object elsewhere, the file stands where that operation led: that counts if the seek fails.
+void CQBFLVFileFormat::NoteOvertaken(const Answer& answer) {
+  if (Failed(answer.status) || m_ulState != kStateSeekScanSeekPending) return;
+  if (answer.completion == Completion::kSeek) m_ulFileOffset = m_Operations.GetOvertakenOffset();
+  if (answer.completion == Completion::kRead && answer.buffer) m_ulFileOffset += answer.buffer->GetSize();
 }
 
 void CQBFLVFileFormat::RunAnswers() {
@@ -68,15 +81,19 @@ void CQBFLVFileFormat::Dispatch(const Answer& answer) {
     case kStatePacketSkipPending:
       return done ? ReadTagHeader() : OnSkipFailed();
 
+    case kStateSeekPositionPending:
+      return EndSeek(status);
+    case kStateSeekScanSeekPending:
+      return done ? Read(kStateSeekScanReadPending, kSeekScanReadBytes) : EndSeek(status);
+    case kStateSeekScanReadPending:
+      return OnSeekScanTag(status, buffer);
+
     case kStateConstructed:
     case kStateReady:
     case kStateInitialized:
     case kStateStreamHeaders:
     case kStatePacketIdle:
     case kStatePacketDelivering:
-    case kStateSeekPositionPending:
-    case kStateSeekScanSeekPending:
-    case kStateSeekScanReadPending:
       return;
   }
 }
@@ -85,14 +102,21 @@ void CQBFLVFileFormat::Read(State next, std::uint32_t size) {
   m_ulState = next;
   m_ulReadSize = size;
   const ComPtr<IQBSourceFile> file = m_pFileObject;
-  file->Read(size);
+  const std::uint32_t number = m_Operations.Begin(Completion::kRead);
+  if (Failed(file->Read(size))) NoteRefusal(file.Get(), Completion::kRead, number);
 }
 
 void CQBFLVFileFormat::SeekFile(State next, std::uint32_t offset) {
   m_ulState = next;
   m_ulSeekOffset = offset;
   const ComPtr<IQBSourceFile> file = m_pFileObject;
-  file->Seek(offset, 0);
+  const std::uint32_t number = m_Operations.Begin(Completion::kSeek);
+  if (Failed(file->Seek(offset, 0))) NoteRefusal(file.Get(), Completion::kSeek, number);
+}
+
+/// The state still waits for an answer, which a file object may give all the same; but a seek need not expect one.
+void CQBFLVFileFormat::NoteRefusal(const IQBSourceFile* file, Completion kind, std::uint32_t number) {
+  if (m_pFileObject.Get() == file) m_Operations.Refuse(kind, number);
 }
 
 }  // namespace qbflv

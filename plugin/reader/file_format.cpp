@@ -79,17 +79,8 @@ Status CQBFLVFileFormat::GetPacket(std::uint16_t stream) {
   // Otherwise the request is served when the work under way gets to it.
   if (m_ulState != kStatePacketIdle) return kOk;
   const Turn turn(*this);
-  if (!HandOutPackets()) return kOk;
-  // A packet is ready, but for a stream that has not asked: reading on would only pile packets up behind it.
-  if (HasReleasablePacket()) return kOk;
-  ReadTagHeader();
+  ServeRequests();
   return kOk;
-}
-
-Status CQBFLVFileFormat::Seek(std::uint32_t time) {
-  QBFLV_TRACE_POINT("CQBFLVFileFormat[%p]::Seek(%lu)", static_cast<void*>(this), TraceNumber(time));
-  if (!m_pStreams || m_ulStreamCount == 0) return kInvalidState;
-  return kNotImplemented;
 }
 
 Status CQBFLVFileFormat::Close() {
@@ -102,6 +93,7 @@ Status CQBFLVFileFormat::Close() {
 void CQBFLVFileFormat::GiveUpFile() {
   const std::uint32_t epoch = ++m_ulEpoch;
   m_Answer = Answer();
+  m_Operations = CFileOperations();
   // The response itself is kept until the next file, for a file object that did not count its reference.
   if (m_pFileResponse) m_pFileResponse->Disconnect();
   // Taken out first: what the file still answers while it closes finds the object closed.

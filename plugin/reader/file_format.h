@@ -10,6 +10,7 @@
 #include "plugin/meta/media_info.h"
 #include "plugin/payload/flv_payload.h"
 #include "plugin/reader/chain_guard.h"
+#include "plugin/reader/file_operations.h"
 #include "plugin/reader/file_response.h"
 #include "plugin/reader/merge_sorter.h"
 #include "plugin/reader/reader_state.h"
@@ -77,6 +78,7 @@ class CQBFLVFileFormat : public IQBPlugin,
 
   // --- Answers and operations (file_format.cpp, completions.cpp) ---
 
+  void NoteOvertaken(const Answer& answer);
   void RunAnswers();
   void Dispatch(const Answer& answer);
 
@@ -84,6 +86,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   /// does not count.
   void Read(State next, std::uint32_t size);
   void SeekFile(State next, std::uint32_t offset);
+  void NoteRefusal(const IQBSourceFile* file, Completion kind, std::uint32_t number);
 
   // --- Opening (opening.cpp) ---
 
@@ -137,6 +140,19 @@ class CQBFLVFileFormat : public IQBPlugin,
   /// which the stream has been seen. time: ms, relative to the time base.
   Status AddSeekPoint(std::uint16_t stream, std::uint32_t offset, std::uint32_t time, bool key);
 
+  // --- Seeking (seeking.cpp) ---
+
+  void AbandonWork();
+  void RestartVideoAt(std::uint32_t time, std::uint32_t offset);
+  void RecordVideoKeyPosition(std::uint32_t time, std::uint32_t offset);
+  /// The latest known positions at or before the time, in ms relative to the time base: the latest of all streams is
+  /// handed back. kFailed, with nothing changed, when no stream has one.
+  [[nodiscard]] Status LookupSeekIndex(std::uint32_t& time, std::uint32_t& offset);
+  void OnSeekScanTag(Status status, IQBBuffer* buffer);
+  void NotePassedTag(std::uint32_t time);
+  void RestartDelivery(Status status);
+  void EndSeek(Status status);
+
   // --- Delivery (delivery.cpp, hand_out.cpp) ---
 
   void ReadTagHeader();
@@ -151,6 +167,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   void CountUnit(std::uint16_t stream, IQBPacket* packet);
   void EndAllStreams();
 
+  void ServeRequests();
   /// Hands out queued packets while streams wait for them. False when a call back moved the object on: the caller then
   /// does nothing more.
   [[nodiscard]] bool HandOutPackets();
@@ -219,6 +236,8 @@ class CQBFLVFileFormat : public IQBPlugin,
   std::uint32_t m_ulEpoch = 0;
   /// A completion that waits to be taken up.
   Answer m_Answer;
+  /// The operation under way, and those that a seek has overtaken.
+  CFileOperations m_Operations;
 };
 
 }  // namespace qbflv

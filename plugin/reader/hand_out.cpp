@@ -5,6 +5,14 @@
 
 namespace qbflv {
 
+/// From the idle state, with a request open.
+void CQBFLVFileFormat::ServeRequests() {
+  if (!HandOutPackets()) return;
+  // A packet is ready, but for a stream that has not asked: reading on would only pile packets up behind it.
+  if (HasReleasablePacket()) return;
+  ReadTagHeader();
+}
+
 bool CQBFLVFileFormat::HandOutPackets() {
   const Bookmark here(*this);
   bool handedOut = true;

@@ -63,6 +63,7 @@ Status CQBFLVFileFormat::TakeRequest() {
 void CQBFLVFileFormat::ForgetFile() {
   ++m_ulEpoch;
   m_Answer = Answer();
+  m_Operations = CFileOperations();
   if (m_pFileResponse) m_pFileResponse->Disconnect();
   m_pFileStat = nullptr;
   m_pStreams = nullptr;

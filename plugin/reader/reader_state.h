@@ -34,6 +34,7 @@ enum State : std::uint32_t {
 
 /// A completion of the file object, or none.
 enum class Completion : std::uint8_t { kNone, kInit, kRead, kSeek, kStat };
+inline constexpr std::uint32_t kCompletionKinds = 5;
 
 constexpr Completion ExpectedCompletion(State state) {
   switch (state) {

@@ -6,6 +6,22 @@
 namespace qbflv {
 
 struct FLVStreamState {
+  /// The stream is live again, nothing is asked of it, and it may restart anywhere.
+  void Restart() {
+    bSeekPositionFound = false;
+    ulSeekTime = 0;
+    ulSeekOffset = 0;
+    ulUnitCount = 0;
+    bPacketRequested = false;
+    bStreamDone = false;
+  }
+
+  void SetSeekPosition(std::uint32_t time, std::uint32_t offset) {
+    bSeekPositionFound = true;
+    ulSeekTime = time;
+    ulSeekOffset = offset;
+  }
+
   /// Where a seek restarts the stream, valid while bSeekPositionFound: time in ms, relative to the time base, and file
   /// offset.
   std::uint32_t ulSeekTime = 0;

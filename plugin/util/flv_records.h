@@ -15,6 +15,8 @@ inline constexpr std::uint32_t kFlvHeaderSize = 9;
 inline constexpr std::uint32_t kPreviousTagSizeBytes = 4;
 /// The previous tag size and the tag header, which are read in one piece.
 inline constexpr std::uint32_t kTagHeaderReadBytes = 15;
+/// The same and the first byte of the body, which tells a key frame.
+inline constexpr std::uint32_t kSeekScanReadBytes = kTagHeaderReadBytes + 1;
 
 inline constexpr std::uint8_t kTagAudio = 8;
 inline constexpr std::uint8_t kTagVideo = 9;

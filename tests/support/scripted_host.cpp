@@ -63,6 +63,8 @@ Status ScriptedHost::GetPacket(std::uint16_t stream) {
   return Pumped(format ? format->GetPacket(stream) : kInvalidState);
 }
 
+Status ScriptedHost::Seek(std::uint32_t time) { return Pumped(format ? format->Seek(time) : kInvalidState); }
+
 Status ScriptedHost::Close() { return Pumped(format ? format->Close() : kInvalidState); }
 
 ComPtr<ScriptedFile> ScriptedHost::MakeFile(FileScript script) {

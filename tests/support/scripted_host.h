@@ -59,6 +59,7 @@ class ScriptedHost {
   Status GetFileHeader();
   Status GetStreamHeader(std::uint16_t stream);
   Status GetPacket(std::uint16_t stream);
+  Status Seek(std::uint32_t time);
   Status Close();
 
   /// InitPlugin and InitFileFormat; true when the sink was told of success.
