@@ -238,8 +238,8 @@ struct IQBRequest : IUnknown {
 ///
 /// Each operation answers kOk when the object acted on the answer (or will, once the call that it is working on
 /// returns) and kInvalidState when it expects no such answer now; it then changes nothing but its idea of the file
-/// position. An answer to an operation that was overtaken, by Close or by a further InitFileFormat, changes nothing at
-/// all. Any answer may come inside the call that asked for it.
+/// position. An answer to an operation that was overtaken, by Seek, Close or a further InitFileFormat, is such an answer
+/// too. Any answer may come inside the call that asked for it.
 struct IQBFileResponse : IUnknown {
   static constexpr GUID kId = FrameworkGuid(0x00000201);
 
@@ -276,8 +276,9 @@ struct IQBFileStatResponse : IUnknown {
 // ---------------------------------------------------------------------------------------------------------------
 
 /// One file, opened by the host. At most one operation is outstanding at a time, except that Close may come at any
-/// moment. What Init, Read and Seek answer at once is passed on where the object's own operations say so and
-/// otherwise not looked at: it is the completion that counts, and each accepted operation is completed exactly once.
+/// moment, and so may a Seek when the host seeks. It is the completion that counts, not what Read and Seek answer at
+/// once; but one that is refused at once is not expected to be completed. Every other operation is completed exactly
+/// once, those of one kind in the order in which they were asked for.
 struct IQBSourceFile : IUnknown {
   /// Slot 3. Completed by response->InitDone. flags: always 5, the access that the host's framework gives that value
   /// (reading at any position). response: where this file's operations are completed from now on.
@@ -378,7 +379,11 @@ struct IQBFileFormatObject : IUnknown {
   /// Slot 7. Asks for the stream's next packet: the sink's PacketReady or StreamDone answers, possibly inside the call.
   /// One request per stream may be open.
   virtual Status GetPacket(std::uint16_t stream) = 0;
-  /// Slot 8. Moves delivery to a time in ms.
+  /// Slot 8. Moves delivery to a time in ms, counted from the file's first audio or video tag. Ends with the sink's
+  /// SeekDone, whose status is that of the file operation that ended it: success also for a time past the last tag,
+  /// where the streams then end at once. From FileHeaderReady on, at any moment, also inside any sink operation: what
+  /// was under way is given up, packets that wait are dropped, every open request is forgotten, streams that were done
+  /// are live again. Of several seeks under way only the last is answered. Answers kInvalidState without a file header.
   virtual Status Seek(std::uint32_t time) = 0;
   /// Slot 9. Gives everything up: the file is closed, every host object released. Always kOk; may be repeated, and
   /// comes by itself before the object is destroyed. Afterwards only InitPlugin starts anything.
