@@ -1,6 +1,7 @@
 // The one seam to the operating system.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace qbflv::platform {
@@ -10,6 +11,11 @@ enum class HeapOperator { kNew, kDelete, kNewArray, kDeleteArray };
 
 /// The address of the operator that the host process's main program exports, or null.
 [[nodiscard]] void* FindHostHeapOperator(HeapOperator which);
+
+using Allocator = void* (*)(std::size_t);
+
+/// What the host's allocator answers, or null when it throws, whatever that is.
+[[nodiscard]] void* CallAllocator(Allocator function, std::size_t size);
 
 /// The character after the one at text, stepping over both bytes of a character of a double-byte code page. text must
 /// not stand at its NUL.

@@ -39,6 +39,14 @@ void* FindHostHeapOperator(HeapOperator which) {
   return address;
 }
 
+void* CallAllocator(Allocator function, std::size_t size) {
+  try {
+    return function(size);
+  } catch (...) {  // std::bad_alloc, or what else the host's operator throws
+    return nullptr;
+  }
+}
+
 const char* NextCharacter(const char* text) { return text + 1; }  // no double-byte code pages here
 
 void WriteStandardError(const char* text) {

@@ -8,7 +8,7 @@ namespace qbflv {
 
 namespace {
 
-using NewFunction = void* (*)(std::size_t);
+using NewFunction = platform::Allocator;
 using DeleteFunction = void (*)(void*);
 
 // Written without a lock: threads that bind at once store the same value.
@@ -28,12 +28,7 @@ Function Bind(std::atomic<Function>& cached, platform::HeapOperator which, const
 }
 
 void* CallNew(NewFunction function, std::size_t size) noexcept {
-  if (function == nullptr) return nullptr;
-  try {
-    return function(size);
-  } catch (...) {  // std::bad_alloc, or what else the host's operator throws
-    return nullptr;
-  }
+  return function != nullptr ? platform::CallAllocator(function, size) : nullptr;
 }
 
 }  // namespace

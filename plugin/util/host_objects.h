@@ -8,6 +8,7 @@
 
 #include "plugin/shell/host_interfaces.h"
 #include "plugin/util/com_ptr.h"
+#include "plugin/util/text.h"
 
 namespace qbflv {
 
@@ -54,7 +55,7 @@ template <typename Interface>
   const std::span<const std::uint8_t> bytes = BufferBytes(buffer);
   if (bytes.empty()) return {};
   const std::string_view whole(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  return whole.substr(0, whole.find('\0'));
+  return Slice(whole, 0, whole.find('\0'));
 }
 
 }  // namespace qbflv

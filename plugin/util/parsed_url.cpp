@@ -2,6 +2,7 @@
 
 #include "plugin/util/host_objects.h"
 #include "plugin/util/preferences.h"
+#include "plugin/util/text.h"
 #include "plugin/util/time_value.h"
 #include "plugin/util/url_query.h"
 
@@ -43,7 +44,7 @@ Status CQBParsedURL::RewriteStartTime(CQBString& text) const {
   const std::size_t sign = FindStartTime(whole);
   if (sign == std::string_view::npos) return kOk;
   const bool rewritten =
-      text.Assign(whole.substr(0, sign)) && text.Append("?start=") && text.Append(whole.substr(sign + 1));
+      text.Assign(Slice(whole, 0, sign)) && text.Append("?start=") && text.Append(Slice(whole, sign + 1));
   return rewritten ? kOk : kOutOfMemory;
 }
 

@@ -108,7 +108,7 @@ std::string_view CQBString::Right(std::uint32_t count) const {
 }
 
 std::string_view CQBString::Middle(std::uint32_t first, std::uint32_t count) const {
-  return GetView().substr(std::min(first, GetLength()), count);
+  return Slice(GetView(), first, count);
 }
 
 std::string_view CQBString::From(std::uint32_t first) const { return Middle(first, GetLength()); }
@@ -126,7 +126,7 @@ std::string_view CQBString::GetField(std::uint32_t number, char separator) const
     if (end == std::string_view::npos) return {};
     rest.remove_prefix(end + 1);
   }
-  return rest.substr(0, rest.find(separator));
+  return Slice(rest, 0, rest.find(separator));
 }
 
 bool CQBString::MakeRoom(std::uint32_t length, ComPtr<StringBuffer>& previous) {

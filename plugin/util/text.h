@@ -27,6 +27,14 @@ constexpr bool EqualsIgnoringCase(std::string_view left, std::string_view right)
 /// True for the empty text.
 constexpr bool HoldsOnlyDigits(std::string_view text) { return std::ranges::all_of(text, IsDigit); }
 
+/// At most count characters from position on. Where std::string_view::substr throws, the empty text: nothing in this
+/// library throws.
+constexpr std::string_view Slice(std::string_view text, std::size_t position, std::size_t count = SIZE_MAX) {
+  text.remove_prefix(std::min(position, text.size()));
+  text.remove_suffix(text.size() - std::min(count, text.size()));
+  return text;
+}
+
 constexpr std::string_view TrimLeft(std::string_view text) {
   while (!text.empty() && IsWhiteSpace(text.front())) text.remove_prefix(1);
   return text;

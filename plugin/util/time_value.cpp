@@ -20,7 +20,7 @@ class TimesToTheEnd {
   explicit TimesToTheEnd(std::string_view text) : m_text(text) {
     std::size_t end = text.size();
     while (m_colonCount <= kMaxColons) {
-      end = text.substr(0, end).rfind(':');
+      end = Slice(text, 0, end).rfind(':');
       if (end == std::string_view::npos) break;
       m_colons[m_colonCount] = end;
       if (m_colonCount < kMaxColons) m_numbers[m_colonCount] = NumberAt(end + 1);
@@ -51,7 +51,7 @@ class TimesToTheEnd {
 
  private:
   [[nodiscard]] std::uint32_t NumberAt(std::size_t position) const {
-    return static_cast<std::uint32_t>(ToInteger(m_text.substr(position)));
+    return static_cast<std::uint32_t>(ToInteger(Slice(m_text, position)));
   }
 
   /// Moves cursor to the first character of the kind at or behind position, or to the end.

@@ -36,7 +36,7 @@ std::size_t AllowedLength(std::string_view text, std::string_view partCharacters
   while (length < text.size()) {
     if (allowed(text[length])) {
       ++length;
-    } else if (StartsWithEscape(text.substr(length))) {
+    } else if (StartsWithEscape(Slice(text, length))) {
       length += kEscapeLength;
     } else {
       break;
@@ -51,7 +51,7 @@ bool Escape(std::string_view text, std::string_view partCharacters, CQBString& r
   CQBString escaped;
   while (!text.empty()) {
     const std::size_t allowed = AllowedLength(text, partCharacters);
-    if (!escaped.Append(text.substr(0, allowed))) return false;
+    if (!escaped.Append(Slice(text, 0, allowed))) return false;
     text.remove_prefix(allowed);
     if (text.empty()) break;
     if (!AppendEscape(text.front(), escaped)) return false;
@@ -66,7 +66,7 @@ bool Unescape(std::string_view text, CQBString& result) {
   while (!text.empty()) {
     const bool escape = StartsWithEscape(text);
     const std::size_t length = escape ? kEscapeLength : std::min(text.find('%', 1), text.size());
-    const bool appended = escape ? decoded.Append(DecodeEscape(text)) : decoded.Append(text.substr(0, length));
+    const bool appended = escape ? decoded.Append(DecodeEscape(text)) : decoded.Append(Slice(text, 0, length));
     if (!appended) return false;
     text.remove_prefix(length);
   }

@@ -28,7 +28,7 @@ constexpr SchemeEntry kSchemes[] = {
 
 /// Takes the text before the first of the given characters (all of it when there is none) from text.
 std::string_view TakeUpTo(std::string_view& text, std::string_view characters) {
-  const std::string_view taken = text.substr(0, text.find_first_of(characters));
+  const std::string_view taken = Slice(text, 0, text.find_first_of(characters));
   text.remove_prefix(taken.size());
   return taken;
 }
@@ -71,11 +71,11 @@ std::string_view TakeHost(std::string_view& authority, bool& malformed) {
     return host;
   }
   const std::size_t length = std::min(authority.find(']'), authority.size() - 1) + 1;
-  const std::string_view host = authority.substr(0, length);
+  const std::string_view host = Slice(authority, 0, length);
   authority.remove_prefix(length);
   const bool closed = host.size() > 2 && host.ends_with(']');
   const bool ends = authority.empty() || authority.starts_with(':');
-  malformed = !closed || !ends || !IsBracketedAddress(host.substr(1, host.size() - 2));
+  malformed = !closed || !ends || !IsBracketedAddress(Slice(host, 1, host.size() - 2));
   return host;
 }
 
@@ -90,11 +90,11 @@ void SplitAuthority(std::string_view authority, PartTexts& texts, URLParts& part
   // Behind the last "@", as no host holds one: what looks like a host before it is not where the URL leads.
   const std::size_t at = authority.rfind('@');
   if (at != std::string_view::npos) {
-    texts.userInformation = authority.substr(0, at);
+    texts.userInformation = Slice(authority, 0, at);
     authority.remove_prefix(at + 1);
   }
   texts.host = TakeHost(authority, parts.bHostMalformed);
-  parts.lPort = authority.starts_with(':') ? ParsePort(authority.substr(1)) : kNoPort;
+  parts.lPort = authority.starts_with(':') ? ParsePort(Slice(authority, 1)) : kNoPort;
 }
 
 void SplitPath(std::string_view rest, PartTexts& texts) {
@@ -103,7 +103,7 @@ void SplitPath(std::string_view rest, PartTexts& texts) {
     rest.remove_prefix(1);
     texts.query = TakeUpTo(rest, "#");
   }
-  if (rest.starts_with('#')) texts.fragment = rest.substr(1);
+  if (rest.starts_with('#')) texts.fragment = Slice(rest, 1);
 }
 
 /// The path with "/" for every backslash.
@@ -144,11 +144,11 @@ Status SplitURL(std::string_view text, URLParts& parts) {
 Status RewriteFileURL(std::string_view text, URLParts& parts) {
   const bool isNetworkPath = parts.kind == kURLNetworkPath;
   const bool hasForeignHost = isNetworkPath && !parts.host.IsEmpty() && parts.host.GetView() != "localhost";
-  std::string_view rest = text.substr(text.find(':') + 1);
+  std::string_view rest = Slice(text, text.find(':') + 1);
   if (isNetworkPath) rest.remove_prefix(2);
   if (isNetworkPath && !hasForeignHost) TakeUpTo(rest, "/?#");
   const std::string_view path = TakeUpTo(rest, "?");
-  const std::string_view query = rest.empty() ? rest : rest.substr(1);
+  const std::string_view query = rest.empty() ? rest : Slice(rest, 1);
 
   // A host that becomes a segment needs the "/" of a path, and so does a path that had none; no path stays none.
   const bool isBare = !isNetworkPath && !path.empty() && path.front() != '/' && path.front() != '\\';

@@ -1,7 +1,5 @@
 #include "plugin/util/url_query.h"
 
-#include <algorithm>
-
 #include "plugin/util/com_ptr.h"
 #include "plugin/util/host_objects.h"
 #include "plugin/util/string.h"
@@ -24,7 +22,7 @@ bool IsTimeOption(std::string_view name) {
 bool Unquote(CQBString& value, bool& quoted) {
   const std::string_view text = value.GetView();
   quoted = text.size() >= 2 && text.starts_with('"') && text.ends_with('"');
-  return !quoted || value.Assign(Trim(text.substr(1, text.size() - 2)));
+  return !quoted || value.Assign(Trim(Slice(text, 1, text.size() - 2)));
 }
 
 Status SetTextOption(const char* name, const CQBString& value, IQBObjectFactory* factory, IQBPropertyList* options) {
@@ -34,8 +32,8 @@ Status SetTextOption(const char* name, const CQBString& value, IQBObjectFactory*
 }
 
 Status SetOption(std::string_view field, IQBObjectFactory* factory, IQBPropertyList* options) {
-  const std::string_view rawName = field.substr(0, field.find('='));
-  const std::string_view rawValue = field.substr(std::min(rawName.size() + 1, field.size()));
+  const std::string_view rawName = Slice(field, 0, field.find('='));
+  const std::string_view rawValue = Slice(field, rawName.size() + 1);
   CQBString name;
   CQBString value;
   bool quoted = false;
@@ -58,7 +56,7 @@ Status SetOption(std::string_view field, IQBObjectFactory* factory, IQBPropertyL
 
 Status SetQueryOptions(std::string_view query, IQBObjectFactory* factory, IQBPropertyList* options) {
   for (;;) {
-    const std::string_view field = query.substr(0, query.find('&'));
+    const std::string_view field = Slice(query, 0, query.find('&'));
     const Status status = SetOption(field, factory, options);
     if (Failed(status)) return status;
     if (field.size() == query.size()) return kOk;
