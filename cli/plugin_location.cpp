@@ -4,13 +4,14 @@
 #include <system_error>
 
 #include "host/host_error.h"
+#include "host/system.h"
 
 namespace qbflv::cli {
 
 std::filesystem::path FindPlugin() {
-  constexpr char kLibraryName[] = "libqbflvplus.so";
+  constexpr char kLibraryName[] = QBFLV_LIBRARY_NAME;
+  const std::filesystem::path folder = host::system::ProgramPath().parent_path();
   std::error_code error;
-  const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
   // QBFLV_LIBRARY_FOLDER leads from the installed command to the installed library. A package may have moved it.
   for (const char* const place : {".", "../lib", QBFLV_LIBRARY_FOLDER}) {
     std::filesystem::path library = (folder / place / kLibraryName).lexically_normal();

@@ -60,8 +60,9 @@ Status BlockReader::ReadBlock(std::uint64_t offset, std::uint32_t count) {
 
   auto block = std::make_shared_for_overwrite<std::uint8_t[]>(size);
   std::uint64_t filled = 0;
+  if (lseek(m_file.Number(), static_cast<off_t>(start), SEEK_SET) < 0) return kFailed;
   while (filled < size) {
-    const ssize_t got = pread(m_file.Number(), block.get() + filled, size - filled, static_cast<off_t>(start + filled));
+    const ssize_t got = read(m_file.Number(), block.get() + filled, size - filled);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return kFailed;
     if (got == 0) break;

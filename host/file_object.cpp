@@ -1,7 +1,6 @@
 // The host's file object: one file of the file system, answering the way a chosen host would.
 #include "host/file_object.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 
@@ -11,6 +10,7 @@
 
 #include "host/buffer.h"
 #include "host/host_error.h"
+#include "host/system.h"
 
 namespace qbflv::host {
 
@@ -30,8 +30,7 @@ void RequireReadableFile(const struct stat& status) {
 }  // namespace
 
 ComPtr<FileObject> FileObject::Open(const std::filesystem::path& path, FileOptions options, EventLoop& loop) {
-  // Without O_NONBLOCK, opening a named pipe would wait for a writer.
-  FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  FileDescriptor file(system::OpenForReading(path));
   if (!file.IsOpen()) throw HostError::System("cannot open the file", errno);
   struct stat status {};
   if (fstat(file.Number(), &status) != 0) throw HostError::System("cannot look at the file", errno);

@@ -1,27 +1,27 @@
 // The plug-in's dynamic library, loaded with the system loader as a server would.
 #include "host/plugin_library.h"
 
-#include <dlfcn.h>
-
 #include <string>
 
 #include "host/host_error.h"
+#include "host/system.h"
 
 namespace qbflv::host {
 
 PluginLibrary::PluginLibrary(const std::filesystem::path& path) : m_path(std::filesystem::absolute(path)) {
-  m_library = dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (m_library == nullptr) throw HostError(std::string("cannot load the plug-in: ") + dlerror());
+  std::string error;
+  m_library = system::OpenLibrary(m_path, error);
+  if (m_library == nullptr) throw HostError("cannot load the plug-in: " + error);
   m_createInstance = reinterpret_cast<CreateInstanceFunction>(Resolve(kCreateInstanceName));
   m_canUnload = reinterpret_cast<CanUnloadFunction>(Resolve(kCanUnloadName));
   if (m_createInstance != nullptr && m_canUnload != nullptr) return;
   const char* const missing = m_createInstance == nullptr ? kCreateInstanceName : kCanUnloadName;
-  dlclose(m_library);
+  system::CloseLibrary(m_library);
   throw HostError("cannot load the plug-in: " + m_path.string() + " does not export " + missing);
 }
 
 PluginLibrary::~PluginLibrary() {
-  if (CanUnload()) dlclose(m_library);
+  if (CanUnload()) system::CloseLibrary(m_library);
 }
 
 ComPtr<IQBPlugin> PluginLibrary::CreateInstance() const {
@@ -33,6 +33,6 @@ ComPtr<IQBPlugin> PluginLibrary::CreateInstance() const {
   return plugin;
 }
 
-void* PluginLibrary::Resolve(const char* name) const { return dlsym(m_library, name); }
+void* PluginLibrary::Resolve(const char* name) const { return system::FindExport(m_library, name); }
 
 }  // namespace qbflv::host

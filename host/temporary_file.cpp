@@ -1,21 +1,18 @@
 // A new file that takes the place of its target in one step, or disappears.
 #include "host/temporary_file.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <system_error>
 
 #include "host/host_error.h"
+#include "host/system.h"
 
 namespace qbflv::host {
 
 namespace {
-
-constexpr mode_t kPermissionBits = 07777;
 
 std::filesystem::path FollowLinks(const std::filesystem::path& path) {
   std::error_code error;
@@ -26,18 +23,22 @@ std::filesystem::path FollowLinks(const std::filesystem::path& path) {
 }  // namespace
 
 TemporaryFile::TemporaryFile(const std::filesystem::path& target) : m_target(FollowLinks(target)) {
-  struct stat old {};
-  const bool replaces = stat(m_target.c_str(), &old) == 0;
-  if (replaces && S_ISDIR(old.st_mode)) Fail(EISDIR);
-  if (replaces && !S_ISREG(old.st_mode)) throw HostError(m_target.string() + " is not a regular file");
-  if (replaces && access(m_target.c_str(), W_OK) != 0) Fail(errno);
+  std::error_code error;
+  const std::filesystem::file_status old = std::filesystem::status(m_target, error);
+  const bool replaces = std::filesystem::exists(old);
+  if (replaces && std::filesystem::is_directory(old)) Fail(EISDIR);
+  if (replaces && !std::filesystem::is_regular_file(old)) throw HostError(m_target.string() + " is not a regular file");
+  if (replaces && access(m_target.string().c_str(), W_OK) != 0) Fail(errno);
   Create();
   // Where the permissions cannot be carried over, those of a new file serve as well.
-  if (replaces) static_cast<void>(fchmod(m_file.Number(), old.st_mode & kPermissionBits));
+  if (replaces) std::filesystem::permissions(m_path, old.permissions(), error);
 }
 
 TemporaryFile::~TemporaryFile() {
-  if (!m_path.empty()) unlink(m_path.c_str());
+  if (m_path.empty()) return;
+  m_file.Close();
+  std::error_code error;
+  std::filesystem::remove(m_path, error);
 }
 
 void TemporaryFile::Write(std::span<const std::uint8_t> bytes) {
@@ -51,9 +52,10 @@ void TemporaryFile::Write(std::span<const std::uint8_t> bytes) {
 
 void TemporaryFile::Commit() {
   // On the disk before it takes the old file's place: after a crash there is the one or the other, never half a file.
-  if (fsync(m_file.Number()) != 0) Fail(errno);
-  if (!m_file.Close()) Fail(errno);
-  if (rename(m_path.c_str(), m_target.c_str()) != 0) Fail(errno);
+  if (!system::FlushToDisk(m_file.Number()) || !m_file.Close()) Fail(errno);
+  std::error_code error;
+  std::filesystem::rename(m_path, m_target, error);
+  if (error) throw HostError("cannot write " + m_target.string() + ": " + error.message());
   m_path.clear();
 }
 
@@ -61,7 +63,7 @@ void TemporaryFile::Commit() {
 void TemporaryFile::Create() {
   for (int attempt = 0; !m_file.IsOpen(); ++attempt) {
     std::filesystem::path path = m_target.parent_path() / fmt::format(".qbflv-{}-{}", getpid(), attempt);
-    m_file = FileDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    m_file = FileDescriptor(system::CreateForWriting(path));
     if (!m_file.IsOpen() && errno != EEXIST) Fail(errno);
     if (m_file.IsOpen()) m_path = std::move(path);
   }

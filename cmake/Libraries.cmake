@@ -1,0 +1,39 @@
+# The libraries that the host, the command and the tests are built with. All of them are Debian's.
+if(NOT CMAKE_CROSSCOMPILING)
+  find_package(CLI11 REQUIRED)
+  find_package(fmt REQUIRED)
+  find_package(nlohmann_json REQUIRED)
+  find_package(ZLIB REQUIRED)
+  if(QBFLV_BUILD_TESTS)
+    find_package(GTest REQUIRED)
+    find_package(Threads REQUIRED)
+  endif()
+  return()
+endif()
+
+# Those that are headers alone are taken from this machine's own, each by itself: the folder that they stand in has the
+# C library's headers too.
+set(header_folder "${PROJECT_BINARY_DIR}/header-only")
+file(MAKE_DIRECTORY "${header_folder}")
+function(add_header_library target subfolder header)
+  find_path(${subfolder}_INCLUDE_DIR ${subfolder}/${header} PATHS /usr/include REQUIRED NO_DEFAULT_PATH
+    NO_CMAKE_FIND_ROOT_PATH)
+  file(CREATE_LINK "${${subfolder}_INCLUDE_DIR}/${subfolder}" "${header_folder}/${subfolder}" SYMBOLIC)
+  add_library(${target} INTERFACE IMPORTED GLOBAL)
+  target_include_directories(${target} SYSTEM INTERFACE "${header_folder}")
+endfunction()
+add_header_library(CLI11::CLI11 CLI CLI.hpp)
+add_header_library(nlohmann_json::nlohmann_json nlohmann json.hpp)
+add_header_library(fmt::fmt fmt format.h)
+target_compile_definitions(fmt::fmt INTERFACE FMT_HEADER_ONLY)
+
+set(ZLIB_USE_STATIC_LIBS ON)
+find_package(ZLIB REQUIRED)
+
+if(QBFLV_BUILD_TESTS)
+  find_path(googletest_SOURCE_DIR googletest/CMakeLists.txt PATHS /usr/src/googletest REQUIRED NO_DEFAULT_PATH
+    NO_CMAKE_FIND_ROOT_PATH)
+  set(INSTALL_GTEST OFF)
+  add_subdirectory("${googletest_SOURCE_DIR}/googletest" googletest EXCLUDE_FROM_ALL)
+  find_package(Threads REQUIRED)
+endif()

@@ -1,0 +1,51 @@
+// The operating system as Windows has it.
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <sys/stat.h>
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+#include <string>
+#include <system_error>
+
+#include "host/system.h"
+
+namespace qbflv::host::system {
+
+int OpenForReading(const std::filesystem::path& path) {
+  return _wsopen(path.c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT, _SH_DENYNO);
+}
+
+int CreateForWriting(const std::filesystem::path& path) {
+  return _wsopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT, _SH_DENYNO,
+                 _S_IREAD | _S_IWRITE);
+}
+
+bool FlushToDisk(int descriptor) { return _commit(descriptor) == 0; }
+
+void* OpenLibrary(const std::filesystem::path& path, std::string& error) {
+  // What the library needs is looked for beside it.
+  void* const library = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+  if (library == nullptr) {
+    error = path.string() + ": " + std::system_category().message(static_cast<int>(GetLastError()));
+  }
+  return library;
+}
+
+void CloseLibrary(void* library) { FreeLibrary(static_cast<HMODULE>(library)); }
+
+void* FindExport(void* library, const char* name) {
+  return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+}
+
+std::filesystem::path ProgramPath() {
+  std::wstring path(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    if (length < path.size()) return path.substr(0, length);
+    path.resize(path.size() * 2);
+  }
+}
+
+}  // namespace qbflv::host::system
