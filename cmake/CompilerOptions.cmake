@@ -1,12 +1,12 @@
 # Warnings and sanitizers, the same for every target.
 add_library(qbflv_compiler_options INTERFACE)
 
-target_compile_options(qbflv_compiler_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor -Wcast-qual -Wformat=2)
-
+set(QBFLV_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor -Wcast-qual
+  -Wformat=2)
 if(QBFLV_WARNINGS_AS_ERRORS)
-  target_compile_options(qbflv_compiler_options INTERFACE -Werror)
+  list(APPEND QBFLV_WARNINGS -Werror)
 endif()
+target_compile_options(qbflv_compiler_options INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${QBFLV_WARNINGS}>")
 
 # What stands behind an interface may be no C++ object at all, or one of another library: its type is nobody's to check.
 if(QBFLV_SANITIZE)

@@ -3,13 +3,15 @@
 
 #include <cstdint>
 
+#include "plugin/shell/descriptor_texts.h"
+
 namespace qbflv {
 
 inline constexpr std::uint32_t kPluginFlag = 1;
-inline constexpr std::uint32_t kVersion = 0xE03000DE;
-inline constexpr const char* kDescription = "Quelbar FLV File Format Plugin";
-inline constexpr const char* kCopyright = "Copyright (c) 2026 the qbflvplus authors. All rights reserved.";
-inline constexpr const char* kMoreInfo = "https://qbflvplus.example/";
+inline constexpr std::uint32_t kVersion = std::uint32_t{QBFLV_VERSION_HIGH} << 16 | QBFLV_VERSION_LOW;
+inline constexpr const char* kDescription = QBFLV_DESCRIPTION;
+inline constexpr const char* kCopyright = QBFLV_COPYRIGHT;
+inline constexpr const char* kMoreInfo = QBFLV_MORE_INFO;
 
 inline constexpr const char* kMimeTypes[] = {"video/x-flv", nullptr};
 inline constexpr const char* kExtensions[] = {"flv", nullptr};

@@ -6,7 +6,7 @@
 
 extern "C" {
 
-[[gnu::visibility("default")]] qbflv::Status QBMCreateInstance(qbflv::IUnknown** object) {
+qbflv::Status QBMCreateInstance(qbflv::IUnknown** object) {
   if (object == nullptr) return qbflv::kInvalidArgument;
   auto created = qbflv::ComPtr<qbflv::IQBPlugin>::Retain(new (std::nothrow) qbflv::CQBFLVPlusFileFormat);
   const bool made = static_cast<bool>(created);
@@ -14,7 +14,7 @@ extern "C" {
   return made ? qbflv::kOk : qbflv::kOutOfMemory;
 }
 
-[[gnu::visibility("default")]] qbflv::Status CanUnload2() {
+qbflv::Status CanUnload2() {
   return qbflv::platform::AtomicLoad(qbflv::g_lObjectCount) > 0 ? qbflv::kFailed : qbflv::kOk;
 }
 

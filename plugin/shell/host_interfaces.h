@@ -238,8 +238,8 @@ struct IQBRequest : IUnknown {
 ///
 /// Each operation answers kOk when the object acted on the answer (or will, once the call that it is working on
 /// returns) and kInvalidState when it expects no such answer now; it then changes nothing but its idea of the file
-/// position. An answer to an operation that was overtaken, by Seek, Close or a further InitFileFormat, is such an answer
-/// too. Any answer may come inside the call that asked for it.
+/// position. An answer to an operation that was overtaken, by Seek, Close or a further InitFileFormat, is such an
+/// answer too. Any answer may come inside the call that asked for it.
 struct IQBFileResponse : IUnknown {
   static constexpr GUID kId = FrameworkGuid(0x00000201);
 

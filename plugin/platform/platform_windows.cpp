@@ -1,0 +1,99 @@
+// The operating system as 64-bit Windows has it.
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+#include <atomic>
+#include <cstring>
+
+#include "plugin/platform/platform.h"
+
+// Calls the function with the size, as one that may raise exceptions of whatever compiler it was built with. They can
+// be caught by the system's own means only, which the compiler has no words for: an exception handler of the frame.
+extern "C" void* CallAllocator(qbflv::platform::Allocator function, std::size_t size);
+extern "C" const char kAllocatorReturn;
+
+asm(R"(
+	.text
+	.globl CallAllocator
+	.def CallAllocator; .scl 2; .type 32; .endef
+	.seh_proc CallAllocator
+CallAllocator:
+	subq $40, %rsp
+	.seh_stackalloc 40
+	.seh_handler OnAllocatorException, @except
+	.seh_endprologue
+	movq %rcx, %rax
+	movq %rdx, %rcx
+	call *%rax
+	nop
+	.globl kAllocatorReturn
+kAllocatorReturn:
+	addq $40, %rsp
+	ret
+	.seh_endproc
+)");
+
+namespace {
+
+/// The codes of the exceptions that C++ programs throw, as the two families of compilers have them.
+constexpr DWORD kMicrosoftException = 0xE06D7363;
+constexpr DWORD kGnuException = 0x20474343;
+/// The exception was taken by another frame already, and this one is being unwound.
+constexpr DWORD kUnwinding = 0x66;
+
+}  // namespace
+
+/// Lets CallAllocator return null. The exception's own object is lost: only its thrower knows how to destroy it.
+extern "C" EXCEPTION_DISPOSITION OnAllocatorException(EXCEPTION_RECORD* record, void* frame, CONTEXT* /*context*/,
+                                                      DISPATCHER_CONTEXT* dispatcher) {
+  const bool isThrown = record->ExceptionCode == kMicrosoftException || record->ExceptionCode == kGnuException;
+  if (!isThrown || (record->ExceptionFlags & kUnwinding) != 0) return ExceptionContinueSearch;
+  RtlUnwindEx(frame, const_cast<char*>(&kAllocatorReturn), record, nullptr, dispatcher->ContextRecord,
+              dispatcher->HistoryTable);
+  return ExceptionContinueSearch;
+}
+
+namespace qbflv::platform {
+
+namespace {
+
+/// The operators' names as the Microsoft compilers decorate them.
+const char* DecoratedName(HeapOperator which) {
+  switch (which) {
+    case HeapOperator::kNew:
+      return "??2@YAPEAX_K@Z";
+    case HeapOperator::kDelete:
+      return "??3@YAXPEAX@Z";
+    case HeapOperator::kNewArray:
+      return "??_U@YAPEAX_K@Z";
+    case HeapOperator::kDeleteArray:
+      return "??_V@YAXPEAX@Z";
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void* FindHostHeapOperator(HeapOperator which) {
+  const HMODULE mainProgram = GetModuleHandleA(nullptr);
+  if (mainProgram == nullptr) return nullptr;
+  return reinterpret_cast<void*>(GetProcAddress(mainProgram, DecoratedName(which)));
+}
+
+void* CallAllocator(Allocator function, std::size_t size) { return ::CallAllocator(function, size); }
+
+const char* NextCharacter(const char* text) {
+  return GetSystemMetrics(SM_DBCSENABLED) != 0 ? CharNextA(text) : text + 1;
+}
+
+void WriteStandardError(const char* text) {
+  const HANDLE standardError = GetStdHandle(STD_ERROR_HANDLE);
+  DWORD written = 0;
+  WriteFile(standardError, text, static_cast<DWORD>(std::strlen(text)), &written, nullptr);
+}
+
+std::int32_t AtomicIncrement(std::int32_t& count) { return std::atomic_ref<std::int32_t>(count).fetch_add(1) + 1; }
+std::int32_t AtomicDecrement(std::int32_t& count) { return std::atomic_ref<std::int32_t>(count).fetch_sub(1) - 1; }
+std::int32_t AtomicLoad(const std::int32_t& count) { return __atomic_load_n(&count, __ATOMIC_ACQUIRE); }
+
+}  // namespace qbflv::platform
