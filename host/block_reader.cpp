@@ -1,12 +1,11 @@
 // Reads a file in large blocks and answers small reads with slices of them.
 #include "host/block_reader.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <utility>
+
+#include "host/system.h"
 
 namespace qbflv::host {
 
@@ -37,9 +36,8 @@ Status BlockReader::Read(std::uint64_t offset, std::uint32_t count, Slice& slice
 }
 
 std::uint64_t BlockReader::FileSize() const {
-  struct stat status {};
-  if (fstat(m_file.Number(), &status) != 0 || status.st_size < 0) return 0;
-  return static_cast<std::uint64_t>(status.st_size);
+  system::FileStatus status;
+  return system::GetStatus(m_file.Number(), status) ? status.size : 0;
 }
 
 /// Whoever asks for bytes just before the block in hand walks back through the file: the block then ends with what is
@@ -60,9 +58,8 @@ Status BlockReader::ReadBlock(std::uint64_t offset, std::uint32_t count) {
 
   auto block = std::make_shared_for_overwrite<std::uint8_t[]>(size);
   std::uint64_t filled = 0;
-  if (lseek(m_file.Number(), static_cast<off_t>(start), SEEK_SET) < 0) return kFailed;
   while (filled < size) {
-    const ssize_t got = read(m_file.Number(), block.get() + filled, size - filled);
+    const std::int64_t got = system::ReadAt(m_file.Number(), start + filled, {block.get() + filled, size - filled});
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return kFailed;
     if (got == 0) break;

@@ -2,7 +2,6 @@
 #include "host/file_object.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <limits>
@@ -19,11 +18,11 @@ namespace {
 /// The value of SetAccessHint that announces jumps.
 constexpr std::uint32_t kJumpsAhead = 1;
 
-void RequireReadableFile(const struct stat& status) {
-  if (S_ISDIR(status.st_mode)) throw HostError("it is a directory");
-  if (!S_ISREG(status.st_mode)) throw HostError("it is not a regular file");
-  if (status.st_size > std::numeric_limits<std::uint32_t>::max()) {
-    throw HostError(fmt::format("it has {} bytes; files of 4 GiB or more cannot be read", status.st_size));
+void RequireReadableFile(const system::FileStatus& status) {
+  if (status.isDirectory) throw HostError("it is a directory");
+  if (!status.isRegular) throw HostError("it is not a regular file");
+  if (status.size > std::numeric_limits<std::uint32_t>::max()) {
+    throw HostError(fmt::format("it has {} bytes; files of 4 GiB or more cannot be read", status.size));
   }
 }
 
@@ -32,8 +31,8 @@ void RequireReadableFile(const struct stat& status) {
 ComPtr<FileObject> FileObject::Open(const std::filesystem::path& path, FileOptions options, EventLoop& loop) {
   FileDescriptor file(system::OpenForReading(path));
   if (!file.IsOpen()) throw HostError::System("cannot open the file", errno);
-  struct stat status {};
-  if (fstat(file.Number(), &status) != 0) throw HostError::System("cannot look at the file", errno);
+  system::FileStatus status;
+  if (!system::GetStatus(file.Number(), status)) throw HostError::System("cannot look at the file", errno);
   RequireReadableFile(status);
   return MakeObject<FileObject>(std::move(file), std::move(options), loop);
 }

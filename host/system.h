@@ -1,7 +1,9 @@
 // What the host needs of the operating system and the C++ library does not offer.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <span>
 #include <string>
 
 namespace qbflv::host::system {
@@ -10,6 +12,19 @@ namespace qbflv::host::system {
 int OpenForReading(const std::filesystem::path& path);
 /// The file must not be there yet.
 int CreateForWriting(const std::filesystem::path& path);
+
+struct FileStatus {
+  bool isRegular = false;
+  bool isDirectory = false;
+  /// In bytes.
+  std::uint64_t size = 0;
+};
+
+/// False with errno on failure.
+bool GetStatus(int descriptor, FileStatus& status);
+
+/// Reads from that offset on; answers the number of bytes, 0 at the end of the file, or -1 with errno on failure.
+std::int64_t ReadAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes);
 
 /// Waits until what was written is on the disk. False with errno on failure.
 bool FlushToDisk(int descriptor);

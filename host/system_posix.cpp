@@ -1,6 +1,7 @@
 // The operating system as Linux has it.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <system_error>
@@ -13,6 +14,17 @@ int OpenForReading(const std::filesystem::path& path) { return open(path.c_str()
 
 int CreateForWriting(const std::filesystem::path& path) {
   return open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+}
+
+bool GetStatus(int descriptor, FileStatus& status) {
+  struct stat system {};
+  if (fstat(descriptor, &system) != 0) return false;
+  status = {S_ISREG(system.st_mode), S_ISDIR(system.st_mode), static_cast<std::uint64_t>(system.st_size)};
+  return true;
+}
+
+std::int64_t ReadAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes) {
+  return pread(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
 }
 
 bool FlushToDisk(int descriptor) { return fsync(descriptor) == 0; }

@@ -6,6 +6,9 @@
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
+#include <algorithm>
+#include <climits>
+#include <cstdio>
 #include <string>
 #include <system_error>
 
@@ -20,6 +23,19 @@ int OpenForReading(const std::filesystem::path& path) {
 int CreateForWriting(const std::filesystem::path& path) {
   return _wsopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT, _SH_DENYNO,
                  _S_IREAD | _S_IWRITE);
+}
+
+bool GetStatus(int descriptor, FileStatus& status) {
+  struct _stat64 system {};
+  if (_fstat64(descriptor, &system) != 0) return false;
+  status = {S_ISREG(system.st_mode), S_ISDIR(system.st_mode), static_cast<std::uint64_t>(system.st_size)};
+  return true;
+}
+
+std::int64_t ReadAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes) {
+  if (_lseeki64(descriptor, static_cast<std::int64_t>(offset), SEEK_SET) < 0) return -1;
+  const auto count = static_cast<unsigned>(std::min<std::size_t>(bytes.size(), INT_MAX));
+  return _read(descriptor, bytes.data(), count);
 }
 
 bool FlushToDisk(int descriptor) { return _commit(descriptor) == 0; }

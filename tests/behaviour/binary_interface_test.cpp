@@ -16,57 +16,6 @@ Result CallSlot(void* object, std::size_t slot, Arguments... arguments) {
   return reinterpret_cast<Function>(table[slot])(object, arguments...);
 }
 
-TEST(BinaryInterface, OfThePlugin_HasItsOperationsInTheirSlots) {
-  void* plugin = nullptr;
-  ASSERT_EQ(kOk, Exports().createInstance(reinterpret_cast<IUnknown**>(&plugin)));
-  const auto query = [&](const GUID& id) {
-    void* object = nullptr;
-    EXPECT_EQ(kOk, CallSlot(plugin, 0, &id, &object));
-    return object;
-  };
-  EXPECT_EQ(2u, CallSlot<std::uint32_t>(plugin, 1));
-  EXPECT_EQ(1u, CallSlot<std::uint32_t>(plugin, 2));
-
-  std::uint32_t flag = 0;
-  std::uint32_t version = 0;
-  const char* texts[3] = {};
-  EXPECT_EQ(kOk, CallSlot(plugin, 3, &flag, &texts[0], &texts[1], &texts[2], &version));
-  EXPECT_EQ(0xE03000DEu, version);
-  EXPECT_EQ(kFailed, CallSlot(plugin, 4, static_cast<void*>(nullptr)));
-
-  void* const format = query(IQBFileFormatObject::kId);
-  const char* const* lists[3] = {};
-  EXPECT_EQ(kOk, CallSlot(format, 3, &lists[0], &lists[1], &lists[2]));
-  EXPECT_STREQ("flv", lists[1][0]);
-  EXPECT_EQ(kInvalidState, CallSlot(format, 4, nullptr, nullptr, nullptr));
-  EXPECT_EQ(kInvalidState, CallSlot(format, 5));
-  EXPECT_EQ(kInvalidState, CallSlot(format, 6, std::uint16_t{0}));
-  EXPECT_EQ(kInvalidState, CallSlot(format, 7, std::uint16_t{0}));
-  EXPECT_EQ(kInvalidState, CallSlot(format, 8, std::uint32_t{0}));
-  EXPECT_EQ(kOk, CallSlot(format, 9));
-
-  void* const response = query(IQBFileResponse::kId);
-  EXPECT_EQ(kInvalidState, CallSlot(response, 3, kOk));
-  EXPECT_EQ(kOk, CallSlot(response, 4, kOk));
-  EXPECT_EQ(kInvalidState, CallSlot(response, 5, kOk, nullptr));
-  EXPECT_EQ(kNotImplemented, CallSlot(response, 6, kOk));
-  EXPECT_EQ(kInvalidState, CallSlot(response, 7, kOk));
-
-  void* const statResponse = query(IQBFileStatResponse::kId);
-  EXPECT_EQ(kInvalidState, CallSlot(statResponse, 3, kOk, std::uint32_t{1}));
-  void* const interruptSafe = query(IQBInterruptSafe::kId);
-  EXPECT_EQ(1, CallSlot<BOOL>(interruptSafe, 3));
-  void* const packetFormat = query(IQBPacketFormat::kId);
-  EXPECT_EQ(kOk, CallSlot(packetFormat, 3, &lists[0]));
-  EXPECT_STREQ("rtmp", lists[0][0]);
-  EXPECT_EQ(kOk, CallSlot(packetFormat, 4, static_cast<const char*>(nullptr)));
-
-  for (void* const object : {format, response, statResponse, interruptSafe, packetFormat}) {
-    CallSlot<std::uint32_t>(object, 2);
-  }
-  EXPECT_EQ(0u, CallSlot<std::uint32_t>(plugin, 2));
-}
-
 /// A host object as a table of functions: what an object without C++ behind it is.
 struct RawObject {
   const void* const* table;

@@ -1,13 +1,12 @@
 // Watches the heap operators that the test program exports, for the calls that come from the plug-in's library.
 #include "tests/support/library_heap.h"
 
-#include <link.h>
-
-#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
+
+#include "tests/support/loaded_module.h"
 
 namespace qbflv::test {
 
@@ -17,11 +16,6 @@ namespace {
 struct alignas(std::max_align_t) BlockHeader {
   bool fromLibrary;
   bool array;
-};
-
-struct Range {
-  std::uintptr_t begin = 0;
-  std::uintptr_t end = 0;
 };
 
 // Constant-initialised: the operators are used before and after everything else.
@@ -81,20 +75,6 @@ void Free(void* block, bool array) {
   std::free(header);
 }
 
-int TakeRangeAround(dl_phdr_info* info, std::size_t /*size*/, void* data) {
-  Range& range = *static_cast<Range*>(data);
-  Range whole{UINTPTR_MAX, 0};
-  for (int i = 0; i < info->dlpi_phnum; ++i) {
-    const ElfW(Phdr)& segment = info->dlpi_phdr[i];
-    if (segment.p_type != PT_LOAD) continue;
-    const std::uintptr_t begin = info->dlpi_addr + segment.p_vaddr;
-    whole = {std::min(whole.begin, begin), std::max(whole.end, begin + segment.p_memsz)};
-  }
-  if (range.begin < whole.begin || range.begin >= whole.end) return 0;
-  range = whole;
-  return 1;
-}
-
 }  // namespace
 
 LibraryHeap ReadLibraryHeap() { return {allocations, liveBlocks, mismatches}; }
@@ -111,9 +91,7 @@ HeapShortage::~HeapShortage() { untilShortage = 0; }
 bool HeapShortage::Struck() const { return shortageStruck; }
 
 void WatchLibrary(const void* anyAddressInIt) {
-  const auto address = reinterpret_cast<std::uintptr_t>(anyAddressInIt);
-  Range range{address, address};
-  if (dl_iterate_phdr(&TakeRangeAround, &range) == 0) return;
+  const ModuleRange range = FindModule(anyAddressInIt);
   libraryBegin = range.begin;
   libraryEnd = range.end;
 }

@@ -1,8 +1,7 @@
 // A host for one file-format object: its objects, the order of its requests, and the log of what came of them.
 #include "tests/support/scripted_host.h"
 
-#include <dlfcn.h>
-
+#include "host/system.h"
 #include "tests/support/library_heap.h"
 
 namespace qbflv::test {
@@ -15,11 +14,12 @@ const host::PluginLibrary& Library() {
 const LibraryExports& Exports() {
   static const LibraryExports exports = [] {
     Library();
-    void* const handle = dlopen(QBFLV_PLUGIN_PATH, RTLD_NOW | RTLD_NOLOAD);
-    void* const create = dlsym(handle, kCreateInstanceName);
+    std::string error;
+    void* const library = host::system::OpenLibrary(QBFLV_PLUGIN_PATH, error);
+    void* const create = host::system::FindExport(library, kCreateInstanceName);
     WatchLibrary(create);
     return LibraryExports{reinterpret_cast<CreateInstanceFunction>(create),
-                          reinterpret_cast<CanUnloadFunction>(dlsym(handle, kCanUnloadName))};
+                          reinterpret_cast<CanUnloadFunction>(host::system::FindExport(library, kCanUnloadName))};
   }();
   return exports;
 }
