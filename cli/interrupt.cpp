@@ -2,7 +2,8 @@
 #include "cli/interrupt.h"
 
 #include <csignal>
-#include <initializer_list>
+
+#include "cli/process.h"
 
 namespace qbflv::cli {
 
@@ -10,18 +11,17 @@ namespace {
 
 volatile std::sig_atomic_t g_interrupted = 0;
 
-extern "C" void NoteInterrupt(int /*signal*/) { g_interrupted = 1; }
+extern "C" void NoteInterrupt(int number) {
+  g_interrupted = 1;
+  std::signal(number, SIG_DFL);
+}
 
 }  // namespace
 
 void CatchInterrupts() {
-  struct sigaction action {};
-  action.sa_handler = NoteInterrupt;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction old {};
+  for (const int number : EndingSignals()) {
     // A signal that was to be ignored, as under nohup, stays ignored.
-    if (sigaction(number, nullptr, &old) == 0 && old.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
+    if (std::signal(number, NoteInterrupt) == SIG_IGN) std::signal(number, SIG_IGN);
   }
 }
 

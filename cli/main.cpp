@@ -1,14 +1,18 @@
 // The command `qbflv`: the reference host for people and scripts.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstdio>
 #include <exception>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "cli/info_command.h"
 #include "cli/output.h"
 #include "cli/packets_command.h"
+#include "cli/process.h"
 #include "cli/remux_command.h"
 
 namespace {
@@ -22,7 +26,7 @@ int Run(qbflv::cli::Command& command) {
     command.Run();
     return kDone;
   } catch (const std::exception& error) {
-    fmt::print(stderr, "qbflv: {}: {}\n", qbflv::cli::Printable(command.Options().file.native()), error.what());
+    fmt::print(stderr, "qbflv: {}: {}\n", qbflv::cli::Printable(command.Options().file.string()), error.what());
     return kJobFailed;
   }
 }
@@ -30,21 +34,21 @@ int Run(qbflv::cli::Command& command) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
-  // Whoever reads the output may stop (as `head` does): that ends the command quietly, even if started otherwise.
-  std::signal(SIGPIPE, SIG_DFL);
-  // A file that may not grow further is a failure like others, and cleaned up after.
-  std::signal(SIGXFSZ, SIG_IGN);
+  qbflv::cli::PrepareProcess();
 
   CLI::App app("Play FLV files through the file-format plug-in, as a streaming server would.", "qbflv");
   app.set_version_flag("--version", QBFLV_VERSION);
   app.require_subcommand(0, 1);
+  app.allow_windows_style_options(false);  // a path may begin with a slash there too
   app.get_formatter()->column_width(34);
   app.footer("Exit status: 0 done, 1 the job failed, 2 bad usage.\n\nExample:\n  qbflv info film.flv");
   qbflv::cli::InfoCommand info(app);
   qbflv::cli::PacketsCommand packets(app);
   qbflv::cli::RemuxCommand remux(app);
   try {
-    app.parse(argumentCount, arguments);
+    std::vector<std::string> words = qbflv::cli::Arguments(argumentCount, arguments);
+    std::ranges::reverse(words);  // the parser takes them from the end
+    app.parse(std::move(words));
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == kDone ? kDone : kBadUsage;
   }

@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 
 #include "host/host_error.h"
+#include "host/system.h"
 
 namespace qbflv::cli {
 
@@ -18,17 +20,10 @@ Output::~Output() {
 }
 
 void Output::Flush() {
-  std::string_view left(m_text.data(), m_text.size());
-  while (!left.empty()) {
-    const ssize_t written = write(STDOUT_FILENO, left.data(), left.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) {
-      m_text.clear();
-      throw host::HostError::System("cannot write the output", errno);
-    }
-    left.remove_prefix(static_cast<std::size_t>(written));
-  }
+  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(m_text.data());
+  const bool written = host::system::Write(STDOUT_FILENO, {bytes, m_text.size()});
   m_text.clear();
+  if (!written) throw host::HostError::System("cannot write the output", errno);
 }
 
 std::string Printable(std::string_view text) {

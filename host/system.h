@@ -26,6 +26,9 @@ bool GetStatus(int descriptor, FileStatus& status);
 /// Reads from that offset on; answers the number of bytes, 0 at the end of the file, or -1 with errno on failure.
 std::int64_t ReadAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes);
 
+/// Writes all of it. False with errno on failure.
+bool Write(int descriptor, std::span<const std::uint8_t> bytes);
+
 /// Waits until what was written is on the disk. False with errno on failure.
 bool FlushToDisk(int descriptor);
 

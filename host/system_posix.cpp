@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <system_error>
 
 #include "host/system.h"
@@ -25,6 +26,16 @@ bool GetStatus(int descriptor, FileStatus& status) {
 
 std::int64_t ReadAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes) {
   return pread(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+}
+
+bool Write(int descriptor, std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
 }
 
 bool FlushToDisk(int descriptor) { return fsync(descriptor) == 0; }

@@ -38,6 +38,16 @@ std::int64_t ReadAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t
   return _read(descriptor, bytes.data(), count);
 }
 
+bool Write(int descriptor, std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const auto count = static_cast<unsigned>(std::min<std::size_t>(bytes.size(), INT_MAX));
+    const int written = _write(descriptor, bytes.data(), count);
+    if (written < 0) return false;
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
 bool FlushToDisk(int descriptor) { return _commit(descriptor) == 0; }
 
 void* OpenLibrary(const std::filesystem::path& path, std::string& error) {

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -14,9 +13,6 @@
 namespace qbflv::host {
 
 namespace {
-
-/// In bytes. Some systems take no more than an int holds.
-constexpr std::size_t kLargestWrite = 1 << 30;
 
 std::filesystem::path FollowLinks(const std::filesystem::path& path) {
   std::error_code error;
@@ -46,13 +42,7 @@ TemporaryFile::~TemporaryFile() {
 }
 
 void TemporaryFile::Write(std::span<const std::uint8_t> bytes) {
-  while (!bytes.empty()) {
-    const auto count = static_cast<unsigned>(std::min(bytes.size(), kLargestWrite));
-    const ssize_t written = write(m_file.Number(), bytes.data(), count);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) Fail(errno);
-    bytes = bytes.subspan(static_cast<std::size_t>(written));
-  }
+  if (!system::Write(m_file.Number(), bytes)) Fail(errno);
 }
 
 void TemporaryFile::Commit() {
