@@ -17,6 +17,7 @@ namespace qbflv::cli {
 
 void PrepareProcess() {
   _setmode(_fileno(stdout), _O_BINARY);
+  _setmode(_fileno(stderr), _O_BINARY);
   SetConsoleOutputCP(CP_UTF8);
 }
 
