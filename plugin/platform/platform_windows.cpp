@@ -8,9 +8,10 @@
 #include "plugin/platform/platform.h"
 
 // Calls the function with the size, as one that may raise exceptions of whatever compiler it was built with. They can
-// be caught by the system's own means only, which the compiler has no words for: an exception handler of the frame.
+// be caught by the system's own means only, which the compiler has no words for: an exception handler of the frame,
+// which unwinds the stack to kAllocatorFailed. There rax holds what the handler passed on.
 extern "C" void* CallAllocator(qbflv::platform::Allocator function, std::size_t size);
-extern "C" const char kAllocatorReturn;
+extern "C" const char kAllocatorFailed;
 
 asm(R"(
 	.text
@@ -25,9 +26,13 @@ CallAllocator:
 	movq %rcx, %rax
 	movq %rdx, %rcx
 	call *%rax
-	nop
-	.globl kAllocatorReturn
-kAllocatorReturn:
+	jmp 0f
+	.globl kAllocatorFailed
+kAllocatorFailed:
+	movq %rax, %rcx
+	call DropException
+	xorl %eax, %eax
+0:
 	addq $40, %rsp
 	ret
 	.seh_endproc
@@ -38,19 +43,43 @@ namespace {
 /// The codes of the exceptions that C++ programs throw, as the two families of compilers have them.
 constexpr DWORD kMicrosoftException = 0xE06D7363;
 constexpr DWORD kGnuException = 0x20474343;
-/// The exception was taken by another frame already, and this one is being unwound.
+/// The exception was taken already, and this frame is being unwound.
 constexpr DWORD kUnwinding = 0x66;
+
+/// An exception of the second family, as its published C++ ABI for this system lays it out.
+struct GnuException {
+  std::uint64_t exceptionClass;
+  void (*cleanUp)(int reason, GnuException* exception);
+  /// The frames below resume the unwinding from what stands here: where it goes, and with what.
+  std::uint64_t unused;
+  std::uint64_t targetFrame;
+  std::uint64_t targetAddress;
+  std::uint64_t targetValue;
+};
+constexpr int kCaughtByForeignCode = 1;
 
 }  // namespace
 
-/// Lets CallAllocator return null. The exception's own object is lost: only its thrower knows how to destroy it.
 extern "C" EXCEPTION_DISPOSITION OnAllocatorException(EXCEPTION_RECORD* record, void* frame, CONTEXT* /*context*/,
                                                       DISPATCHER_CONTEXT* dispatcher) {
-  const bool isThrown = record->ExceptionCode == kMicrosoftException || record->ExceptionCode == kGnuException;
+  const bool isGnu = record->ExceptionCode == kGnuException && record->NumberParameters > 0;
+  const bool isThrown = isGnu || record->ExceptionCode == kMicrosoftException;
   if (!isThrown || (record->ExceptionFlags & kUnwinding) != 0) return ExceptionContinueSearch;
-  RtlUnwindEx(frame, const_cast<char*>(&kAllocatorReturn), record, nullptr, dispatcher->ContextRecord,
-              dispatcher->HistoryTable);
+  void* const target = const_cast<char*>(&kAllocatorFailed);
+  GnuException* exception = nullptr;
+  if (isGnu) {
+    exception = reinterpret_cast<GnuException*>(record->ExceptionInformation[0]);
+    exception->targetFrame = reinterpret_cast<std::uint64_t>(frame);
+    exception->targetAddress = reinterpret_cast<std::uint64_t>(target);
+    exception->targetValue = 0;
+  }
+  RtlUnwindEx(frame, target, record, exception, dispatcher->ContextRecord, dispatcher->HistoryTable);
   return ExceptionContinueSearch;
+}
+
+/// The other family's exceptions stand in their thrower's frame, and what they hold is lost.
+extern "C" void DropException(GnuException* exception) {
+  if (exception != nullptr && exception->cleanUp != nullptr) exception->cleanUp(kCaughtByForeignCode, exception);
 }
 
 namespace qbflv::platform {
