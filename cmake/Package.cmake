@@ -6,13 +6,14 @@ set(CPACK_PACKAGE_CONTACT "qbflvplus authors <authors@qbflvplus.example>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/finish_package_tree.cmake")
-# Whatever the umask of whoever makes the package.
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
-  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
   set(CPACK_PACKAGE_FILE_NAME "qbflvplus-${PROJECT_VERSION}-windows-x64")
+  # The second of linking, which the linker would write into them, makes each build another.
+  foreach(target qbflvplus qbflv)
+    target_link_options(${target} PRIVATE LINKER:--no-insert-timestamp)
+  endforeach()
 else()
   set(CPACK_GENERATOR DEB)
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

@@ -1,12 +1,9 @@
-# Runs in CPack between installing and packing: adds what Debian wants of a package, and settles the files' times.
+# Runs in CPack between installing and packing: adds what Debian wants of a package, and settles the files' modes and
+# times.
 set(tree "${CPACK_TEMPORARY_INSTALL_DIRECTORY}")
 
-# The same sources make the same package: its files are as old as the last change to the sources, where the caller says
-# when that was.
+# The same sources make the same package: now is the second that SOURCE_DATE_EPOCH names, where the caller has set it.
 string(TIMESTAMP seconds "%s" UTC)
-if(DEFINED ENV{SOURCE_DATE_EPOCH})
-  set(seconds "$ENV{SOURCE_DATE_EPOCH}")
-endif()
 
 if(CPACK_GENERATOR STREQUAL "DEB")
   set(texts "${tree}/usr/share/doc/${CPACK_PACKAGE_NAME}")
@@ -23,5 +20,7 @@ if(CPACK_GENERATOR STREQUAL "DEB")
   execute_process(COMMAND gzip -9nf "${texts}/changelog" COMMAND_ERROR_IS_FATAL ANY)
 endif()
 
+# Whatever the umask of whoever makes the package.
+execute_process(COMMAND chmod -R u=rwX,go=rX "${tree}" COMMAND_ERROR_IS_FATAL ANY)
 file(GLOB_RECURSE paths LIST_DIRECTORIES true "${tree}/*")
 execute_process(COMMAND touch --date=@${seconds} ${paths} COMMAND_ERROR_IS_FATAL ANY)
