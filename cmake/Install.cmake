@@ -18,6 +18,8 @@ if(WIN32)
   set(QBFLV_PLUGIN_FILE "${CMAKE_INSTALL_BINDIR}/qbflvplus.dll")
   # A folder of our own, unpacked anywhere: what to read stands at its top.
   set(QBFLV_TEXT_FOLDER ".")
+  # What a host's program exports; the README refers to it by this path.
+  install(FILES "${PROJECT_SOURCE_DIR}/host/heap_operators.def" DESTINATION host)
 else()
   set(QBFLV_PLUGIN_FILE "${CMAKE_INSTALL_LIBDIR}/libqbflvplus.so")
   set(QBFLV_TEXT_FOLDER "${CMAKE_INSTALL_DOCDIR}")

@@ -14,6 +14,7 @@ set(expected
   bin/qbflv.exe
   bin/qbflvplus.dll
   docs/host-guide.md
+  host/heap_operators.def
   include/qbflvplus/com_ptr.h
   include/qbflvplus/host_interfaces.h
   lib/cmake/qbflvplus/qbflvplusConfig.cmake
