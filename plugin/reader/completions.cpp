@@ -13,24 +13,25 @@ Status CQBFLVFileFormat::TakeAnswer(Answer answer) {
     NoteOvertaken(answer);
     return kInvalidState;
   }
+  const bool succeeded = Succeeded(answer.status);
+  m_Operations.Answered(answer.completion, succeeded);
   // The file object has moved, whether the answer is expected or not.
-  if (Succeeded(answer.status)) {
+  if (succeeded) {
     if (answer.completion == Completion::kRead && answer.buffer) m_ulFileOffset += answer.buffer->GetSize();
     if (answer.completion == Completion::kSeek) m_ulFileOffset = m_ulSeekOffset;
   }
   const bool answered = m_Answer.completion != Completion::kNone;
   if (answered || answer.completion != ExpectedCompletion(m_ulState)) return kInvalidState;
 
-  m_Operations.Answered();
   m_Answer = std::move(answer);
   const Turn turn(*this);  // takes the answer up at its end, or leaves it to the outermost call
   return kOk;
 }
 
-/// The answer to an operation that a seek has overtaken. It is dropped, but as long as the seek has not moved the file
-/// object elsewhere, the file stands where that operation led: that counts if the seek fails.
+/// The answer to an operation that a seek has overtaken. Nothing comes of it, but where it led the file counts if the
+/// seek fails.
 void CQBFLVFileFormat::NoteOvertaken(const Answer& answer) {
-  if (Failed(answer.status) || m_ulState != kStateSeekScanSeekPending) return;
+  if (Failed(answer.status) || m_Operations.IsFilePlaced()) return;
   if (answer.completion == Completion::kSeek) m_ulFileOffset = m_Operations.GetOvertakenOffset();
   if (answer.completion == Completion::kRead && answer.buffer) m_ulFileOffset += answer.buffer->GetSize();
 }

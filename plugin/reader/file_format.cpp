@@ -71,7 +71,7 @@ Status CQBFLVFileFormat::GetStreamHeader(std::uint16_t stream) {
 
 Status CQBFLVFileFormat::GetPacket(std::uint16_t stream) {
   QBFLV_TRACE_POINT("CQBFLVFileFormat[%p]::GetPacket(%u)", static_cast<void*>(this), unsigned{stream});
-  if (!m_pStreams || stream >= m_ulStreamCount || !m_pFormatSink) return kInvalidState;
+  if (!m_pStreams || stream >= m_ulStreamCount || !m_pFormatSink || !m_pFileObject) return kInvalidState;
   FLVStreamState& state = m_pStreams[stream];
   if (state.bPacketRequested || state.bStreamDone) return kInvalidState;
 

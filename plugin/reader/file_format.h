@@ -142,7 +142,8 @@ class CQBFLVFileFormat : public IQBPlugin,
 
   // --- Seeking (seeking.cpp) ---
 
-  void AbandonWork();
+  [[nodiscard]] Answer AbandonWork();
+  [[nodiscard]] bool FlushPackets();
   void RestartVideoAt(std::uint32_t time, std::uint32_t offset);
   void RecordVideoKeyPosition(std::uint32_t time, std::uint32_t offset);
   /// The latest known positions at or before the time, in ms relative to the time base: the latest of all streams is

@@ -26,7 +26,11 @@ class CFileOperations {
     }
   }
 
-  void Answered() { m_waiting = Completion::kNone; }
+  /// An answer of that kind has come which is none of those that nobody waits for.
+  void Answered(Completion kind, bool succeeded) {
+    if (m_waiting == kind) m_waiting = Completion::kNone;
+    if (kind == Completion::kSeek && succeeded) m_bFilePlaced = true;
+  }
 
   /// Nobody waits for the operation under way any more. offset: the file's position once it is done, if it is a seek.
   void Overtake(std::uint32_t offset) {
@@ -34,6 +38,7 @@ class CFileOperations {
     if (m_waiting == Completion::kSeek) m_ulOvertakenOffset = offset;
     ++Overtaken(m_waiting);
     m_waiting = Completion::kNone;
+    m_bFilePlaced = false;
   }
 
   [[nodiscard]] bool IsWaiting() const { return m_waiting != Completion::kNone; }
@@ -46,6 +51,9 @@ class CFileOperations {
     return true;
   }
 
+  /// Whether a seek has succeeded since the last operation was overtaken. Until then the file stands where those that
+  /// were overtaken lead, also if the seek fails.
+  [[nodiscard]] bool IsFilePlaced() const { return m_bFilePlaced; }
   /// Where the last seek that was overtaken leads.
   [[nodiscard]] std::uint32_t GetOvertakenOffset() const { return m_ulOvertakenOffset; }
 
@@ -55,6 +63,7 @@ class CFileOperations {
   Completion m_waiting = Completion::kNone;
   std::uint32_t m_ulNumber = 0;
   std::uint32_t m_ulOvertakenOffset = 0;
+  bool m_bFilePlaced = true;
   std::uint32_t m_overtaken[kCompletionKinds] = {};
 };
 

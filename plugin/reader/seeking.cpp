@@ -1,6 +1,8 @@
 // Seeking: a jump to the latest known position, a scan over the tag headers from there to the wanted time, and a
 // restart at the earliest position that a stream needs.
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "plugin/reader/file_format.h"
 #include "plugin/reader/flv_parsers.h"
@@ -19,13 +21,11 @@ constexpr std::uint32_t kLastOffset = 0xFFFFFFFF;
 
 Status CQBFLVFileFormat::Seek(std::uint32_t time) {
   QBFLV_TRACE_POINT("CQBFLVFileFormat[%p]::Seek(%lu)", static_cast<void*>(this), TraceNumber(time));
-  if (!m_pStreams || m_ulStreamCount == 0) return kInvalidState;
+  if (!m_pStreams || m_ulStreamCount == 0 || !m_pFileObject) return kInvalidState;
   const Turn turn(*this);
-  AbandonWork();
-  const Bookmark here(*this);
+  const Answer abandoned = AbandonWork();
   for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) m_pStreams[i].Restart();
-  if (m_pMergeSorter) m_pMergeSorter->Flush();
-  if (here.IsLost()) return kOk;
+  if (!FlushPackets()) return kOk;
 
   std::uint32_t foundTime = time;
   std::uint32_t offset = 0;
@@ -47,11 +47,24 @@ Status CQBFLVFileFormat::Seek(std::uint32_t time) {
   return kOk;
 }
 
-/// Whatever the object was about is over. An operation that is still unanswered will be answered into the seek.
-void CQBFLVFileFormat::AbandonWork() {
+/// Whatever the object was about is over. An operation that is still unanswered will be answered into the seek; an
+/// answer that waits is handed back, to be let go when nothing can be disturbed any more.
+Answer CQBFLVFileFormat::AbandonWork() {
   ++m_ulEpoch;
-  m_Answer = Answer();
+  m_ulState = kStateSeekScanSeekPending;
   m_Operations.Overtake(m_ulSeekOffset);
+  return std::exchange(m_Answer, Answer());
+}
+
+/// False when the last reference to a packet had the host move the object on.
+bool CQBFLVFileFormat::FlushPackets() {
+  const Bookmark here(*this);
+  std::unique_ptr<CMergeSorter> mergeSorter = std::move(m_pMergeSorter);
+  if (!mergeSorter) return true;
+  mergeSorter->Flush();
+  if (here.IsLost()) return false;
+  m_pMergeSorter = std::move(mergeSorter);
+  return true;
 }
 
 /// Moves the seek to that time, and the video stream to that position.

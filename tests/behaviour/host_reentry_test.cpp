@@ -103,6 +103,19 @@ TEST(HostReentry, FileThatStartsTheNextOneWhileItCloses_LeavesThatOnePlaying) {
   EXPECT_EQ(2U, host.StreamCount());
 }
 
+TEST(HostReentry, FileThatAsksForWorkWhileItCloses_IsRefused) {
+  ScriptedHost host({.file = {.bytes = SmallFile().File()}});
+  auto file = host::MakeObject<CallingFile>(host.file, [&] {
+    EXPECT_EQ(Hex(kInvalidState), Hex(host.format->Seek(0)));
+    EXPECT_EQ(Hex(kInvalidState), Hex(host.format->GetPacket(0)));
+  });
+  ASSERT_EQ(kOk, host.InitPlugin());
+  ASSERT_EQ(kOk, host.format->InitFileFormat(host.request.Get(), host.sink.Get(), file.Get()));
+  host.GetFileHeader();
+  EXPECT_EQ(kOk, host.format->Close());
+  EXPECT_EQ(1, file->Closes());
+}
+
 /// Every object that the plug-in asks for is once the moment at which the host closes the reader, or lets go of it.
 TEST(HostReentry, FactoryThatEndsTheObject_IsFollowedByNoOperation) {
   for (const bool releases : {false, true}) {

@@ -139,5 +139,56 @@ TEST(OvertakenAnswers, WhenTheObjectIsGone_ReachNobody) {
   }
 }
 
+/// A seek that fails leaves the file where the operation that it overtook leads, whenever that is answered.
+TEST(OvertakenAnswers, ByASeekThatFails_StillMoveThePosition) {
+  FlvBuilder flv = FlvBuilder(kBoth).Metadata(QuickMetadata()).Audio(0, 30).Video(0, 40);
+  flv.Tag(kScriptTag, 0, Bytes(20, 5)).Audio(20, 30).Video(20, 40).Audio(40, 30);
+  const struct {
+    const char* name;
+    std::string overtaken;
+    std::size_t answeredFirst;
+    const char* firstPacket;
+  } cases[] = {{"skip", "Seek(" + std::to_string(flv.Field(1)) + ")", 0, "s0 t0"},
+               {"body, answered in order", "Read(30)", 0, "s1 t0"},
+               {"body, answered behind the seek", "Read(30)", 1, "s1 t0"}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    // The second seek to the first tag; the first one ended the header scan.
+    const Rule failure{.operation = "Seek(9)", .occurrence = 2, .status = kFailed};
+    ScriptedHost host(
+        {.file = {
+             .bytes = flv.File(), .answers = Answers::kLater, .accessHint = kPrefersLinearAccess, .rules = {failure}}});
+    ASSERT_TRUE(host.ReadHeaders());
+    host.AnswerByHand();
+    host.GetPacket(0);
+    while (host.log.All().back() != row.overtaken) host.file->Answer();
+    EXPECT_EQ(kOk, host.Seek(300));
+    ASSERT_EQ(2U, host.file->Waiting());
+    host.file->Answer(row.answeredFirst);
+    host.file->Answer();
+    EXPECT_EQ(1U, host.log.Count("SeekDone 0x80004005"));
+
+    host.RenewRequests();
+    host.GetPacket(0);
+    host.GetPacket(1);
+    host.Pump();
+    EXPECT_EQ(row.firstPacket, host.log.Delivered().front());
+    EXPECT_EQ(1U, host.log.Count("Seek(" + std::to_string(flv.Field(4)) + ")")) << "the skip over the script data";
+    EXPECT_EQ(1U, host.log.Count("PacketReady s=1 t=20")) << "which stands behind it";
+  }
+}
+
+TEST(OvertakenAnswers, ThatCameWhenNothingExpectedThem_AreNotExpectedBySeek) {
+  ScriptedHost host({.file = Waiting(SmallFile())});
+  ASSERT_TRUE(host.ReadHeaders());
+  host.AnswerByHand();
+  host.GetPacket(0);
+  host.InitPlugin();
+  host.Pump();
+  EXPECT_EQ(kOk, host.Seek(30));
+  host.Pump();
+  EXPECT_EQ(1U, host.log.Count("SeekDone 0x00000000"));
+}
+
 }  // namespace
 }  // namespace qbflv::test
