@@ -11,6 +11,7 @@ target_compile_options(qbflv_compiler_options INTERFACE "$<$<COMPILE_LANGUAGE:CX
 # What stands behind an interface may be no C++ object at all, or one of another library: its type is nobody's to check.
 if(QBFLV_SANITIZE)
   target_compile_options(qbflv_compiler_options INTERFACE
-    -fsanitize=${QBFLV_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    -fsanitize=${QBFLV_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer -fno-sanitize-recover=all
+    $<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=function>)
   target_link_options(qbflv_compiler_options INTERFACE -fsanitize=${QBFLV_SANITIZE})
 endif()

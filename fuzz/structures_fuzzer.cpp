@@ -1,0 +1,163 @@
+// The seek index and the merge sorter, beside plain models of them.
+#include <algorithm>
+#include <deque>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "fuzz/decisions.h"
+#include "host/buffer.h"
+#include "host/packet.h"
+#include "plugin/index/stream_index_table.h"
+#include "plugin/reader/merge_sorter.h"
+
+namespace qbflv::fuzz {
+namespace {
+
+/// A time or an offset: mostly a small step, sometimes anything.
+std::uint32_t Near(Decisions& decisions, std::uint32_t last) {
+  const std::uint8_t how = decisions.Byte();
+  if (how < 192) return last + how;
+  return how < 240 ? last - decisions.Byte() : decisions.Number(4);
+}
+
+void TryIndex(Decisions& decisions) {
+  const std::uint32_t granularity = decisions.Choose(4) == 0 ? decisions.Number(2) : 50;
+  const std::uint32_t capacity = decisions.Byte();
+  CStreamIndexTable table;
+  Require(table.Init(granularity, capacity, 0) == kOk, "a table is made");
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> model;
+  std::uint32_t highest = 0;
+  std::uint32_t last = 0;
+  while (!decisions.IsOver()) {
+    last = Near(decisions, last);
+    switch (decisions.Choose(4)) {
+      case 0: {
+        const bool fits = model.size() < capacity;
+        const bool follows = model.empty() || (last > model.back().first && last - model.back().first >= granularity);
+        const std::uint32_t offset = decisions.Number(2);
+        Require(table.AddEntry(last, offset, 0) == (fits && follows ? kOk : kFailed), "an entry is taken or refused");
+        if (!fits || !follows) break;
+        model.emplace_back(last, offset);
+        highest = std::max(highest, last);
+        break;
+      }
+      case 1:
+        highest = std::max(highest, last);
+        Require(table.NoteTime(last) == highest, "the highest time is noted");
+        break;
+      default: {
+        const auto behind =
+            std::find_if(model.begin(), model.end(), [&](const auto& entry) { return entry.first > last; });
+        std::uint32_t time = last;
+        std::uint32_t offset = 0xABCD;
+        const Status status = table.Lookup(&time, &offset, nullptr);
+        if (behind == model.begin()) {
+          Require(status == kFailed && time == last && offset == 0xABCD, "nothing stands at or before the time");
+          break;
+        }
+        const auto& expected = *std::prev(behind);
+        Require(status == (highest < last ? kBeyondSeen : kOk), "what was seen is told");
+        Require(time == expected.first && offset == expected.second, "the latest entry is found");
+      }
+    }
+  }
+}
+
+struct ModelPacket {
+  std::uint32_t time;
+  std::uint32_t size;
+};
+
+struct ModelQueue {
+  std::deque<ModelPacket> packets;
+  std::uint32_t latest = 0;
+  bool ended = false;
+};
+
+bool IsEarlier(std::uint32_t time, std::uint32_t than) { return static_cast<std::int32_t>(than - time) > 0; }
+
+/// The stream whose packet comes next, or why none does.
+std::pair<Status, std::uint16_t> NextOf(const std::vector<ModelQueue>& queues, const MergeSorterLimits& limits) {
+  bool waiting = false;
+  std::uint32_t count = 0;
+  std::uint32_t bytes = 0;
+  std::uint32_t latest = 0;
+  std::optional<std::uint16_t> next;
+  for (std::uint16_t i = 0; i < queues.size(); ++i) {
+    const ModelQueue& queue = queues[i];
+    if (queue.packets.empty()) {
+      waiting = waiting || !queue.ended;
+      continue;
+    }
+    for (const ModelPacket& packet : queue.packets) bytes += packet.size;
+    count += static_cast<std::uint32_t>(queue.packets.size());
+    if (!next || IsEarlier(latest, queue.latest)) latest = queue.latest;
+    if (!next || IsEarlier(queue.packets.front().time, queues[*next].packets.front().time)) next = i;
+  }
+  if (!next) return {waiting ? kMustWait : kAllStreamsEnded, std::uint16_t{0}};
+  const auto span = static_cast<std::int32_t>(latest - queues[*next].packets.front().time);
+  const bool passed =
+      std::int64_t{span} > std::int64_t{limits.maxTimespan} || count > limits.maxPackets || bytes > limits.maxBytes;
+  if (waiting && !passed) return {kMustWait, std::uint16_t{0}};
+  return {kOk, *next};
+}
+
+void TrySorter(Decisions& decisions) {
+  const auto streams = static_cast<std::uint16_t>(1 + decisions.Choose(3));
+  const MergeSorterLimits limits{.maxPackets = decisions.Byte(), .maxTimespan = decisions.Number(2), .maxBytes = 2000};
+  CMergeSorter sorter;
+  Require(sorter.Initialize(streams, limits) == kOk, "a sorter is made");
+  std::vector<ModelQueue> model(streams);
+  std::uint32_t time = decisions.Choose(2) == 0 ? 0 : 0xFFFFFF00;
+  while (!decisions.IsOver()) {
+    const auto stream = static_cast<std::uint16_t>(decisions.Choose(streams));
+    switch (decisions.Choose(8)) {
+      case 0:
+        Require(sorter.SetStreamEnded(stream) == kOk, "a stream is ended");
+        model[stream].ended = true;
+        break;
+      case 1:
+        if (decisions.Byte() > 32) break;
+        sorter.Flush();
+        model.assign(streams, {});
+        break;
+      case 2:
+      case 3:
+      case 4: {
+        time = Near(decisions, time);
+        const std::uint32_t size = decisions.Byte();
+        const auto buffer = host::MakeObject<host::Buffer>();
+        Require(buffer->SetSize(size) == kOk, "a buffer is made");
+        const auto packet = host::MakeObject<host::Packet>();
+        packet->Set(buffer.Get(), time, stream, 0, 0);
+        Require(sorter.AddPacket(packet.Get()) == kOk, "a packet is queued");
+        model[stream].packets.push_back({time, size});
+        model[stream].latest = time;
+        break;
+      }
+      default: {
+        const bool remove = decisions.Choose(4) != 0;
+        const auto [expected, from] = NextOf(model, limits);
+        ComPtr<IQBPacket> packet;
+        Require(sorter.GetNextPacket(packet, remove) == expected, "the next packet comes when it may");
+        Require(static_cast<bool>(packet) == (expected == kOk), "with success only");
+        if (!packet) break;
+        Require(packet->GetStreamNumber() == from && packet->GetTime() == model[from].packets.front().time, "in order");
+        if (remove) model[from].packets.pop_front();
+      }
+    }
+    Require(sorter.GetQueuedCount(stream) == model[stream].packets.size(), "the packets are counted");
+    Require(sorter.IsStreamEnded(stream) == model[stream].ended, "the end is kept");
+  }
+}
+
+}  // namespace
+}  // namespace qbflv::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  qbflv::fuzz::Decisions decisions({data + 1, size - 1});
+  data[0] % 2 == 0 ? qbflv::fuzz::TryIndex(decisions) : qbflv::fuzz::TrySorter(decisions);
+  return 0;
+}
