@@ -65,6 +65,7 @@ void Session::ReadHeaders() {
                                  [&] { return m_format->GetStreamHeader(static_cast<std::uint16_t>(stream)); });
     m_streamHeaders.push_back({header.status, TakeList(header)});
   }
+  StartOver();
 }
 
 void Session::RequireStreamHeaders() const {
@@ -77,16 +78,36 @@ void Session::RequireStreamHeaders() const {
 void Session::ReadPackets(PacketHandlers handlers) {
   RequireStreamHeaders();
   m_handlers = std::move(handlers);
-  m_streamsLeft = m_streamHeaders.size();
-  m_streamDone.assign(m_streamsLeft, false);
-  for (std::size_t stream = 0; stream < m_streamDone.size() && !DeliveryEnded(); ++stream) {
+  m_stopped = false;
+  for (; !m_kept.empty() && !IsPaused(); m_kept.pop_front()) Pass(m_kept.front());
+  for (std::size_t stream = 0; stream < m_streams.size() && !IsPaused(); ++stream) {
     RequestPacket(static_cast<std::uint16_t>(stream));
   }
-  while (!DeliveryEnded() && m_loop.RunOne()) {
+  while (!IsPaused() && m_loop.RunOne()) {
   }
-  Close();
-  if (m_failure) std::rethrow_exception(m_failure);
-  if (!DeliveryEnded()) throw HostError("the plug-in stopped delivering packets before the streams were done");
+  const bool paused = IsPaused();
+  m_stopped = true;
+  m_handlers = {};
+  if (m_failure) std::rethrow_exception(std::exchange(m_failure, nullptr));
+  if (!paused) throw HostError("the plug-in stopped delivering packets before the streams were done");
+}
+
+SeekResult Session::Seek(std::uint32_t time) {
+  RequireStreamHeaders();
+  const FileCounts before = m_file->Counts();
+  const SinkEvent answer = Ask(SinkEvent::Kind::kSeekDone, "seeking", [&] {
+    // Before it answers: packets may be asked for from then on.
+    StartOver();
+    return m_format->Seek(time);
+  });
+  const FileCounts& after = m_file->Counts();
+  return {answer.status, {after.reads - before.reads, after.seeks - before.seeks, after.bytes - before.bytes}};
+}
+
+void Session::StartOver() {
+  m_streams.assign(m_streamHeaders.size(), {});
+  m_streamsLeft = m_streams.size();
+  m_kept.clear();
 }
 
 template <typename Request>
@@ -104,10 +125,8 @@ SinkEvent Session::Ask(SinkEvent::Kind answer, const char* what, Request request
 /// Exceptions wait here until the plug-in has returned: it is no code to throw through.
 void Session::OnEvent(const SinkEvent& event) noexcept {
   try {
-    if (event.kind == SinkEvent::Kind::kPacketReady) {
-      OnPacket(event);
-    } else if (event.kind == SinkEvent::Kind::kStreamDone) {
-      OnStreamDone(event.stream);
+    if (event.kind == SinkEvent::Kind::kPacketReady || event.kind == SinkEvent::Kind::kStreamDone) {
+      OnDelivery(event);
     } else if (event.kind == m_awaited) {
       m_answer = event;
     }
@@ -117,26 +136,37 @@ void Session::OnEvent(const SinkEvent& event) noexcept {
   }
 }
 
-void Session::OnPacket(const SinkEvent& event) {
-  if (DeliveryEnded()) return;
-  if (!event.packet) throw HostError("the plug-in delivered no packet", event.status);
-  if (event.stream >= m_streamDone.size()) {
-    throw HostError(fmt::format("the plug-in delivered a packet of stream {}, which there is not", event.stream));
+void Session::OnDelivery(const SinkEvent& event) {
+  const bool isPacket = event.kind == SinkEvent::Kind::kPacketReady;
+  if (isPacket && !event.packet) throw HostError("the plug-in delivered no packet", event.status);
+  if (event.stream >= m_streams.size()) {
+    throw HostError(fmt::format("the plug-in delivers for stream {}, which there is not", event.stream));
   }
-  m_stopped = !m_handlers.onPacket(*event.packet);
+  m_streams[event.stream].requested = false;
+  if (m_stopped) {
+    m_kept.push_back(event);
+    return;
+  }
+  Pass(event);
   // Without this request the plug-in comes to rest: that is how delivery stops.
-  if (!m_stopped) RequestPacket(event.stream);
+  if (isPacket && !m_stopped) RequestPacket(event.stream);
 }
 
-void Session::OnStreamDone(std::uint16_t stream) {
-  if (DeliveryEnded() || stream >= m_streamDone.size() || m_streamDone[stream]) return;
-  m_streamDone[stream] = true;
+void Session::Pass(const SinkEvent& event) {
+  if (event.kind == SinkEvent::Kind::kPacketReady) {
+    m_stopped = !m_handlers.onPacket(*event.packet);
+    return;
+  }
+  if (m_streams[event.stream].done) return;
+  m_streams[event.stream].done = true;
   --m_streamsLeft;
-  m_stopped = !m_handlers.onStreamDone(stream);
+  m_stopped = !m_handlers.onStreamDone(event.stream);
 }
 
 void Session::RequestPacket(std::uint16_t stream) {
-  if (m_streamDone[stream]) return;
+  StreamState& state = m_streams[stream];
+  if (state.done || state.requested) return;
+  state.requested = true;
   const Status status = m_format->GetPacket(stream);
   if (Failed(status)) throw HostError(fmt::format("the plug-in refuses a packet request of stream {}", stream), status);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -37,14 +38,19 @@ struct StreamHeader {
   ComPtr<PropertyList> properties;
 };
 
-/// Who takes the packets. Each answers whether there is more to do; what it throws ends the session and reaches the
-/// caller of ReadPackets.
+/// Who takes the packets. Each answers whether to go on; what it throws reaches the caller of ReadPackets.
 struct PacketHandlers {
   std::function<bool(IQBPacket& packet)> onPacket;
   std::function<bool(std::uint16_t stream)> onStreamDone;
 };
 
-/// The steps are taken in the order in which they stand here, each once. All throw HostError.
+/// How a seek ended, and what it asked of the file until then.
+struct SeekResult {
+  Status status = kOk;
+  FileCounts counts;
+};
+
+/// The steps are taken in the order in which they stand here, the last two as often as one likes. All throw HostError.
 class Session {
  public:
   /// Loads the plug-in, opens the file and lets the plug-in open it.
@@ -65,8 +71,15 @@ class Session {
   void RequireStreamHeaders() const;
 
   /// Delivers until every stream is done, a handler has enough, or something fails. Each live stream always has a
-  /// request outstanding. Needs all stream headers.
+  /// request outstanding. Goes on where an earlier call stopped. Needs all stream headers.
   void ReadPackets(PacketHandlers handlers);
+
+  /// Whether every stream is done.
+  bool DeliveryEnded() const { return m_streamsLeft == 0; }
+
+  /// Moves delivery to a time in ms, counted from the file's first tag. Whatever comes of it, every stream is live
+  /// again. Needs all stream headers.
+  SeekResult Seek(std::uint32_t time);
 
  private:
   /// Whatever fails after it finds a whole session, which ends properly: Close breaks the circle of references between
@@ -79,10 +92,12 @@ class Session {
   SinkEvent Ask(SinkEvent::Kind answer, const char* what, Request request);
 
   void OnEvent(const SinkEvent& event) noexcept;
-  void OnPacket(const SinkEvent& event);
-  void OnStreamDone(std::uint16_t stream);
+  void OnDelivery(const SinkEvent& event);
+  /// To the handlers.
+  void Pass(const SinkEvent& event);
   void RequestPacket(std::uint16_t stream);
-  bool DeliveryEnded() const { return m_stopped || m_streamsLeft == 0; }
+  bool IsPaused() const { return m_stopped || DeliveryEnded(); }
+  void StartOver();
   void Close();
 
   // The library stands first, so that it goes after everything that may hold an object of it.
@@ -100,9 +115,16 @@ class Session {
   std::optional<SinkEvent> m_answer;
 
   PacketHandlers m_handlers;
-  std::vector<bool> m_streamDone;
+  /// What is known of a stream's delivery.
+  struct StreamState {
+    bool requested = false;
+    bool done = false;
+  };
+  std::vector<StreamState> m_streams;
+  /// What was delivered after a handler had enough: requests that were open then are still answered.
+  std::deque<SinkEvent> m_kept;
   std::size_t m_streamsLeft = 0;
-  bool m_stopped = false;
+  bool m_stopped = true;
   std::exception_ptr m_failure;
 };
 
