@@ -14,6 +14,7 @@
 #include "cli/packets_command.h"
 #include "cli/process.h"
 #include "cli/remux_command.h"
+#include "cli/seek_command.h"
 
 namespace {
 
@@ -44,6 +45,7 @@ int main(int argumentCount, char** arguments) {
   app.footer("Exit status: 0 done, 1 the job failed, 2 bad usage.\n\nExample:\n  qbflv info film.flv");
   qbflv::cli::InfoCommand info(app);
   qbflv::cli::PacketsCommand packets(app);
+  qbflv::cli::SeekCommand seek(app);
   qbflv::cli::RemuxCommand remux(app);
   try {
     std::vector<std::string> words = qbflv::cli::Arguments(argumentCount, arguments);
@@ -52,7 +54,7 @@ int main(int argumentCount, char** arguments) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == kDone ? kDone : kBadUsage;
   }
-  for (qbflv::cli::Command* const command : std::to_array<qbflv::cli::Command*>({&info, &packets, &remux})) {
+  for (qbflv::cli::Command* const command : std::to_array<qbflv::cli::Command*>({&info, &packets, &seek, &remux})) {
     if (command->IsChosen()) return Run(*command);
   }
   fmt::print(stderr, "{}", app.help());

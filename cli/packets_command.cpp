@@ -9,6 +9,7 @@
 
 #include "cli/output.h"
 #include "cli/progress.h"
+#include "cli/seeking.h"
 #include "host/buffer.h"
 #include "host/host_error.h"
 #include "host/session.h"
@@ -133,6 +134,7 @@ PacketsCommand::PacketsCommand(CLI::App& app)
       .add_option("--limit", m_limit, "Stop after this many packets shown; 0 shows none, but still needs the headers")
       ->type_name("N")
       ->check(IsNumber());
+  AddTimeOption(Parser(), "--start", m_start, "Begin where delivery restarts for this time, in ms from the first tag");
   Parser().add_flag("--count", m_count, "Print each stream's totals instead of its packets");
 }
 
@@ -159,6 +161,7 @@ void PacketsCommand::Run() {
   const auto isShown = [&](std::uint16_t stream) { return !m_stream || *m_stream == stream; };
 
   session.RequireStreamHeaders();
+  if (m_start) SeekOrThrow(session, *m_start);
   report->Begin();
   host::PacketHandlers handlers;
   handlers.onPacket = [&](IQBPacket& packet) {

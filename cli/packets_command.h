@@ -18,6 +18,7 @@ class PacketsCommand final : public Command {
   bool m_count = false;
   std::optional<std::uint16_t> m_stream;
   std::optional<std::uint64_t> m_limit;
+  std::optional<std::uint32_t> m_start;
 };
 
 }  // namespace qbflv::cli

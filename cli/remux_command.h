@@ -1,7 +1,9 @@
 // `qbflv remux`: the delivered packets as a new FLV file.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 
 #include "cli/command.h"
 
@@ -14,6 +16,9 @@ class RemuxCommand final : public Command {
 
  private:
   std::filesystem::path m_target;
+  std::optional<std::uint32_t> m_start;
+  std::optional<std::uint32_t> m_end;
+  bool m_rebase = false;
 };
 
 }  // namespace qbflv::cli

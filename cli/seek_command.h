@@ -1,0 +1,22 @@
+// `qbflv seek`: what seeks cost and where they lead.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "cli/command.h"
+
+namespace qbflv::cli {
+
+class SeekCommand final : public Command {
+ public:
+  explicit SeekCommand(CLI::App& app);
+  void Run() override;
+
+ private:
+  std::vector<std::uint32_t> m_times;
+  bool m_afterPlay = false;
+  bool m_json = false;
+};
+
+}  // namespace qbflv::cli
