@@ -20,7 +20,9 @@ std::string DecodedDigest(const std::filesystem::path& path, const char* streams
 
 std::vector<std::string> PacketLines(const FlvFile& file) {
   std::vector<std::string> lines;
-  for (const Tag& tag : file.tags) lines.push_back(PacketLine(file, tag));
+  for (const Tag& tag : file.tags) {
+    if (tag.IsMedia()) lines.push_back(PacketLine(file, tag));
+  }
   return lines;
 }
 
