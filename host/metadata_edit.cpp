@@ -79,9 +79,8 @@ class Walker {
     }
   }
 
-  /// Steps over the mark behind the last entry, if it stands here. Some files leave it out at their end.
+  /// Steps over the mark behind the last entry, if it stands here.
   bool SkipEnd() {
-    if (AtEnd()) return true;
     const auto left = m_bytes.subspan(m_position);
     if (left.size() < 3 || left[0] != 0 || left[1] != 0 || left[2] != kEndOfObject) return false;
     m_position += 3;
@@ -117,7 +116,8 @@ std::vector<std::uint8_t> WithoutEntries(std::span<const std::uint8_t> body, std
   std::uint32_t count = marker == kMixedArray ? walker.Number(4) : 0;
   const std::size_t countEnd = walker.Position();
   std::vector<std::uint8_t> entries;
-  while (!walker.IsBroken() && !walker.SkipEnd()) {
+  // Some files leave the last mark out.
+  while (!walker.IsBroken() && !walker.AtEnd() && !walker.SkipEnd()) {
     const std::size_t begin = walker.Position();
     const std::string_view name = walker.Name();
     walker.SkipValue();
