@@ -12,6 +12,7 @@
 #include "cli/info_command.h"
 #include "cli/output.h"
 #include "cli/packets_command.h"
+#include "cli/play_command.h"
 #include "cli/process.h"
 #include "cli/remux_command.h"
 #include "cli/seek_command.h"
@@ -46,6 +47,7 @@ int main(int argumentCount, char** arguments) {
   qbflv::cli::InfoCommand info(app);
   qbflv::cli::PacketsCommand packets(app);
   qbflv::cli::SeekCommand seek(app);
+  qbflv::cli::PlayCommand play(app);
   qbflv::cli::RemuxCommand remux(app);
   try {
     std::vector<std::string> words = qbflv::cli::Arguments(argumentCount, arguments);
@@ -54,7 +56,8 @@ int main(int argumentCount, char** arguments) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == kDone ? kDone : kBadUsage;
   }
-  for (qbflv::cli::Command* const command : std::to_array<qbflv::cli::Command*>({&info, &packets, &seek, &remux})) {
+  for (qbflv::cli::Command* const command :
+       std::to_array<qbflv::cli::Command*>({&info, &packets, &play, &seek, &remux})) {
     if (command->IsChosen()) return Run(*command);
   }
   fmt::print(stderr, "{}", app.help());

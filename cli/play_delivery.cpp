@@ -1,0 +1,161 @@
+// Reads packets ahead as a server's buffer does, and sends each out when its time comes.
+#include "cli/play_delivery.h"
+
+#include <limits>
+#include <utility>
+
+#include "cli/output.h"
+#include "host/buffer.h"
+#include "host/status_text.h"
+
+namespace qbflv::cli {
+
+namespace {
+
+/// How far reading is ahead of sending, in ms of the file.
+constexpr std::int64_t kReadAhead = 2000;
+/// What one turn reads at most: keys are answered in between, also where no packet ever has to wait.
+constexpr int kPacketsPerTurn = 256;
+/// Over how much of the file a bit rate is measured, in ms, and the least that gives one.
+constexpr std::int64_t kRateSpan = 2000;
+constexpr std::int64_t kLeastRateSpan = 500;
+/// Of the flags of audio and key frames, the one that other video frames lack.
+constexpr std::uint8_t kSwitchOnFlag = 1;
+
+/// The first half of the stream's MIME type.
+std::string Kind(const host::PropertyList& header) {
+  const host::Property* const type = header.Find("MimeType");
+  if (type == nullptr || type->kind != host::Property::Kind::kText) return "?";
+  const std::string_view text = host::BufferText(type->buffer.Get());
+  return Printable(text.substr(0, text.find('/')));
+}
+
+std::int64_t StatedDuration(const host::PropertyList& header) {
+  const host::Property* const duration = header.Find("Duration");
+  return duration != nullptr && duration->kind == host::Property::Kind::kNumber ? duration->number : 0;
+}
+
+}  // namespace
+
+PlayDelivery::PlayDelivery(host::Session& session, double speed, Time now) : m_session(session), m_clock(speed, now) {
+  for (const host::StreamHeader& header : session.StreamHeaders()) {
+    Stream stream;
+    stream.shown.kind = Kind(*header.properties);
+    m_streams.push_back(std::move(stream));
+    m_statedDuration = std::max(m_statedDuration, StatedDuration(*header.properties));
+  }
+  // Positions count from the first packet's time, which is to be known before any seek.
+  Fill(1, now);
+}
+
+void PlayDelivery::Turn(Time now) {
+  Fill(kPacketsPerTurn, now);
+  const auto isDue = [&](std::int64_t time) {
+    const std::optional<Time> when = m_clock.WhenAt(time);
+    return when && *when <= now;
+  };
+  while (!m_queue.empty() && isDue(m_queue.front().time)) SendFirst();
+  if (m_ended || !m_queue.empty() || !IsReadToTheEnd()) return;
+  m_ended = true;
+  m_clock.JumpTo(std::min(Position(now), End()), now);
+  m_clock.SetRunning(false, now);
+}
+
+PlayDelivery::Time PlayDelivery::NextTurn(Time now, Time latest) const {
+  if (!IsReadToTheEnd() && !HasEnough(now)) return now;
+  if (m_queue.empty()) return latest;
+  return std::min(latest, m_clock.WhenAt(m_queue.front().time).value_or(latest));
+}
+
+Status PlayDelivery::SeekTo(std::int64_t position) {
+  position = std::clamp<std::int64_t>(position, 0, std::numeric_limits<std::uint32_t>::max());
+  m_queue.clear();
+  for (Stream& stream : m_streams) {
+    stream.shown.queuedPackets = 0;
+    stream.sent.clear();
+    stream.sentBytes = 0;
+  }
+  m_sentSince.reset();
+  m_ended = false;
+  const host::SeekResult result = m_session.Seek(static_cast<std::uint32_t>(position));
+  m_seekFailed = Failed(result.status);
+  m_trouble = m_seekFailed ? "the seek failed: " + host::StatusText(result.status) : std::string();
+  const Time now = Time::clock::now();
+  m_clock.JumpTo(position, now);
+  m_clock.SetRunning(!m_paused, now);
+  return result.status;
+}
+
+void PlayDelivery::SetPaused(bool paused, Time now) {
+  m_paused = paused;
+  m_clock.SetRunning(!m_paused && !m_ended, now);
+}
+
+PlayState PlayDelivery::State(Time now) const {
+  PlayState state;
+  state.condition = m_ended    ? PlayState::Condition::kEnded
+                    : m_paused ? PlayState::Condition::kPaused
+                               : PlayState::Condition::kPlaying;
+  state.speed = m_clock.Speed();
+  state.position = Position(now);
+  state.duration = End();
+  state.trouble = m_trouble;
+  for (const Stream& stream : m_streams) state.streams.push_back(StreamState(stream, state.position));
+  return state;
+}
+
+PlayedStream PlayDelivery::StreamState(const Stream& stream, std::int64_t position) const {
+  PlayedStream shown = stream.shown;
+  if (shown.queuedPackets > 0) shown.queuedTime = std::max<std::int64_t>(stream.lastQueued - position, 0);
+  const std::int64_t span = m_sentSince ? std::min(position - *m_sentSince, kRateSpan) : 0;
+  if (span >= kLeastRateSpan) shown.bitRate = stream.sentBytes * 8000 / static_cast<std::uint64_t>(span);
+  return shown;
+}
+
+void PlayDelivery::Fill(int packets, Time now) {
+  const auto goOn = [&] { return packets > 0 && !HasEnough(now); };
+  if (IsReadToTheEnd() || !goOn()) return;
+  host::PacketHandlers handlers;
+  handlers.onPacket = [&](IQBPacket& packet) {
+    Queue(packet);
+    --packets;
+    return goOn();
+  };
+  handlers.onStreamDone = [](std::uint16_t) { return true; };
+  m_session.ReadPackets(std::move(handlers));
+}
+
+void PlayDelivery::Queue(IQBPacket& packet) {
+  if (!m_firstTime) m_firstTime = packet.GetTime();
+  const std::int64_t time = packet.GetTime() - *m_firstTime;
+  Stream& stream = m_streams[packet.GetStreamNumber()];
+  ++stream.shown.queuedPackets;
+  stream.lastQueued = time;
+  m_lastSeen = std::max(m_lastSeen, time);
+  m_queue.push_back({ComPtr<IQBPacket>::Retain(&packet), time});
+}
+
+bool PlayDelivery::HasEnough(Time now) const {
+  return !m_queue.empty() && m_queue.back().time - Position(now) >= kReadAhead;
+}
+
+/// Sending is to let go: there is no network behind this server.
+void PlayDelivery::SendFirst() {
+  const QueuedPacket first = std::move(m_queue.front());
+  m_queue.pop_front();
+  const auto buffer = ComPtr<IQBBuffer>::Adopt(first.packet->GetPacketBuffer());
+  const std::uint64_t bytes = host::BufferBytes(buffer.Get()).size();
+  if (!m_sentSince) m_sentSince = first.time;
+
+  Stream& stream = m_streams[first.packet->GetStreamNumber()];
+  --stream.shown.queuedPackets;
+  ++stream.shown.packets;
+  if ((first.packet->GetASMFlags() & kSwitchOnFlag) != 0) ++stream.shown.keyFrames;
+  stream.sent.push_back({first.time, bytes});
+  stream.sentBytes += bytes;
+  for (; stream.sent.front().time <= first.time - kRateSpan; stream.sent.pop_front()) {
+    stream.sentBytes -= stream.sent.front().bytes;
+  }
+}
+
+}  // namespace qbflv::cli
