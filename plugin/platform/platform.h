@@ -1,6 +1,7 @@
 // The one seam to the operating system.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -25,8 +26,10 @@ using Allocator = void* (*)(std::size_t);
 void WriteStandardError(const char* text);
 
 /// Counts that several threads may change. The first two answer the new value.
-std::int32_t AtomicIncrement(std::int32_t& count);
-std::int32_t AtomicDecrement(std::int32_t& count);
-[[nodiscard]] std::int32_t AtomicLoad(const std::int32_t& count);
+inline std::int32_t AtomicIncrement(std::int32_t& count) { return std::atomic_ref(count).fetch_add(1) + 1; }
+inline std::int32_t AtomicDecrement(std::int32_t& count) { return std::atomic_ref(count).fetch_sub(1) - 1; }
+[[nodiscard]] inline std::int32_t AtomicLoad(const std::int32_t& count) {
+  return __atomic_load_n(&count, __ATOMIC_ACQUIRE);
+}
 
 }  // namespace qbflv::platform

@@ -2,7 +2,6 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstring>
 
 #include "plugin/platform/platform.h"
@@ -58,9 +57,5 @@ void WriteStandardError(const char* text) {
     left -= static_cast<std::size_t>(written);
   }
 }
-
-std::int32_t AtomicIncrement(std::int32_t& count) { return std::atomic_ref<std::int32_t>(count).fetch_add(1) + 1; }
-std::int32_t AtomicDecrement(std::int32_t& count) { return std::atomic_ref<std::int32_t>(count).fetch_sub(1) - 1; }
-std::int32_t AtomicLoad(const std::int32_t& count) { return __atomic_load_n(&count, __ATOMIC_ACQUIRE); }
 
 }  // namespace qbflv::platform

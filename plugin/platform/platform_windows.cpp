@@ -2,7 +2,6 @@
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
-#include <atomic>
 #include <cstring>
 
 #include "plugin/platform/platform.h"
@@ -120,9 +119,5 @@ void WriteStandardError(const char* text) {
   DWORD written = 0;
   WriteFile(standardError, text, static_cast<DWORD>(std::strlen(text)), &written, nullptr);
 }
-
-std::int32_t AtomicIncrement(std::int32_t& count) { return std::atomic_ref<std::int32_t>(count).fetch_add(1) + 1; }
-std::int32_t AtomicDecrement(std::int32_t& count) { return std::atomic_ref<std::int32_t>(count).fetch_sub(1) - 1; }
-std::int32_t AtomicLoad(const std::int32_t& count) { return __atomic_load_n(&count, __ATOMIC_ACQUIRE); }
 
 }  // namespace qbflv::platform
