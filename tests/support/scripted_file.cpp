@@ -33,7 +33,8 @@ Status ScriptedFile::Init(std::uint32_t flags, IQBFileResponse* response) {
   const Rule rule = Take("Init(" + std::to_string(flags) + ")");
   m_response = ComPtr<IQBFileResponse>::Retain(response);
   m_position = 0;
-  return Settle(rule, [to = m_response, status = rule.status] { return to->InitDone(status); });
+  return Settle(
+      rule, [to = m_response, status = rule.status](auto failure) { return to->InitDone(failure.value_or(status)); });
 }
 
 Status ScriptedFile::Close() {
@@ -47,14 +48,17 @@ Status ScriptedFile::Read(std::uint32_t count) {
   Status status = rule.status;
   if (m_script.failsAtEnd && count > 0 && m_position >= m_script.bytes.size()) status = kFailed;
   ComPtr<IQBBuffer> buffer;
-  if (Succeeded(status)) buffer = Cut(rule.size.value_or(count));
-  return Settle(rule, [to = m_response, status, buffer] { return to->ReadDone(status, buffer.Get()); });
+  if (Succeeded(status) && !rule.noBuffer) buffer = Cut(rule.size.value_or(count));
+  return Operated(rule, [to = m_response, status, buffer](auto failure) {
+    return to->ReadDone(failure.value_or(status), failure ? nullptr : buffer.Get());
+  });
 }
 
 Status ScriptedFile::Seek(std::uint32_t offset, BOOL relative) {
   const Rule rule = Take("Seek(" + std::to_string(offset) + (relative == 0 ? ")" : ", relative)"));
   if (Succeeded(rule.status)) m_position = offset;
-  return Settle(rule, [to = m_response, status = rule.status] { return to->SeekDone(status); });
+  return Operated(
+      rule, [to = m_response, status = rule.status](auto failure) { return to->SeekDone(failure.value_or(status)); });
 }
 
 Status ScriptedFile::SetAccessHint(std::uint32_t hint) {
@@ -66,15 +70,16 @@ Status ScriptedFile::Stat(IQBFileStatResponse* response) {
   const Rule rule = Take("Stat");
   const Status status = m_script.stat == Stat::kFailing ? kFailed : rule.status;
   const std::uint32_t size = rule.size.value_or(static_cast<std::uint32_t>(m_script.bytes.size()));
-  return Settle(
-      rule, [to = ComPtr<IQBFileStatResponse>::Retain(response), status, size] { return to->StatDone(status, size); });
+  return Settle(rule, [to = ComPtr<IQBFileStatResponse>::Retain(response), status, size](auto failure) {
+    return to->StatDone(failure.value_or(status), size);
+  });
 }
 
-Status ScriptedFile::Answer(std::size_t which) {
+Status ScriptedFile::Answer(std::size_t which, std::optional<Status> failure) {
   const auto self = ComPtr<ScriptedFile>::Retain(this);
   const Completion completion = std::move(m_waiting.at(which));
   m_waiting.erase(m_waiting.begin() + static_cast<std::ptrdiff_t>(which));
-  return completion();
+  return completion(failure);
 }
 
 Status ScriptedFile::Settle(const Rule& rule, Completion completion) {
@@ -85,7 +90,15 @@ Status ScriptedFile::Settle(const Rule& rule, Completion completion) {
   }
   // The completion may end in the last release of this object, which is not touched any more.
   const Status result = rule.result;
-  completion();
+  completion({});
+  return result;
+}
+
+Status ScriptedFile::Operated(const Rule& rule, Completion completion) {
+  // What the listener does may end in the last release of this object, too.
+  const std::function<void()> listener = m_listener;
+  const Status result = Settle(rule, std::move(completion));
+  if (listener) listener();
   return result;
 }
 

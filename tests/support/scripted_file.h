@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/com_object.h"
@@ -31,6 +32,8 @@ struct Rule {
   Status status = kOk;
   /// A read gives this many bytes at most; a stat tells this size.
   std::optional<std::uint32_t> size = {};
+  /// A read gives no buffer.
+  bool noBuffer = false;
   /// The operation is never answered.
   bool silent = false;
   /// What the operation itself returns.
@@ -62,9 +65,12 @@ class ScriptedFile final : public host::ComObject<IQBSourceFile, IQBFileStat> {
 
   /// Answers that wait, the oldest first. They stay when the file is closed: late answers are a host's right.
   std::size_t Waiting() const { return m_waiting.size(); }
-  /// Gives one of them; answers what the completion returned.
-  Status Answer(std::size_t which = 0);
+  /// Gives one of them, or that failure in its place; answers what the completion returned.
+  Status Answer(std::size_t which = 0, std::optional<Status> failure = {});
   void DropWaiting() { m_waiting.clear(); }
+
+  /// Called at the end of every Read and Seek, which is then answered or waits for its answer.
+  void OnOperation(std::function<void()> listener) { m_listener = std::move(listener); }
 
   /// The buffers that reads gave, if asked for beforehand.
   void KeepBuffers() { m_keepsBuffers = true; }
@@ -76,11 +82,13 @@ class ScriptedFile final : public host::ComObject<IQBSourceFile, IQBFileStat> {
   void* FindInterface(const GUID& id) override;
 
  private:
-  using Completion = std::function<Status()>;
+  /// Told of a failure that takes the answer's place.
+  using Completion = std::function<Status(std::optional<Status>)>;
 
   /// Logs the operation and finds what is said about it.
   Rule Take(std::string operation);
   Status Settle(const Rule& rule, Completion completion);
+  Status Operated(const Rule& rule, Completion completion);
   ComPtr<IQBBuffer> Cut(std::uint32_t count);
 
   FileScript m_script;
@@ -89,6 +97,7 @@ class ScriptedFile final : public host::ComObject<IQBSourceFile, IQBFileStat> {
   ComPtr<IQBFileResponse> m_response;
   std::uint64_t m_position = 0;
   std::deque<Completion> m_waiting;
+  std::function<void()> m_listener;
   bool m_keepsBuffers = false;
   std::vector<ComPtr<IQBBuffer>> m_buffers;
 };

@@ -1,0 +1,93 @@
+// Files and sessions for tests of seeking, told in short.
+#include "tests/support/seek_script.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <sstream>
+
+namespace qbflv::test {
+
+namespace {
+
+constexpr std::uint8_t kUnknownTag = 0x29;
+
+std::uint32_t NumberIn(std::string_view text) {
+  std::uint32_t number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+/// The tag that the offset leads to; one past the last tag at the end of the file. Other offsets stay as they are.
+std::string PlaceOf(const FlvBuilder& flv, std::uint32_t offset) {
+  for (std::size_t tag = 0; tag <= flv.Tags(); ++tag) {
+    if (flv.Field(tag) == offset) return fmt::format("@{}", tag);
+  }
+  return fmt::format("offset {}", offset);
+}
+
+}  // namespace
+
+FlvBuilder TagsOf(std::uint8_t flags, std::string_view tags, const amf::Entries& metadata) {
+  FlvBuilder flv(flags);
+  amf::Entries audio{{"audiodatarate", amf::Number(64)}};
+  audio.insert(audio.end(), metadata.begin(), metadata.end());
+  // A picture size would make the reader expect video.
+  flv.Metadata((flags & kVideo) != 0 ? QuickMetadata(metadata) : amf::MixedArray(audio));
+  std::istringstream words{std::string(tags)};
+  for (std::string word; words >> word;) {
+    const std::uint32_t time = NumberIn(std::string_view(word).substr(1));
+    const std::size_t size = 20 + flv.Tags();  // tells the tags apart
+    switch (word[0]) {
+      case 'a':
+        flv.Audio(time, size);
+        break;
+      case 'k':
+      case 'p':
+        flv.Video(time, size, word[0] == 'k');
+        break;
+      case 's':
+        flv.Tag(kScriptTag, time, Bytes(size, 5));
+        break;
+      case 'b':
+      case 'q':
+        flv.Tag(word[0] == 'b' ? kAudioTag : kVideoTag, time, {});
+        break;
+      default:
+        flv.Tag(kUnknownTag, time, SorensenBody(3, 0, 0, size));
+    }
+  }
+  return flv;
+}
+
+FlvBuilder SeekFile() { return TagsOf(kBoth, "a0 k0 a100 p100 k200 a200 a300 p300 a400 k400 a500 p500"); }
+
+std::string Walk(const FlvBuilder& flv, const CallLog::Lines& lines) {
+  CallLog::Lines words;
+  for (const std::string& line : lines) {
+    if (line.starts_with("Seek(")) {
+      words.push_back(PlaceOf(flv, NumberIn(std::string_view(line).substr(5))));
+    } else if (line == "Read(16)") {
+      words.emplace_back("r");
+    } else if (line.starts_with("SeekDone ")) {
+      words.push_back(line == "SeekDone 0x00000000" ? "ok" : line.substr(9));
+    } else {
+      words.push_back(line);
+    }
+  }
+  return Joined(words);
+}
+
+void Run(ScriptedHost& host, std::string_view requests) {
+  std::istringstream words{std::string(requests)};
+  for (std::string word; words >> word;) word == "play" ? AskForAll(host) : void(host.Seek(NumberIn(word)));
+}
+
+void AskForAll(ScriptedHost& host) {
+  host.RenewRequests();
+  for (std::uint16_t stream = 0; stream < host.StreamCount(); ++stream) host.GetPacket(stream);
+}
+
+std::string Joined(const CallLog::Lines& lines) { return fmt::format("{}", fmt::join(lines, " ")); }
+
+}  // namespace qbflv::test
