@@ -13,7 +13,7 @@ void PrepareProcess() {
 }
 
 std::vector<std::string> Arguments(int count, char** arguments) {
-  return std::vector<std::string>(arguments + (count > 0 ? 1 : 0), arguments + count);
+  return {arguments + (count > 0 ? 1 : 0), arguments + count};
 }
 
 std::span<const int> EndingSignals() {

@@ -63,7 +63,7 @@ class PartWriter {
     bool rebase = false;
   };
 
-  PartWriter(host::FlvWriter& writer, std::vector<std::uint8_t> types, host::FirstTags first, Part part)
+  PartWriter(host::FlvWriter& writer, const std::vector<std::uint8_t>& types, host::FirstTags first, Part part)
       : m_writer(writer), m_first(std::move(first)), m_part(part) {
     for (const std::uint8_t type : types) m_streams.push_back({.type = type});
   }

@@ -112,19 +112,21 @@ void SeekCommand::Run() {
 
   Output output;
   if (!m_json) PrintHead(output, session.StreamHeaders().size());
-  std::optional<host::HostError> failure;
+  std::optional<std::uint32_t> failedTime;
+  Status failure = kOk;
   for (const std::uint32_t time : m_times) {
     const host::SeekResult result = session.Seek(time);
     std::vector<First> firsts;
     if (Succeeded(result.status)) {
       firsts = ReadFirstPackets(session);
     } else {
-      failure.emplace(fmt::format("cannot seek to {} ms", time), result.status);
+      failedTime = time;
+      failure = result.status;
     }
     m_json ? PrintJson(output, time, result, firsts) : PrintLine(output, time, result, firsts);
   }
   output.Flush();
-  if (failure) throw *failure;
+  if (failedTime) throw host::HostError(fmt::format("cannot seek to {} ms", *failedTime), failure);
 }
 
 }  // namespace qbflv::cli

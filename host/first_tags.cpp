@@ -47,9 +47,13 @@ class Collector {
   bool IsDone() const { return !m_awaitsAudio && !m_awaitsVideo; }
 
   void Take(std::uint8_t type, std::uint32_t time, std::vector<std::uint8_t> body) {
-    if (type == kScriptTag && m_tags.metadata.empty()) m_tags.metadata = std::move(body);
-    if (type == kAudioTag) TakeMedia(type, time, std::move(body), m_tags.audioConfiguration, m_awaitsAudio);
-    if (type == kVideoTag) TakeMedia(type, time, std::move(body), m_tags.videoConfiguration, m_awaitsVideo);
+    if (type == kAudioTag) {
+      TakeMedia(type, time, std::move(body), m_tags.audioConfiguration, m_awaitsAudio);
+    } else if (type == kVideoTag) {
+      TakeMedia(type, time, std::move(body), m_tags.videoConfiguration, m_awaitsVideo);
+    } else if (type == kScriptTag && m_tags.metadata.empty()) {
+      m_tags.metadata = std::move(body);
+    }
   }
 
   FirstTags Result() {
