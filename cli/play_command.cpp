@@ -11,6 +11,7 @@
 #include "cli/output.h"
 #include "cli/play_delivery.h"
 #include "cli/progress.h"
+#include "cli/seeking.h"
 #include "cli/terminal.h"
 #include "host/host_error.h"
 #include "host/session.h"
@@ -73,38 +74,54 @@ bool TakeKeys(const std::vector<PlayKey>& keys, PlayDelivery& delivery, Terminal
   return true;
 }
 
+/// The first packet's time, by a session of its own: what is delivered before a seek leaves positions behind, and the
+/// seek may restart at them instead of close to its time.
+std::uint32_t ReadFirstTime(const host::SessionOptions& options) {
+  host::Session session(options);
+  session.ReadHeaders();
+  std::uint32_t first = 0;
+  session.ReadPackets({.onPacket =
+                           [&](IQBPacket& packet) {
+                             first = packet.GetTime();
+                             return false;
+                           },
+                       .onStreamDone = [](std::uint16_t) { return true; }});
+  return first;
+}
+
 }  // namespace
 
 PlayCommand::PlayCommand(CLI::App& app)
-    : Command(
-          app, "play",
-          "Deliver the packets in real time, as a server would, and show how it goes.\n\n"
-          "On a terminal: the left and right arrows seek 10 s back and forward, space pauses, q quits. Seeking past "
-          "the end goes to the end, where the command waits for a seek back or q. Elsewhere: one line a second, no "
-          "keys, and the command ends with the file.",
-          "qbflv play --speed 4 film.flv") {
+    : Command(app, "play", "Deliver the packets in real time, as a server would, and show how it goes.",
+              "qbflv play --speed 4 film.flv") {
+  Parser().footer(
+      "Keys on a terminal:\n"
+      "  left, right   seek 10 s back or forward; past the end means to the end\n"
+      "  space         pause, and go on\n"
+      "  q             quit; at the end of the file the command waits for this, or a seek back\n\n"
+      "Elsewhere it prints one line a second, takes no keys, and ends with the file.\n\n" +
+      Parser().get_footer());
   Parser()
       .add_option("--speed", m_speed, "How many times as fast as real time (default: 1)")
       ->type_name("X")
       ->check(CLI::Validator(CheckSpeed, ""));
-  Parser()
-      .add_option("--start", m_start, "Begin at this time, in ms from the file's first tag")
-      ->type_name("MS")
-      ->check(IsNumber());
+  AddTimeOption(Parser(), "--start", m_start, "Begin at this time, in ms from the file's first tag");
 }
 
 void PlayCommand::Run() {
   // Finding the headers of a large file, and the start, can take its time.
   std::optional<Progress> progress(true);
-  host::Session session(MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) {
+  const host::SessionOptions options = MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) {
     if (progress) progress->Update(offset, size);
-  }));
+  });
+  host::Session session(options);
   session.ReadHeaders();
   session.RequireStreamHeaders();
-  PlayDelivery delivery(session, m_speed, Clock::now());
+  const auto firstTime = m_start ? std::make_optional(ReadFirstTime(options)) : std::nullopt;
+  PlayDelivery delivery(session, m_speed, firstTime, Clock::now());
   if (m_start) {
     const Status status = delivery.SeekTo(*m_start);
-    if (Failed(status)) throw host::HostError("seeking the start", status);
+    if (Failed(status)) throw host::HostError(fmt::format("cannot seek to {} ms", *m_start), status);
   }
   progress.reset();
 

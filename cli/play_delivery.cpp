@@ -37,19 +37,18 @@ std::int64_t StatedDuration(const host::PropertyList& header) {
 
 }  // namespace
 
-PlayDelivery::PlayDelivery(host::Session& session, double speed, Time now) : m_session(session), m_clock(speed, now) {
+PlayDelivery::PlayDelivery(host::Session& session, double speed, std::optional<std::uint32_t> firstTime, Time now)
+    : m_session(session), m_clock(speed, now), m_firstTime(firstTime) {
   for (const host::StreamHeader& header : session.StreamHeaders()) {
     Stream stream;
     stream.shown.kind = Kind(*header.properties);
     m_streams.push_back(std::move(stream));
     m_statedDuration = std::max(m_statedDuration, StatedDuration(*header.properties));
   }
-  // Positions count from the first packet's time, which is to be known before any seek.
-  Fill(1, now);
 }
 
 void PlayDelivery::Turn(Time now) {
-  Fill(kPacketsPerTurn, now);
+  Fill(now);
   const auto isDue = [&](std::int64_t time) {
     const std::optional<Time> when = m_clock.WhenAt(time);
     return when && *when <= now;
@@ -112,7 +111,8 @@ PlayedStream PlayDelivery::StreamState(const Stream& stream, std::int64_t positi
   return shown;
 }
 
-void PlayDelivery::Fill(int packets, Time now) {
+void PlayDelivery::Fill(Time now) {
+  int packets = kPacketsPerTurn;
   const auto goOn = [&] { return packets > 0 && !HasEnough(now); };
   if (IsReadToTheEnd() || !goOn()) return;
   host::PacketHandlers handlers;

@@ -18,8 +18,9 @@ class PlayDelivery {
  public:
   using Time = PlayClock::Time;
 
-  /// session: outlives this, has its headers and has delivered nothing. Throws HostError, as the operations do.
-  PlayDelivery(host::Session& session, double speed, Time now);
+  /// session: outlives this and has its headers. firstTime: the packets' time at position 0; without it, that of the
+  /// first packet that comes. Operations throw HostError.
+  PlayDelivery(host::Session& session, double speed, std::optional<std::uint32_t> firstTime, Time now);
 
   /// Reads on and sends what is due. Does a bounded amount of work.
   void Turn(Time now);
@@ -62,8 +63,7 @@ class PlayDelivery {
     std::uint64_t sentBytes = 0;
   };
 
-  /// Reads this many packets, or fewer when enough are queued or the file ends.
-  void Fill(int packets, Time now);
+  void Fill(Time now);
   void Queue(IQBPacket& packet);
   bool HasEnough(Time now) const;
   bool IsReadToTheEnd() const { return m_seekFailed || m_session.DeliveryEnded(); }
@@ -76,7 +76,6 @@ class PlayDelivery {
   PlayClock m_clock;
   std::vector<Stream> m_streams;
   std::deque<QueuedPacket> m_queue;
-  /// The packets' time at position 0; known from the first packet on.
   std::optional<std::int64_t> m_firstTime;
   /// Of the longest stream, as its header has it. An unknown one is made up by the plug-in.
   std::int64_t m_statedDuration = 0;

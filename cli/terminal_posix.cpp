@@ -96,6 +96,8 @@ class PosixTerminal final : public Terminal {
   }
 
   void Show(std::span<const std::string> lines) override {
+    // The shell took the terminal while the process was stopped.
+    if (std::exchange(g_continued, 0) != 0) Enter();
     std::string picture = "\x1b[H";
     for (std::size_t i = 0; i < lines.size(); ++i) {
       picture += lines[i];
@@ -109,7 +111,6 @@ class PosixTerminal final : public Terminal {
     pollfd input{STDIN_FILENO, POLLIN, 0};
     const int ready = poll(&input, 1, left.count() > 0 ? static_cast<int>(left.count()) : 0);
     std::vector<PlayKey> keys = ready > 0 ? ReadKeys() : std::vector<PlayKey>();
-    if (std::exchange(g_continued, 0) != 0) Enter();
     if (std::exchange(g_suspendWanted, 0) != 0) keys.push_back(PlayKey::kSuspend);
     if (g_endingSignal != 0) keys.push_back(PlayKey::kQuit);
     return keys;
