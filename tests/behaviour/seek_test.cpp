@@ -17,44 +17,21 @@ struct SeekCase {
   const char* first;
 };
 
-struct Outcome {
-  std::string walk;
-  std::string first;
-  /// All that was delivered after the seek.
-  std::string delivered;
-
-  bool operator==(const Outcome&) const = default;
-};
-
-std::string FirstOfEach(const ScriptedHost& host, const CallLog::Lines& delivered) {
-  CallLog::Lines first;
-  for (std::uint32_t stream = 0; stream < host.StreamCount(); ++stream) {
-    const std::string prefix = "s" + std::to_string(stream) + " ";
-    const auto found = std::find_if(delivered.begin(), delivered.end(),
-                                    [&](const std::string& line) { return line.starts_with(prefix); });
-    first.push_back(found == delivered.end() ? "nothing" : found->substr(prefix.size()));
-  }
-  return Joined(first);
-}
-
-Outcome SeekWith(HostScript script, Answers answers, const FlvBuilder& flv, const char* before, std::uint32_t time) {
+SeekOutcome SeekWith(HostScript script, Answers answers, const FlvBuilder& flv, const char* before,
+                     std::uint32_t time) {
   script.file.bytes = flv.File();
   script.file.answers = answers;
   ScriptedHost host(script);
   EXPECT_TRUE(host.ReadHeaders());
   Run(host, before);
-  const std::size_t start = host.log.Size();
-  EXPECT_EQ(kOk, host.Seek(time));
-  const std::string walk = Walk(flv, host.log.From(start));
   host.log.Clear();
-  AskForAll(host);
-  const CallLog::Lines delivered = host.log.Delivered();
-  return {walk, FirstOfEach(host, delivered), Joined(delivered)};
+  EXPECT_EQ(kOk, host.Seek(time));
+  return FinishSeek(host, flv);
 }
 
 void ExpectOutcome(const SeekCase& row, const HostScript& script = {}) {
   SCOPED_TRACE(row.name);
-  const Outcome outcome = SeekWith(script, Answers::kInline, row.flv, row.before, row.time);
+  const SeekOutcome outcome = SeekWith(script, Answers::kInline, row.flv, row.before, row.time);
   EXPECT_EQ(row.walk, outcome.walk);
   EXPECT_EQ(row.first, outcome.first);
   EXPECT_EQ(outcome, SeekWith(script, Answers::kLater, row.flv, row.before, row.time)) << "answered later";
@@ -166,7 +143,7 @@ TEST(Seek, WithAnIndex_ScansFromTheLatestPositionOfAnyStream) {
 }
 
 TEST(Seek, AfterTheStreamsWereDone_DeliversEveryPacketAgain) {
-  const Outcome outcome = SeekWith({}, Answers::kInline, SeekFile(), "play", 250);
+  const SeekOutcome outcome = SeekWith({}, Answers::kInline, SeekFile(), "play", 250);
   EXPECT_EQ("s0 t200 s1 t200 s0 t300 s1 t300 s0 t400 s1 t400 s0 t500 s0 done s1 t500 s1 done", outcome.delivered);
 }
 
@@ -204,7 +181,7 @@ TEST(SeekForAFewUnits, GoesToAKnownPosition_OrToTheStart) {
       if (!value.empty()) script.preferences = {{"DisableFLVThumbnailSeekModification", preference}};
       const bool enabled = value == "0" || value == "none of the digits";
       SCOPED_TRACE(std::string(row.name) + ", preference '" + value + "'");
-      const Outcome outcome = SeekWith(script, Answers::kInline, row.flv, row.before, 250);
+      const SeekOutcome outcome = SeekWith(script, Answers::kInline, row.flv, row.before, 250);
       EXPECT_EQ(enabled ? row.enabled : row.disabled, outcome.walk);
       EXPECT_EQ(outcome, SeekWith(script, Answers::kLater, row.flv, row.before, 250)) << "answered later";
       // Without units the preference means nothing.

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <sstream>
 
@@ -24,6 +25,17 @@ std::string PlaceOf(const FlvBuilder& flv, std::uint32_t offset) {
     if (flv.Field(tag) == offset) return fmt::format("@{}", tag);
   }
   return fmt::format("offset {}", offset);
+}
+
+std::string FirstOfEach(std::uint32_t streams, const CallLog::Lines& delivered) {
+  CallLog::Lines first;
+  for (std::uint32_t stream = 0; stream < streams; ++stream) {
+    const std::string prefix = fmt::format("s{} ", stream);
+    const auto found = std::find_if(delivered.begin(), delivered.end(),
+                                    [&](const std::string& line) { return line.starts_with(prefix); });
+    first.push_back(found == delivered.end() ? "nothing" : found->substr(prefix.size()));
+  }
+  return Joined(first);
 }
 
 }  // namespace
@@ -86,6 +98,20 @@ void Run(ScriptedHost& host, std::string_view requests) {
 void AskForAll(ScriptedHost& host) {
   host.RenewRequests();
   for (std::uint16_t stream = 0; stream < host.StreamCount(); ++stream) host.GetPacket(stream);
+}
+
+SeekOutcome FinishSeek(ScriptedHost& host, const FlvBuilder& flv) {
+  host.Pump();
+  AskForAll(host);
+  host.Pump();
+  const CallLog::Lines& all = host.log.All();
+  auto done =
+      std::find_if(all.begin(), all.end(), [](const std::string& line) { return line.starts_with("SeekDone"); });
+  if (done != all.end()) ++done;
+  std::string walk = Walk(flv, {all.begin(), done});
+  if (host.log.Count("SeekDone") > 1) walk += ", and again SeekDone";
+  const CallLog::Lines delivered = host.log.Delivered();
+  return {walk, FirstOfEach(host.StreamCount(), delivered), Joined(delivered)};
 }
 
 std::string Joined(const CallLog::Lines& lines) { return fmt::format("{}", fmt::join(lines, " ")); }

@@ -18,7 +18,7 @@ FlvBuilder TagsOf(std::uint8_t flags, std::string_view tags, const amf::Entries&
 FlvBuilder SeekFile();
 
 /// What a seek did. Each seek of the file is told by the number of the tag that it leads to, a read of 16 bytes by r,
-/// SeekDone by its status: "@0 r @1 r @1 ok".
+/// SeekDone by its status, any other call as it is: "@0 r @1 r @1 ok".
 std::string Walk(const FlvBuilder& flv, const CallLog::Lines& lines);
 
 /// Makes a session's requests: "play" asks every stream for all its packets, a number seeks to that time.
@@ -26,6 +26,20 @@ void Run(ScriptedHost& host, std::string_view requests);
 
 /// Asks every stream for packets, and renews each request.
 void AskForAll(ScriptedHost& host);
+
+struct SeekOutcome {
+  /// From the seek to its SeekDone.
+  std::string walk;
+  /// What each stream gets first, in the order of the streams: "t100 done".
+  std::string first;
+  /// All packets and ends.
+  std::string delivered;
+
+  bool operator==(const SeekOutcome&) const = default;
+};
+
+/// Lets a seek come to its end and asks every stream for all its packets. The log begins at the seek.
+SeekOutcome FinishSeek(ScriptedHost& host, const FlvBuilder& flv);
 
 /// CallLog::Delivered in one line.
 std::string Joined(const CallLog::Lines& lines);
