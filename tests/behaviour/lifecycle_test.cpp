@@ -134,7 +134,7 @@ TEST(InitPlugin, KeepsOneContextAtATime) {
 }
 
 /// The steps of a session, each with those before it; the last two leave delivery out.
-enum class Step { kNone, kInitPlugin, kOpen, kFileHeader, kHeaders, kPacket, kPlay, kClose, kInitAgain };
+enum class Step { kNone, kInitPlugin, kOpen, kFileHeader, kHeaders, kSeek, kPacket, kPlay, kClose, kInitAgain };
 
 /// A point of a session at which requests and completions are tried.
 struct Stage {
@@ -167,6 +167,10 @@ constexpr Stage kStages[] = {
     {"tail read pending", Step::kFileHeader, 7, kNo, kNo, kNo, kNo, "R"},
     {"stream headers", Step::kFileHeader, -1, kNo, kOk, kOk, kOk, ""},
     {"idle", Step::kHeaders, -1, kNo, kNo, kOk, kOk, ""},
+    {"seek pending in a seek", Step::kSeek, 0, kNo, kNo, kOk, kOk, "S"},
+    {"read pending in a seek", Step::kSeek, 1, kNo, kNo, kOk, kOk, "R"},
+    {"restart of a seek pending", Step::kSeek, 4, kNo, kNo, kOk, kOk, "S"},
+    {"behind a seek", Step::kSeek, -1, kNo, kNo, kOk, kOk, ""},
     {"header of a packet pending", Step::kPacket, 0, kNo, kNo, kOk, kOk, "R"},
     {"skip pending", Step::kPacket, 1, kNo, kNo, kOk, kOk, "S"},
     {"body of a packet pending", Step::kPacket, 3, kNo, kNo, kOk, kOk, "R"},
@@ -192,6 +196,7 @@ void Reach(const Stage& stage, ScriptedHost& host) {
     if (stage.step == Step::kInitAgain) host.InitPlugin();
     return;
   }
+  if (stage.step == Step::kSeek && takes(Step::kSeek)) host.Seek(0);
   if (takes(Step::kPacket)) host.GetPacket(1);
   if (takes(Step::kPlay)) {
     host.RenewRequests();
