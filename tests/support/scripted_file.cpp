@@ -48,7 +48,7 @@ Status ScriptedFile::Read(std::uint32_t count) {
   Status status = rule.status;
   if (m_script.failsAtEnd && count > 0 && m_position >= m_script.bytes.size()) status = kFailed;
   ComPtr<IQBBuffer> buffer;
-  if (Succeeded(status) && !rule.noBuffer) buffer = Cut(rule.size.value_or(count));
+  if (Succeeded(status)) buffer = Cut(rule.size.value_or(count));
   return Operated(rule, [to = m_response, status, buffer](auto failure) {
     return to->ReadDone(failure.value_or(status), failure ? nullptr : buffer.Get());
   });

@@ -32,8 +32,6 @@ struct Rule {
   Status status = kOk;
   /// A read gives this many bytes at most; a stat tells this size.
   std::optional<std::uint32_t> size = {};
-  /// A read gives no buffer.
-  bool noBuffer = false;
   /// The operation is never answered.
   bool silent = false;
   /// What the operation itself returns.
