@@ -28,6 +28,8 @@ constexpr std::string_view kLeave = "\x1b[?7h\x1b[?25h\x1b[?1049l";
 volatile std::sig_atomic_t g_endingSignal = 0;
 volatile std::sig_atomic_t g_suspendWanted = 0;
 volatile std::sig_atomic_t g_continued = 0;
+/// Between Enter and Leave.
+volatile std::sig_atomic_t g_entered = 0;
 /// What the terminal was like before.
 termios g_before;
 
@@ -37,12 +39,15 @@ bool Write(std::string_view text) {
 
 /// Calls only what a signal handler may call.
 void Leave() {
+  if (g_entered == 0) return;
+  g_entered = 0;
   Write(kLeave);
   tcsetattr(STDIN_FILENO, TCSANOW, &g_before);
 }
 
 /// Keys still make signals, which end or suspend as everywhere.
 void Enter() {
+  g_entered = 1;
   termios now = g_before;
   now.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
   now.c_cc[VMIN] = 1;
@@ -96,8 +101,10 @@ class PosixTerminal final : public Terminal {
   }
 
   void Show(std::span<const std::string> lines) override {
-    // The shell took the terminal while the process was stopped.
-    if (std::exchange(g_continued, 0) != 0) Enter();
+    // Who was suspended and is to end must not take the terminal back: it is the shell's.
+    if (g_entered == 0 && g_endingSignal != 0) return;
+    // A shell changes the terminal while the process is stopped, by whomever.
+    if (std::exchange(g_continued, 0) != 0 || g_entered == 0) Enter();
     std::string picture = "\x1b[H";
     for (std::size_t i = 0; i < lines.size(); ++i) {
       picture += lines[i];
