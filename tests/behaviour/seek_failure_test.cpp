@@ -1,8 +1,11 @@
 // Seeks whose scan or restart fails: they end with the status of what failed, once, and leave the next one undisturbed.
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "host/buffer.h"
-#include "tests/support/scripted_host.h"
+#include "tests/support/library_heap.h"
+#include "tests/support/seek_script.h"
 
 namespace qbflv::test {
 namespace {
@@ -150,6 +153,72 @@ TEST(SeekFailure, OfARestartThatIsRefusedAtOnce_EndsTheSeekOnlyWithoutAPosition)
       EXPECT_EQ(kOk, host.Seek(1600)) << "the next one is not disturbed";
       EXPECT_EQ(row.ends ? 2U : 1U, host.log.Count("SeekDone 0x00000000"));
       EXPECT_TRUE(DeliveredFrom(host, packets).starts_with("s1 t1000, s0 t1200"));
+    }
+  }
+}
+
+/// A refusal is known only when the file's call returns, and the seek that is made inside the call waits for its own.
+TEST(SeekFailure, OfAnOperationInWhichTheHostSeeks_LeavesThatSeekItsAnswers) {
+  const auto attend = [](ScriptedHost& host, const bool& hasSought) {
+    host.ReadHeaders();
+    if (!hasSought) host.Seek(1600);
+    if (!hasSought) AskForAll(host);
+  };
+  ScriptedHost whole({.file = {.bytes = Film().File()}});
+  attend(whole, false);
+  int number = 0;
+  int sought = 0;
+  std::map<std::string, int> seen;
+  for (const std::string& line : whole.log.All()) {
+    if (!line.starts_with("Seek(") && !line.starts_with("Read(")) continue;
+    ++number;
+    const Rule refusal{.operation = line, .occurrence = ++seen[line], .silent = true, .result = kFailed};
+    for (const Answers answers : {Answers::kInline, Answers::kLater}) {
+      // A seek that is refused only after a later one was answered cannot be told from one that was answered.
+      if (answers == Answers::kInline && line.starts_with("Seek(")) continue;
+      SCOPED_TRACE("operation " + std::to_string(number) + ", " + line +
+                   (answers == Answers::kInline ? ", inline" : ", later"));
+      ScriptedHost host({.file = {.bytes = Film().File(), .answers = answers, .rules = {refusal}}});
+      bool hasSought = false;
+      int calls = 0;
+      host.file->OnOperation([&] {
+        if (++calls != number || host.log.Count("FileHeaderReady") == 0) return;
+        hasSought = true;
+        ++sought;
+        host.log.Clear();
+        EXPECT_EQ(kOk, host.format->Seek(1600));
+      });
+      attend(host, hasSought);
+      if (!hasSought) continue;
+      const SeekOutcome outcome = FinishSeek(host, Film());
+      EXPECT_TRUE(outcome.walk.ends_with(" r @5 ok")) << outcome.walk;
+      EXPECT_EQ("t1200 t1000", outcome.first);
+    }
+  }
+  EXPECT_GT(sought, 30);
+}
+
+/// A shortage keeps positions out of the index only; the seek scans and restarts as with plenty.
+TEST(SeekFailure, OfMemory_DoesNotChangeTheSeek) {
+  static_cast<void>(Exports());  // from here on the library is watched
+  const FlvBuilder flv = Film();
+  for (const Shortage shortage : {Shortage::kThrows, Shortage::kReturnsNull}) {
+    for (const bool everyAfter : {false, true}) {
+      std::int64_t nth = 0;
+      for (bool hasStruck = true; hasStruck;) {
+        SCOPED_TRACE(++nth);
+        ScriptedHost host({.file = {.bytes = flv.File()}});
+        ASSERT_TRUE(host.ReadHeaders());
+        host.log.Clear();
+        {
+          const HeapShortage heapShortage(nth, shortage, everyAfter);
+          EXPECT_EQ(kOk, host.Seek(1600));
+          hasStruck = heapShortage.Struck();
+        }
+        EXPECT_EQ(Scan(flv, 8, 5), host.log.All());
+        EXPECT_EQ("t1200 t1000", FinishSeek(host, flv).first);
+      }
+      EXPECT_GT(nth, 2) << "the index is made during the seek";
     }
   }
 }
