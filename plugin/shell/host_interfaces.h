@@ -278,8 +278,8 @@ struct IQBFileStatResponse : IUnknown {
 /// One file, opened by the host. At most one operation is outstanding at a time, except that Close may come at any
 /// moment, and so may a Seek when the host seeks. It is the completion that counts, not what Read and Seek answer at
 /// once; but one that is refused at once is not expected to be completed. Every other operation is completed exactly
-/// once, those of one kind in the order in which they were asked for. A file object may call the file-format object from
-/// inside an operation once it has taken that operation up: what it is asked for meanwhile comes after it.
+/// once, those of one kind in the order in which they were asked for. A file object may call the file-format object
+/// from inside an operation once it has taken that operation up: what it is asked for meanwhile comes after it.
 struct IQBSourceFile : IUnknown {
   /// Slot 3. Completed by response->InitDone. flags: always 5, the access that the host's framework gives that value
   /// (reading at any position). response: where this file's operations are completed from now on.

@@ -6,8 +6,7 @@
 namespace qbflv::test {
 
 ModuleRange FindModule(const void* anyAddressInIt) {
-  constexpr DWORD kByAddress =
-      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+  constexpr DWORD kByAddress = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
   HMODULE module = nullptr;
   if (GetModuleHandleExW(kByAddress, static_cast<const wchar_t*>(anyAddressInIt), &module) == 0) return {};
   // A module's handle is the address of its image, which begins with its headers.
