@@ -95,11 +95,9 @@ void Session::ReadPackets(PacketHandlers handlers) {
 SeekResult Session::Seek(std::uint32_t time) {
   RequireStreamHeaders();
   const FileCounts before = m_file->Counts();
-  const SinkEvent answer = Ask(SinkEvent::Kind::kSeekDone, "seeking", [&] {
-    // Before it answers: packets may be asked for from then on.
-    StartOver();
-    return m_format->Seek(time);
-  });
+  const SinkEvent answer = Ask(SinkEvent::Kind::kSeekDone, "seeking", [&] { return m_format->Seek(time); });
+  // Only now: what came before the answer belongs to what was sought away from.
+  StartOver();
   const FileCounts& after = m_file->Counts();
   return {answer.status, {after.reads - before.reads, after.seeks - before.seeks, after.bytes - before.bytes}};
 }
