@@ -1,11 +1,10 @@
 // `qbflv remux`: the delivered packets as a new FLV file.
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
-#include <optional>
 
 #include "cli/command.h"
+#include "cli/part_writer.h"
 
 namespace qbflv::cli {
 
@@ -16,9 +15,7 @@ class RemuxCommand final : public Command {
 
  private:
   std::filesystem::path m_target;
-  std::optional<std::uint32_t> m_start;
-  std::optional<std::uint32_t> m_end;
-  bool m_rebase = false;
+  FilePart m_part;
 };
 
 }  // namespace qbflv::cli

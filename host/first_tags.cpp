@@ -1,7 +1,9 @@
+// What stands at the start of an FLV file and a player needs to begin anywhere in it.
 #include "host/first_tags.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <optional>
 
 #include "host/block_reader.h"
@@ -18,9 +20,6 @@ constexpr std::uint32_t kTagSizeField = 4;
 /// Streams begin within these many tags, or are not waited for.
 constexpr int kMostTags = 1000;
 
-constexpr std::uint8_t kAudioTag = 8;
-constexpr std::uint8_t kVideoTag = 9;
-constexpr std::uint8_t kScriptTag = 18;
 constexpr std::uint8_t kAudioFlag = 4;
 constexpr std::uint8_t kVideoFlag = 1;
 
@@ -38,53 +37,65 @@ std::optional<std::vector<std::uint8_t>> ReadExactly(BlockReader& reader, std::u
   return std::vector<std::uint8_t>(slice.bytes.get(), slice.bytes.get() + count);
 }
 
+bool IsMetadata(std::span<const std::uint8_t> body) {
+  // AMF0: a string and its length, then the characters.
+  constexpr std::uint8_t kName[] = {2, 0, 10, 'o', 'n', 'M', 'e', 't', 'a', 'D', 'a', 't', 'a'};
+  return body.size() > std::size(kName) && std::ranges::equal(body.first(std::size(kName)), kName);
+}
+
 /// Follows the tags of a file.
 class Collector {
  public:
   explicit Collector(std::uint8_t flags)
-      : m_awaitsAudio((flags & kAudioFlag) != 0), m_awaitsVideo((flags & kVideoFlag) != 0) {}
+      : m_audio{(flags & kAudioFlag) != 0, std::nullopt}, m_video{(flags & kVideoFlag) != 0, std::nullopt} {}
 
-  bool IsDone() const { return !m_awaitsAudio && !m_awaitsVideo; }
+  bool IsDone() const { return !m_audio.isAwaited && !m_video.isAwaited; }
 
   void Take(std::uint8_t type, std::uint32_t time, std::vector<std::uint8_t> body) {
     if (type == kAudioTag) {
-      TakeMedia(type, time, std::move(body), m_tags.audioConfiguration, m_awaitsAudio);
+      TakeMedia(type, time, std::move(body), m_tags.audioConfiguration, m_audio);
     } else if (type == kVideoTag) {
-      TakeMedia(type, time, std::move(body), m_tags.videoConfiguration, m_awaitsVideo);
-    } else if (type == kScriptTag && m_tags.metadata.empty()) {
+      TakeMedia(type, time, std::move(body), m_tags.videoConfiguration, m_video);
+    } else if (type == kScriptTag && m_tags.metadata.empty() && IsMetadata(body)) {
       m_tags.metadata = std::move(body);
     }
   }
 
   FirstTags Result() {
-    m_tags.timeBase = m_firstTime.value_or(0);
+    const std::uint32_t audio = m_audio.time.value_or(m_video.time.value_or(0));
+    m_tags.timeBase = std::min(audio, m_video.time.value_or(audio));
     return std::move(m_tags);
   }
 
  private:
-  void TakeMedia(std::uint8_t type, std::uint32_t time, std::vector<std::uint8_t> body,
-                 std::vector<std::uint8_t>& configuration, bool& awaits) {
+  struct Media {
+    bool isAwaited = false;
+    /// Of the first tag.
+    std::optional<std::uint32_t> time;
+  };
+
+  static void TakeMedia(std::uint8_t type, std::uint32_t time, std::vector<std::uint8_t> body,
+                        std::vector<std::uint8_t>& configuration, Media& media) {
     if (body.empty()) return;
-    m_firstTime = std::min(m_firstTime.value_or(time), time);
-    if (!IsConfiguration(type, body.data(), body.size())) {
-      awaits = false;
-    } else if (awaits) {
+    if (!media.time) media.time = time;
+    if (!IsConfiguration(type, body)) {
+      media.isAwaited = false;
+    } else if (media.isAwaited) {
       configuration = std::move(body);
     }
   }
 
   FirstTags m_tags;
-  std::optional<std::uint32_t> m_firstTime;
-  bool m_awaitsAudio;
-  bool m_awaitsVideo;
+  Media m_audio;
+  Media m_video;
 };
 
 }  // namespace
 
-bool IsConfiguration(std::uint8_t type, const std::uint8_t* body, std::size_t size) {
+bool IsConfiguration(std::uint8_t type, std::span<const std::uint8_t> body) {
   constexpr std::uint8_t kAAC = 10;
   constexpr std::uint8_t kAVC = 7;
-  if (size < 2 || body[1] != 0) return false;
+  if (body.size() < 2 || body[1] != 0) return false;
   return type == kAudioTag ? body[0] >> 4 == kAAC : type == kVideoTag && (body[0] & 0x0F) == kAVC;
 }
 

@@ -1,3 +1,4 @@
+// Takes entries out of a file's metadata that do not hold for what is made of the file.
 #include "host/metadata_edit.h"
 
 #include <algorithm>

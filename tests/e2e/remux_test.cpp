@@ -69,6 +69,18 @@ TEST(Remux, OfAWholeFile_KeepsEveryBodyAndDecodesToTheSame) {
   }
 }
 
+TEST(Remux, OfTheWholeFile_KeepsTheMetadataThatStillHolds) {
+  const WorkFolder folder;
+  const std::filesystem::path out = folder / "whole.flv";
+  ASSERT_EQ(RunQbflv({"remux", Sample("tour.flv"), out}).status, 0);
+  const CommandResult before = RunQbflv({"info", Sample("tour.flv")});
+  const CommandResult after = RunQbflv({"info", out});
+  EXPECT_TRUE(SameLines(Lines(before.out), Lines(after.out)));
+  const FlvFile written = ParseFlv(ReadBytes(out));
+  EXPECT_EQ(written.tags[0].body.find("keyframes"), std::string::npos);
+  EXPECT_NE(written.tags[0].body.find("duration"), std::string::npos);
+}
+
 TEST(Remux, OfItsOwnOutput_ChangesNothingMore) {
   const WorkFolder folder;
   const std::filesystem::path out = folder / "out.flv";
