@@ -1,4 +1,4 @@
-// `qbflv seek`, and the commands that begin at a time.
+// `qbflv seek`, and the listing that begins at a time.
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
@@ -83,6 +83,26 @@ TEST(SeekCommand, PastTheEnd_SucceedsWithEveryStreamDone) {
   EXPECT_NE(text.out.find("done"), std::string::npos);
 }
 
+TEST(SeekCommand, ThatFails_ShowsTheStatusAndTriesTheOtherTimes) {
+  const WorkFolder folder;
+  const std::string bytes = ReadBytes(Sample("tour.flv"));
+  // Without the last size nothing can be read behind the last tag.
+  WriteBytes(folder / "cut.flv", bytes.substr(0, bytes.size() - 4));
+  const Words arguments{"seek", "--host-eof", "fail", folder / "cut.flv", "99999999", "3000"};
+  const CommandResult json = RunQbflv(arguments + Words{"--json"});
+  EXPECT_EQ(json.status, 1);
+  EXPECT_NE(json.err.find("99999999 ms: 0x80004005"), std::string::npos) << json.err;
+  const std::vector<Json> lines = JsonLines(json.out);
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0].at("status"), "0x80004005");
+  EXPECT_EQ(lines[0].at("first"), Json::array());
+  EXPECT_EQ(lines[1].at("status"), "0x00000000");
+  EXPECT_EQ(lines[1].at("first")[1].at("time"), 2000);
+  const CommandResult text = RunQbflv(arguments);
+  EXPECT_EQ(text.status, 1);
+  EXPECT_EQ(Lines(text.out).size(), 3U);
+}
+
 TEST(SeekCommand, WithoutUsableTimes_IsBadUsage) {
   for (const Words& times : {Words{}, Words{"soon"}, Words{"-5"}, Words{"4294967296"}, Words{"1", "2x"}}) {
     EXPECT_EQ(RunQbflv(Words{"seek", Sample("tour.flv")} + times).status, 2);
@@ -115,76 +135,6 @@ TEST(Packets, FromAStart_AreTheEndOfTheWholeListing) {
       }
     }
   }
-}
-
-bool IsConfiguration(const Tag& tag) {
-  const auto first = static_cast<std::uint8_t>(tag.body[0]);
-  const bool hasOne = tag.type == kAudioTag ? first >> 4 == 10 : (first & 0x0F) == 7;
-  return tag.IsMedia() && hasOne && tag.body[1] == 0;
-}
-
-struct PartCase {
-  const char* name;
-  Words options;
-  /// Least and greatest time in the file; the greatest of the whole file's packets if none.
-  std::uint32_t first;
-  std::uint32_t last;
-};
-
-TEST(Remux, OfAPart_BeginsWithWhatAPlayerNeeds) {
-  const PartCase cases[] = {{"start", {"--start", "3000"}, 2000, 10089},
-                            {"start at 0", {"--start", "0"}, 0, 10089},
-                            {"end", {"--end", "2500"}, 0, 2500},
-                            {"both", {"--start", "5000", "--end", "6000"}, 4000, 6000},
-                            {"both, rebased", {"--start", "5000", "--end", "6000", "--rebase"}, 0, 2000}};
-  const FlvFile original = ParseFlv(ReadBytes(Sample("tour.flv")));
-  std::vector<Tag> configurations;
-  std::ranges::copy_if(original.tags, std::back_inserter(configurations), IsConfiguration);
-  ASSERT_EQ(configurations.size(), 2U);
-  for (const PartCase& row : cases) {
-    SCOPED_TRACE(row.name);
-    const WorkFolder folder;
-    const std::filesystem::path out = folder / "part.flv";
-    const CommandResult result = RunQbflv(Words{"remux", Sample("tour.flv"), out} + row.options);
-    ASSERT_EQ(result.status, 0) << result.err;
-    const std::string bytes = ReadBytes(out);
-    const FlvFile part = ParseFlv(bytes);
-    EXPECT_EQ(bytes, FormatFlv(part));
-    ASSERT_GT(part.tags.size(), 20U);
-    EXPECT_EQ(part.tags[0].type, 18) << "the metadata";
-    EXPECT_EQ(part.tags[0].body.find("keyframes"), std::string::npos);
-    EXPECT_EQ(part.tags[0].body.find("duration"), std::string::npos);
-    EXPECT_NE(part.tags[0].body.find("width"), std::string::npos);
-    EXPECT_TRUE(IsConfiguration(part.tags[1]) && IsConfiguration(part.tags[2]));
-    EXPECT_EQ(std::ranges::count_if(part.tags, IsConfiguration), 2);
-    EXPECT_EQ(part.tags[1].time, row.first);
-    for (const Tag& configuration : configurations) {
-      EXPECT_TRUE(part.tags[1].body == configuration.body || part.tags[2].body == configuration.body);
-    }
-    const auto frame =
-        std::ranges::find_if(part.tags, [](const Tag& tag) { return tag.type == kVideoTag && !IsConfiguration(tag); });
-    ASSERT_NE(frame, part.tags.end());
-    EXPECT_TRUE(frame->IsKeyFrame());
-    EXPECT_EQ(frame->time, row.first);
-    for (const Tag& tag : part.tags) EXPECT_LE(tag.time, row.last);
-    EXPECT_GE(part.tags.back().time + 50, row.last);
-
-    const CommandResult decoded =
-        RunCommand({"ffmpeg", "-v", "error", "-xerror", "-nostdin", "-i", out, "-f", "null", "-"});
-    EXPECT_EQ(decoded, (CommandResult{0, "", ""})) << "decodes from its first frame";
-  }
-}
-
-TEST(Remux, OfTheWholeFile_KeepsTheMetadataThatStillHolds) {
-  const WorkFolder folder;
-  const std::filesystem::path out = folder / "whole.flv";
-  ASSERT_EQ(RunQbflv({"remux", Sample("tour.flv"), out}).status, 0);
-  const CommandResult before = RunQbflv({"info", Sample("tour.flv")});
-  const CommandResult after = RunQbflv({"info", out});
-  EXPECT_TRUE(SameLines(Lines(before.out), Lines(after.out)));
-  const FlvFile written = ParseFlv(ReadBytes(out));
-  EXPECT_EQ(written.tags[0].body.find("keyframes"), std::string::npos);
-  EXPECT_NE(written.tags[0].body.find("duration"), std::string::npos);
 }
 
 }  // namespace
