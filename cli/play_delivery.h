@@ -29,8 +29,8 @@ class PlayDelivery {
   Time NextTurn(Time now, Time latest) const;
 
   /// Delivers from there on: what the plug-in restarts with before the position is due at once. A position past the
-  /// end, or one where the seek fails, leads to the end. The time that the seek
-  /// takes does not count as played. Answers the seek's status.
+  /// end, or one where the seek fails, leads to the end. The time that the seek takes does not count as played. Answers
+  /// the seek's status.
   Status SeekTo(std::int64_t position);
 
   void SetPaused(bool paused, Time now);

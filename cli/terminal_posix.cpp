@@ -37,12 +37,12 @@ bool Write(std::string_view text) {
   return host::system::Write(STDOUT_FILENO, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
 }
 
-/// Calls only what a signal handler may call.
+/// Calls only what a signal handler may call. A handler that comes in between does all of it again.
 void Leave() {
   if (g_entered == 0) return;
-  g_entered = 0;
   Write(kLeave);
   tcsetattr(STDIN_FILENO, TCSANOW, &g_before);
+  g_entered = 0;
 }
 
 /// Keys still make signals, which end or suspend as everywhere.
@@ -83,6 +83,8 @@ class PosixTerminal final : public Terminal {
  public:
   PosixTerminal() {
     for (const int number : EndingSignals()) m_handlers.push_back({number, Handle(number, NoteEndingSignal)});
+    // A key makes it, and by default it would leave the terminal as it is.
+    m_handlers.push_back({SIGQUIT, Handle(SIGQUIT, NoteEndingSignal)});
     m_handlers.push_back({SIGTSTP, Handle(SIGTSTP, NoteSuspendSignal)});
     m_handlers.push_back({SIGCONT, Handle(SIGCONT, NoteContinueSignal)});
     Enter();
@@ -128,7 +130,9 @@ class PosixTerminal final : public Terminal {
     std::raise(SIGSTOP);
   }
 
-  bool IsTerminated() const override { return g_endingSignal != 0 && g_endingSignal != SIGINT; }
+  bool IsTerminated() const override {
+    return g_endingSignal != 0 && g_endingSignal != SIGINT && g_endingSignal != SIGQUIT;
+  }
 
  private:
   struct Handler {

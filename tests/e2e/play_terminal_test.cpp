@@ -151,6 +151,7 @@ TEST_F(PlayTerminal, EveryWayOut_GivesTheTerminalBack) {
   } const cases[] = {
       {"q", "q", 0, "status=0"},
       {"Ctrl-C", "C-c", 0, "status=0"},
+      {"Ctrl-\\", "C-\\", 0, "status=0"},
       {"SIGTERM", nullptr, SIGTERM, "status=1"},
       {"SIGHUP", nullptr, SIGHUP, "status=1"},
   };
