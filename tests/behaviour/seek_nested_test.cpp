@@ -19,12 +19,15 @@ struct Session {
   FileScript file;
 };
 
-/// Streams that end one by one, in the order of their last packets; and both at once, at a tag that is cut.
+/// Streams that end one by one, in the order of their last packets; and both at once, at a tag that is cut or at a read
+/// that fails.
 std::vector<Session> Sessions(Answers answers) {
-  Bytes cut = SeekFile().File();
-  cut.resize(cut.size() - 10);
-  return {{"whole", {.bytes = SeekFile().File(), .answers = answers}},
-          {"cut", {.bytes = cut, .answers = answers, .stat = Stat::kAbsent}}};
+  const Bytes whole = SeekFile().File();
+  const Bytes cut(whole.begin(), whole.end() - 10);
+  const Bytes unended(whole.begin(), whole.end() - 4);
+  return {{"whole", {.bytes = whole, .answers = answers}},
+          {"cut", {.bytes = cut, .answers = answers, .stat = Stat::kAbsent}},
+          {"failing", {.bytes = unended, .answers = answers, .stat = Stat::kAbsent, .failsAtEnd = true}}};
 }
 
 /// Opens, plays, seeks to the start and plays again, until the act of the test took place.

@@ -58,6 +58,18 @@ TEST(Seek, WithoutAnIndex_ScansFromTheFirstTag_AndRestartsAtTheEarliestKeyPositi
   for (const SeekCase& row : cases) ExpectOutcome(row);
 }
 
+TEST(Seek, WithoutAPositionToRestartAt_EndsWithTheAnswerOfTheLastFileSeek) {
+  const FlvBuilder flv = SeekFile();
+  const Rule failure{
+      .operation = "Seek(" + std::to_string(flv.Field(1)) + ")", .occurrence = 2, .status = kOutOfMemory};
+  HostScript script;
+  script.file.rules = {failure};
+  for (const Answers answers : {Answers::kInline, Answers::kLater}) {
+    const SeekOutcome outcome = SeekWith(script, answers, flv, "", 0);
+    EXPECT_EQ("@0 r @1 r @1 0x8007000E", outcome.walk);
+  }
+}
+
 TEST(Seek, OverUnusualTags_TakesThemAsTheyAre) {
   const SeekCase cases[] = {
       {"script data is passed over, whatever its time", TagsOf(kVideo, "k0 s900 p100 s0 p200"), "", 150,
@@ -132,6 +144,7 @@ TEST(Seek, WithAnIndex_ScansFromTheLatestPositionOfAnyStream) {
       {"beyond what was seen", SeekFile(), "250", 450, "@6 r @7 r @8 r @9 r @10 r @11 r @9 ok", "t400 t400"},
       {"beyond what one stream was seen up to", TagsOf(kBoth, "a0 k0 p100 p200 a300"), "150", 90, "@2 r @3 r @1 ok",
        "t0 t0"},
+      {"before one stream begins", TagsOf(kBoth, "a0 a100 a200 k200 a300"), "250", 50, "@1 r @2 r @1 ok", "t0 t200"},
       {"past the last tag", SeekFile(), "play", 99999, "@11 r @12 r @13 r ok", "done done"},
       {"a position that is too close to be kept restarts all the same", close, "", 50, "@0 r @1 r @2 r @3 r @4 r @3 ok",
        "t40"},
@@ -161,7 +174,7 @@ struct UnitsCase {
 TEST(SeekForAFewUnits, GoesToAKnownPosition_OrToTheStart) {
   const FlvBuilder audio = TagsOf(kAudio, "a0 a100 a200 a300 a400");
   const FlvBuilder video = TagsOf(kVideo, "k0 p100 k200 p300 k400");
-  const FlvBuilder crossed = TagsOf(kBoth, "a0 k0 a100 a200 a300 k200 a400 k400");
+  const FlvBuilder crossed = TagsOf(kBoth, "a0 k0 a100 a200 k100 a300 k300");
   const UnitsCase cases[] = {
       {"both, nothing known", SeekFile(), "", "@0 r @1 r @2 r @3 r @4 r @5 r @6 r @7 r @5 ok", "@0 r @1 r @0 ok"},
       {"both, all known", SeekFile(), "play", "@6 r @6 ok", "@6 r @6 ok"},
@@ -171,8 +184,8 @@ TEST(SeekForAFewUnits, GoesToAKnownPosition_OrToTheStart) {
       {"video, all known", video, "play", "@3 r @3 ok", "@3 r @3 ok"},
       {"video from its first tag", FlvBuilder(kVideo).Video(0, 20).Video(100, 20).Video(300, 20), "",
        "@0 r @1 r @2 r @1 ok", "@0 r @0 ok"},
-      // The time of one stream's position and the offset of the other's: tag 3 is at the time, tag 6 is behind it.
-      {"the later offset has the earlier time", crossed, "play", "@6 r @4 ok", "@6 r @4 ok"},
+      // The time of one stream's position and the offset of the other's: tag 5 stands there and is before that time.
+      {"the later offset has the earlier time", crossed, "play", "@5 r @6 r @4 ok", "@5 r @6 r @4 ok"},
   };
   for (const UnitsCase& row : cases) {
     for (const char* preference : {"", "1", "0", "none of the digits"}) {
