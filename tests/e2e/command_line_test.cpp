@@ -16,7 +16,7 @@ TEST(CommandLine, BadUsage_Ends2AndPointsToTheHelp) {
   const std::string tour = Sample("tour.flv");
   const Words cases[] = {
       {},
-      {"play", tour},
+      {"watch", tour},
       {"info"},
       {"info", tour, "another"},
       {"info", tour, "--no-such-option"},
@@ -27,6 +27,8 @@ TEST(CommandLine, BadUsage_Ends2AndPointsToTheHelp) {
       {"packets", tour, "--host-eof", "long"},
       {"packets", tour, "--pref", "without-a-value"},
       {"packets", tour, "--header", "=nameless"},
+      {"seek", tour},
+      {"play", tour, "--speed", "0"},
       {"remux", tour},
   };
   for (const Words& words : cases) {
@@ -39,8 +41,8 @@ TEST(CommandLine, BadUsage_Ends2AndPointsToTheHelp) {
 }
 
 TEST(CommandLine, HelpOfEveryCommand_ShowsAnExample) {
-  for (const Words& words :
-       {Words{"--help"}, Words{"info", "--help"}, Words{"packets", "--help"}, Words{"remux", "--help"}}) {
+  for (const Words& words : {Words{"--help"}, Words{"info", "--help"}, Words{"packets", "--help"},
+                             Words{"seek", "--help"}, Words{"play", "--help"}, Words{"remux", "--help"}}) {
     SCOPED_TRACE(testing::PrintToString(words));
     const CommandResult result = RunQbflv(words);
     EXPECT_EQ(result.status, 0);
