@@ -13,6 +13,7 @@
 #include "cli/progress.h"
 #include "cli/seeking.h"
 #include "cli/terminal.h"
+#include "host/first_tags.h"
 #include "host/host_error.h"
 #include "host/session.h"
 
@@ -74,21 +75,6 @@ bool TakeKeys(const std::vector<PlayKey>& keys, PlayDelivery& delivery, Terminal
   return true;
 }
 
-/// The first packet's time, by a session of its own: what is delivered before a seek leaves positions behind, and the
-/// seek may restart at them instead of close to its time.
-std::uint32_t ReadFirstTime(const host::SessionOptions& options) {
-  host::Session session(options);
-  session.ReadHeaders();
-  std::uint32_t first = 0;
-  session.ReadPackets({.onPacket =
-                           [&](IQBPacket& packet) {
-                             first = packet.GetTime();
-                             return false;
-                           },
-                       .onStreamDone = [](std::uint16_t) { return true; }});
-  return first;
-}
-
 }  // namespace
 
 PlayCommand::PlayCommand(CLI::App& app)
@@ -117,7 +103,9 @@ void PlayCommand::Run() {
   host::Session session(options);
   session.ReadHeaders();
   session.RequireStreamHeaders();
-  const auto firstTime = m_start ? std::make_optional(ReadFirstTime(options)) : std::nullopt;
+  // By a look at the file: what is delivered before a seek leaves positions behind, and the seek may restart at them
+  // instead of close to its time.
+  const auto firstTime = m_start ? std::make_optional(host::ReadFirstTags(Options().file).timeBase) : std::nullopt;
   PlayDelivery delivery(session, m_speed, firstTime, Clock::now());
   if (m_start) {
     const Status status = delivery.SeekTo(*m_start);

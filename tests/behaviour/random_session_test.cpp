@@ -97,6 +97,7 @@ TEST(RandomSession, OfPlayingAndSeeking_IsServedAsTheModelHasIt) {
   const char* const single = std::getenv("QBFLV_MODEL_SEED");
   const std::uint64_t first = Setting("QBFLV_MODEL_SEED", 1);
   const std::uint64_t cases = Setting("QBFLV_MODEL_CASES", single == nullptr ? 300 : 1);
+  fmt::print("seeds {} to {}\n", first, first + cases - 1);
   for (std::uint64_t seed = first; seed < first + cases; ++seed) {
     const RandomCase c = MakeRandomCase(seed);
     if (Difference(c).empty()) continue;
