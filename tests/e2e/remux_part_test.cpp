@@ -148,6 +148,20 @@ TEST(RemuxPart, Rebased_IsTheSameWhereverTheTimesBegin) {
   }
 }
 
+TEST(RemuxPart, UpToAnEnd_KeepsAPacketOlderThanTheFirst) {
+  FlvFile file = ParseFlv(ReadBytes(Sample("sorenson.flv")));
+  for (Tag& tag : file.tags) tag.time += 10'000;
+  const auto older =
+      std::ranges::find_if(file.tags, [](const Tag& tag) { return tag.type == kAudioTag && tag.time > 11'000; });
+  older->time = 9990;
+  const WorkFolder folder;
+  WriteBytes(folder / "in.flv", FormatFlv(file));
+  const FlvFile part = Remuxed(folder / "in.flv", {"--end", "2000"});
+  EXPECT_EQ(std::ranges::count(part.tags, *older), 1);
+  const std::uint32_t last = std::ranges::max(part.tags, {}, &Tag::time).time;
+  EXPECT_TRUE(last > 11'950 && last <= 12'000) << last;
+}
+
 TEST(RemuxPart, FromAnAudioRestart_LeavesOutVideoThatCannotBeDecoded) {
   FlvFile file = ParseFlv(ReadBytes(Sample("tour.flv")));
   // Without the list of key frames the seek scans, and finds audio before the key frame.
