@@ -66,18 +66,18 @@ Lines ReadAll(Session& session) {
 
 class HostSession : public testing::TestWithParam<FileOptions::Answers> {
  protected:
-  HostSession() { session.ReadHeaders(); }
+  HostSession() { m_session.ReadHeaders(); }
 
-  const DiskFile file{SeekFile().File()};
-  Session session{file.Options(GetParam())};
+  const DiskFile m_file{SeekFile().File()};
+  Session m_session{m_file.Options(GetParam())};
 };
 
 TEST_P(HostSession, PausedAgainAndAgain_DeliversTheSameAsInOneGo) {
-  const Lines whole = ReadAll(session);
+  const Lines whole = ReadAll(m_session);
   ASSERT_EQ(whole.size(), 14U) << "twelve packets and two ends";
   for (const std::size_t atOnce : {1U, 2U, 5U}) {
     SCOPED_TRACE(atOnce);
-    Session paused(file.Options(GetParam()));
+    Session paused(m_file.Options(GetParam()));
     paused.ReadHeaders();
     Lines lines;
     for (int i = 0; i < 20 && !paused.DeliveryEnded(); ++i) {
@@ -92,10 +92,10 @@ TEST_P(HostSession, PausedAgainAndAgain_DeliversTheSameAsInOneGo) {
 }
 
 TEST_P(HostSession, SoughtFromAnywhere_DeliversAllFromThereAndNothingOlder) {
-  const Lines whole = ReadAll(session);
+  const Lines whole = ReadAll(m_session);
   for (const std::size_t played : {0U, 1U, 4U, 13U, 14U}) {
     SCOPED_TRACE(played);
-    Session sought(file.Options(GetParam()));
+    Session sought(m_file.Options(GetParam()));
     sought.ReadHeaders();
     Lines before;
     if (played > 0) sought.ReadPackets(Note(before, played));
@@ -112,8 +112,8 @@ TEST_P(HostSession, SoughtFromAnywhere_DeliversAllFromThereAndNothingOlder) {
 }
 
 TEST_P(HostSession, WhoseHandlerThrows_PassesItOnAndGoesOn) {
-  const Lines whole = ReadAll(session);
-  Session thrown(file.Options(GetParam()));
+  const Lines whole = ReadAll(m_session);
+  Session thrown(m_file.Options(GetParam()));
   thrown.ReadHeaders();
   host::PacketHandlers handlers;
   handlers.onPacket = [](IQBPacket&) -> bool { throw std::runtime_error("full"); };
