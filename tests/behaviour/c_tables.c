@@ -45,14 +45,16 @@ typedef struct {
   uint8_t data4[8];
 } Guid;
 
-#define UNKNOWN_OPERATIONS(Type)                                      \
-  int32_t (*queryInterface)(Type * self, const Guid* id, void** out); \
-  uint32_t (*addRef)(Type * self);                                    \
-  uint32_t (*release)(Type * self);
+/* What every table begins with. */
+typedef struct {
+  int32_t (*queryInterface)(void* self, const Guid* id, void** out);
+  uint32_t (*addRef)(void* self);
+  uint32_t (*release)(void* self);
+} UnknownTable;
 
 typedef struct Plugin Plugin;
 typedef struct {
-  UNKNOWN_OPERATIONS(Plugin)
+  UnknownTable unknown;
   int32_t (*getPluginInfo)(Plugin*, uint32_t* flag, const char**, const char**, const char**, uint32_t* version);
   int32_t (*initPlugin)(Plugin*, void* context);
 } PluginTable;
@@ -62,7 +64,7 @@ struct Plugin {
 
 typedef struct Format Format;
 typedef struct {
-  UNKNOWN_OPERATIONS(Format)
+  UnknownTable unknown;
   int32_t (*getFileFormatInfo)(Format*, const char* const**, const char* const**, const char* const**);
   int32_t (*initFileFormat)(Format*, void* request, void* sink, void* file);
   int32_t (*getFileHeader)(Format*);
@@ -77,7 +79,7 @@ struct Format {
 
 typedef struct Response Response;
 typedef struct {
-  UNKNOWN_OPERATIONS(Response)
+  UnknownTable unknown;
   int32_t (*initDone)(Response*, int32_t status);
   int32_t (*closeDone)(Response*, int32_t status);
   int32_t (*readDone)(Response*, int32_t status, void* buffer);
@@ -90,7 +92,7 @@ struct Response {
 
 typedef struct StatResponse StatResponse;
 typedef struct {
-  UNKNOWN_OPERATIONS(StatResponse)
+  UnknownTable unknown;
   int32_t (*statDone)(StatResponse*, int32_t status, uint32_t size, ...);
 } StatResponseTable;
 struct StatResponse {
@@ -99,7 +101,7 @@ struct StatResponse {
 
 typedef struct InterruptSafe InterruptSafe;
 typedef struct {
-  UNKNOWN_OPERATIONS(InterruptSafe)
+  UnknownTable unknown;
   int32_t (*isInterruptSafe)(InterruptSafe*);
 } InterruptSafeTable;
 struct InterruptSafe {
@@ -108,7 +110,7 @@ struct InterruptSafe {
 
 typedef struct PacketFormat PacketFormat;
 typedef struct {
-  UNKNOWN_OPERATIONS(PacketFormat)
+  UnknownTable unknown;
   int32_t (*getSupportedPacketFormats)(PacketFormat*, const char* const**);
   int32_t (*setPacketFormat)(PacketFormat*, const char* format);
 } PacketFormatTable;
@@ -117,22 +119,18 @@ struct PacketFormat {
 };
 
 /* A context: an object with nothing but the first three slots. */
-typedef struct Context Context;
 typedef struct {
-  UNKNOWN_OPERATIONS(Context)
-} ContextTable;
-struct Context {
-  const ContextTable* table;
+  const UnknownTable* table;
   uint32_t references;
-};
-static int32_t ContextQuery(Context* self, const Guid* id, void** out) {
+} Context;
+static int32_t ContextQuery(void* self, const Guid* id, void** out) {
   (void)self;
   (void)id;
   *out = NULL;
   return (int32_t)0x80004002u;
 }
-static uint32_t ContextAddRef(Context* self) { return ++self->references; }
-static uint32_t ContextRelease(Context* self) { return --self->references; }
+static uint32_t ContextAddRef(void* self) { return ++((Context*)self)->references; }
+static uint32_t ContextRelease(void* self) { return --((Context*)self)->references; }
 
 static int failures;
 
@@ -149,7 +147,7 @@ static const Guid kUnknown = {0, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 static void* Query(Plugin* plugin, uint32_t data1) {
   const Guid id = {data1, 0x0901, 0x11D1, {0x8B, 0x06, 0x00, 0xA0, 0x24, 0x40, 0x6D, 0x59}};
   void* object = NULL;
-  EXPECT_STATUS(0, plugin->table->queryInterface(plugin, &id, &object));
+  EXPECT_STATUS(0, plugin->table->unknown.queryInterface(plugin, &id, &object));
   if (object == NULL) exit(1);
   return object;
 }
@@ -193,7 +191,7 @@ static void CallPlugin(Plugin* plugin) {
   EXPECT(flag == 1 && version == 0xE03000DEu);
   EXPECT(strcmp(texts[0], "Quelbar FLV File Format Plugin") == 0 && texts[1] != NULL && texts[2] != NULL);
 
-  static const ContextTable contextTable = {ContextQuery, ContextAddRef, ContextRelease};
+  static const UnknownTable contextTable = {ContextQuery, ContextAddRef, ContextRelease};
   Context context = {&contextTable, 1};
   EXPECT_STATUS(0x80004005, plugin->table->initPlugin(plugin, NULL));
   EXPECT_STATUS(0, plugin->table->initPlugin(plugin, &context));
@@ -210,16 +208,16 @@ static void CallPlugin(Plugin* plugin) {
   CallTheRest(interruptSafe, packetFormat);
 
   void* identity = NULL;
-  EXPECT_STATUS(0, packetFormat->table->queryInterface(packetFormat, &kUnknown, &identity));
+  EXPECT_STATUS(0, packetFormat->table->unknown.queryInterface(packetFormat, &kUnknown, &identity));
   EXPECT(identity == plugin);
-  EXPECT(plugin->table->addRef(plugin) == 8);
-  EXPECT(interruptSafe->table->release(interruptSafe) == 7);
-  EXPECT(statResponse->table->release(statResponse) == 6);
-  EXPECT(response->table->release(response) == 5);
-  EXPECT(format->table->release(format) == 4);
-  EXPECT(packetFormat->table->release(packetFormat) == 3);
-  EXPECT(plugin->table->release(plugin) == 2);
-  EXPECT(plugin->table->release(plugin) == 1);
+  EXPECT(plugin->table->unknown.addRef(plugin) == 8);
+  EXPECT(interruptSafe->table->unknown.release(interruptSafe) == 7);
+  EXPECT(statResponse->table->unknown.release(statResponse) == 6);
+  EXPECT(response->table->unknown.release(response) == 5);
+  EXPECT(format->table->unknown.release(format) == 4);
+  EXPECT(packetFormat->table->unknown.release(packetFormat) == 3);
+  EXPECT(plugin->table->unknown.release(plugin) == 2);
+  EXPECT(plugin->table->unknown.release(plugin) == 1);
 }
 
 int main(int count, char** arguments) {
@@ -240,7 +238,7 @@ int main(int count, char** arguments) {
   EXPECT_STATUS(0x80004005, canUnload());
   Plugin* const plugin = object;
   CallPlugin(plugin);
-  EXPECT(plugin->table->release(plugin) == 0);
+  EXPECT(plugin->table->unknown.release(plugin) == 0);
   EXPECT_STATUS(0, canUnload());
   EXPECT(blocks == 0);
   return failures != 0;

@@ -128,15 +128,15 @@ TEST(SeekFailure, OfARestartThatIsRefusedAtOnce_EndsTheSeekOnlyWithoutAPosition)
   const FlvBuilder flv = Film();
   const struct {
     const char* name;
-    std::uint32_t time;
     std::size_t last;
     std::size_t restart;
+    std::uint32_t time;
     bool silent;
     bool ends;
-  } cases[] = {{"without a position", 0, 1, 1, true, true},
-               {"without a position, answered all the same", 0, 1, 1, false, true},
-               {"with one, answered all the same", 1600, 8, 5, false, true},
-               {"with one", 1600, 8, 5, true, false}};
+  } cases[] = {{"without a position", 1, 1, 0, true, true},
+               {"without a position, answered all the same", 1, 1, 0, false, true},
+               {"with one, answered all the same", 8, 5, 1600, false, true},
+               {"with one", 8, 5, 1600, true, false}};
   for (const auto& row : cases) {
     for (const Answers answers : {Answers::kInline, Answers::kLater}) {
       SCOPED_TRACE(std::string(row.name) + (answers == Answers::kInline ? ", inline" : ", later"));

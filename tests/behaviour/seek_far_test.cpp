@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "host/buffer.h"
 #include "tests/support/scripted_host.h"
@@ -44,7 +45,7 @@ class FarFile final : public host::ComObject<IQBSourceFile> {
     const std::shared_ptr<std::uint8_t[]> copy = std::make_shared<std::uint8_t[]>(count);
     const Bytes source = m_position < m_head.Field(2) ? m_head.File() : TagAt(m_position);
     const std::size_t from = m_position < m_head.Field(2) ? m_position : 0;
-    for (std::size_t i = 0; i < size && from + i < source.size(); ++i) copy[i] = source[from + i];
+    if (from < source.size()) std::memcpy(copy.get(), &source[from], std::min<std::size_t>(size, source.size() - from));
     m_position += size;
     return m_response->ReadDone(kOk, host::MakeObject<host::Buffer>(copy, size).Get());
   }

@@ -105,7 +105,8 @@ RandomRequest MakeRequest(const RandomCase& c, Dice& dice) {
 Bytes BodyOf(const RandomTag& tag) {
   if (tag.type == kAudioTag) return tag.size == 0 ? Bytes() : AudioBody(tag.size);
   if (tag.type == kVideoTag) return tag.size == 0 ? Bytes() : VideoBody(tag.size, tag.key ? 0x12 : 0x22);
-  return Bytes(tag.size, 0x12);
+  Bytes body(tag.size, 0x12);
+  return body;
 }
 
 FlvBuilder Build(const RandomCase& c, const std::vector<double>& positions) {
