@@ -1,0 +1,2 @@
+// Sessions in which exactly one thing that the library asks of its host goes wrong.
+#include <gtest/gtest.h>
