@@ -17,8 +17,8 @@ Status CQBFLVFileFormat::TakeAnswer(Answer answer) {
   m_Operations.Answered(answer.completion, succeeded);
   // The file object has moved, whether the answer is expected or not.
   if (succeeded) {
-    if (answer.completion == Completion::kRead && answer.buffer) m_ulFileOffset += answer.buffer->GetSize();
-    if (answer.completion == Completion::kSeek) m_ulFileOffset = m_ulSeekOffset;
+    if (answer.completion == Completion::kRead) MoveOn(answer.buffer.Get());
+    if (answer.completion == Completion::kSeek) MoveTo(m_ulSeekOffset);
   }
   const bool answered = m_Answer.completion != Completion::kNone;
   if (answered || answer.completion != ExpectedCompletion(m_ulState)) return kInvalidState;
@@ -32,8 +32,20 @@ Status CQBFLVFileFormat::TakeAnswer(Answer answer) {
 /// seek fails.
 void CQBFLVFileFormat::NoteOvertaken(const Answer& answer) {
   if (Failed(answer.status) || m_Operations.IsFilePlaced()) return;
-  if (answer.completion == Completion::kSeek) m_ulFileOffset = m_Operations.GetOvertakenOffset();
-  if (answer.completion == Completion::kRead && answer.buffer) m_ulFileOffset += answer.buffer->GetSize();
+  if (answer.completion == Completion::kSeek) MoveTo(m_Operations.GetOvertakenOffset());
+  if (answer.completion == Completion::kRead) MoveOn(answer.buffer.Get());
+}
+
+void CQBFLVFileFormat::MoveTo(std::uint32_t offset) {
+  m_ulFileOffset = offset;
+  m_bOffsetCameRound = false;
+}
+
+void CQBFLVFileFormat::MoveOn(IQBBuffer* buffer) {
+  if (buffer == nullptr) return;
+  const std::uint32_t size = buffer->GetSize();
+  if (size > kLastOffset - m_ulFileOffset) m_bOffsetCameRound = true;
+  m_ulFileOffset += size;
 }
 
 void CQBFLVFileFormat::RunAnswers() {

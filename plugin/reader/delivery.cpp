@@ -48,11 +48,16 @@ void CQBFLVFileFormat::OnPacketHeader(Status status, IQBBuffer* buffer) {
   }
 
   const std::uint32_t rest = m_TagHeader.ulDataSize - m_ulTagPrefixBytes;
-  if (m_pPayload->IsSkippedTagType(m_TagHeader.ucTagType) != 0) {
-    return SeekFile(kStatePacketSkipPending, m_ulFileOffset + rest);
-  }
+  if (m_pPayload->IsSkippedTagType(m_TagHeader.ucTagType) != 0) return SkipBody();
   if (rest == 0) return ReadTagHeader();  // an empty tag makes no packet
   Read(kStatePacketBodyPending, rest);
+}
+
+/// Always forward: a file of 4 GiB and more, whose offsets come round, would else be gone through for ever.
+void CQBFLVFileFormat::SkipBody() {
+  const std::uint64_t next = std::uint64_t{m_ulFileOffset} + m_TagHeader.ulDataSize - m_ulTagPrefixBytes;
+  if (m_bOffsetCameRound || next > kLastOffset) return EndAllStreams();
+  SeekFile(kStatePacketSkipPending, static_cast<std::uint32_t>(next));
 }
 
 /// The read came back short. Inside the file that is a failure; at its end it is the normal end, and what can still be

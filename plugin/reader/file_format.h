@@ -79,6 +79,9 @@ class CQBFLVFileFormat : public IQBPlugin,
   // --- Answers and operations (file_format.cpp, completions.cpp) ---
 
   void NoteOvertaken(const Answer& answer);
+  /// The file's position after a seek, and after a read.
+  void MoveTo(std::uint32_t offset);
+  void MoveOn(IQBBuffer* buffer);
   void RunAnswers();
   void Dispatch(const Answer& answer);
 
@@ -160,6 +163,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   void OnPacketHeader(Status status, IQBBuffer* buffer);
   void OnShortPacketHeader(IQBBuffer* buffer);
   void OnPacketBody(Status status, IQBBuffer* buffer);
+  void SkipBody();
   void OnSkipFailed();
   [[nodiscard]] Status ParseMediaTagHeader(std::span<const std::uint8_t> body);
   [[nodiscard]] Status CreatePacket(IQBBuffer* body, ComPtr<IQBPacket>& packet, std::uint16_t& stream);
@@ -221,6 +225,8 @@ class CQBFLVFileFormat : public IQBPlugin,
   /// In ms; 0 when the preference is not set.
   std::uint32_t m_ulMergeSorterMaxTimespan = 0;
 
+  /// Reads have gone past the last offset, and m_ulFileOffset counts from 0 again.
+  bool m_bOffsetCameRound = false;
   bool m_bFileSizeKnown = false;
   bool m_bMetaInfoRequested = false;
   bool m_bAcceptAllMetaInfo = false;

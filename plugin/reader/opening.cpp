@@ -77,7 +77,7 @@ void CQBFLVFileFormat::ForgetFile() {
   m_AudioTagHeader = FLVAudioTagHeader();
   m_VideoTagHeader = FLVVideoTagHeader();
   m_ulState = kStateReady;
-  m_ulFileOffset = 0;
+  MoveTo(0);
   m_ulFileSize = 0;
   m_bFileSizeKnown = false;
   m_ulStreamCount = 0;

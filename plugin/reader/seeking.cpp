@@ -12,13 +12,6 @@
 
 namespace qbflv {
 
-namespace {
-
-/// The last offset there is. No tag begins there: a scan that comes to it finds the end of the file.
-constexpr std::uint32_t kLastOffset = 0xFFFFFFFF;
-
-}  // namespace
-
 Status CQBFLVFileFormat::Seek(std::uint32_t time) {
   QBFLV_TRACE_POINT("CQBFLVFileFormat[%p]::Seek(%lu)", static_cast<void*>(this), TraceNumber(time));
   if (!m_pStreams || m_ulStreamCount == 0 || !m_pFileObject) return kInvalidState;
@@ -104,7 +97,7 @@ Status CQBFLVFileFormat::LookupSeekIndex(std::uint32_t& time, std::uint32_t& off
 void CQBFLVFileFormat::OnSeekScanTag(Status status, IQBBuffer* buffer) {
   const auto bytes = BufferBytes(buffer);
   if (Failed(status) || bytes.size() != kSeekScanReadBytes) return EndSeek(status);
-  if (m_ulFileOffset < kSeekScanReadBytes) return EndSeek(status);  // past the last offset there is
+  if (m_bOffsetCameRound) return EndSeek(status);
   if (Failed(ParseTagHeader(ByteCursor(bytes), m_TagHeader))) return EndSeek(status);
 
   if (m_pPayload->IsSkippedTagType(m_TagHeader.ucTagType) == 0) {

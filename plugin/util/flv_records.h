@@ -18,6 +18,9 @@ inline constexpr std::uint32_t kTagHeaderReadBytes = 15;
 /// The same and the first byte of the body, which tells a key frame.
 inline constexpr std::uint32_t kSeekScanReadBytes = kTagHeaderReadBytes + 1;
 
+/// The last offset there is. No tag begins there: who comes to it is at the end of what can be read.
+inline constexpr std::uint32_t kLastOffset = 0xFFFFFFFF;
+
 inline constexpr std::uint8_t kTagAudio = 8;
 inline constexpr std::uint8_t kTagVideo = 9;
 inline constexpr std::uint8_t kTagScriptData = 18;
