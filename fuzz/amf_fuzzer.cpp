@@ -2,7 +2,7 @@
 #include <cstring>
 #include <span>
 
-#include "fuzz/decisions.h"
+#include "fuzz/target.h"
 #include "plugin/meta/amf_value.h"
 #include "plugin/meta/metadata.h"
 
@@ -33,28 +33,25 @@ std::uint64_t Walk(const AMFValue& value) {
 }
 
 }  // namespace
-}  // namespace qbflv::fuzz
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace qbflv;
-  const std::span<const std::uint8_t> bytes(data, size);
+void Try(std::span<const std::uint8_t> input) {
   {
     AMFValue value;
-    AMFInput input{.cursor = ByteCursor(bytes)};
-    const Status status = value.ReadValue(input);
-    const std::uint64_t nodes = fuzz::Walk(value);
-    fuzz::Require(nodes <= fuzz::kNodesPerByte * (size + 16), "a tree is no larger than its bytes warrant");
+    AMFInput whole{.cursor = ByteCursor(input)};
+    const Status status = value.ReadValue(whole);
+    Require(Walk(value) <= kNodesPerByte * (input.size() + 16), "a tree is no larger than its bytes warrant");
     // A node may be decoded into again.
-    AMFInput again{.cursor = ByteCursor(bytes)};
-    fuzz::Require(value.ReadValue(again) == status, "decoding again ends the same way");
+    AMFInput again{.cursor = ByteCursor(input)};
+    Require(value.ReadValue(again) == status, "decoding again ends the same way");
   }
   AMFValue metaData;
   MediaInfo info;
-  static_cast<void>(ParseScriptData(bytes, metaData, info));
+  static_cast<void>(ParseScriptData(input, metaData, info));
   const KeyFrameList keyFrames = FindKeyFrames(metaData);
   std::uint32_t visited = 0;
   const std::uint32_t lastTime = 5000;
   VisitKeyFrames(keyFrames, &lastTime, [&](std::uint32_t, std::uint32_t) { ++visited; });
-  fuzz::Require(visited <= size, "no more key frames than bytes");
-  return 0;
+  Require(visited <= input.size(), "no more key frames than bytes");
 }
+
+}  // namespace qbflv::fuzz

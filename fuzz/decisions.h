@@ -34,11 +34,4 @@ class Decisions {
   std::span<const std::uint8_t> m_script;
 };
 
-/// Ends the program, so that the fuzzer keeps the input.
-inline void Require(bool holds, const char* what) {
-  if (holds) return;
-  __builtin_printf("does not hold: %s\n", what);
-  __builtin_trap();
-}
-
 }  // namespace qbflv::fuzz

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "fuzz/target.h"
 #include "host/buffer.h"
 #include "host/context.h"
 #include "host/object_factory.h"
@@ -14,7 +15,8 @@ namespace qbflv::fuzz {
 
 namespace {
 
-/// What no single request may take: operations on the file, for each byte of it and of a file's least parts.
+/// What no request may take, and all of them together: operations on the file, for each byte of it and of a file's
+/// least parts, and together for each byte of the script.
 constexpr std::uint64_t kOperationsPerByte = 64;
 constexpr std::uint64_t kLeastFile = 64;
 
@@ -87,7 +89,7 @@ void* ScriptedFile::FindInterface(const GUID& id) {
 }
 
 SessionHost::SessionHost(std::span<const std::uint8_t> script, std::span<const std::uint8_t> file)
-    : m_script(script), m_fileBytes(file) {
+    : m_script(script), m_scriptSize(script.size()), m_fileBytes(file) {
   const auto preferences = host::MakeObject<host::Preferences>();
   const std::uint8_t settings = m_script.Byte();
   if ((settings & 1) != 0) preferences->SetPref("DisableFLVThumbnailSeekModification", (settings & 2) != 0 ? "1" : "0");
@@ -147,7 +149,10 @@ void SessionHost::PlayWell() {
 
 Status SessionHost::Settle(std::function<void(Status, bool)> answer) {
   ++m_operations;
-  Require(m_operations <= kOperationsPerByte * (m_fileBytes.size() + kLeastFile), "a request takes bounded work");
+  ++m_allOperations;
+  const std::uint64_t bytes = m_fileBytes.size() + kLeastFile;
+  Require(m_operations <= kOperationsPerByte * bytes, "a request takes bounded work");
+  Require(m_allOperations <= kOperationsPerByte * (bytes + m_scriptSize), "a session takes bounded work");
   const Way way =
       m_behavesWell ? Way::kInline : static_cast<Way>(m_script.Choose(static_cast<std::size_t>(Way::kCount)));
   switch (way) {

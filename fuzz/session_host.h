@@ -78,10 +78,13 @@ class SessionHost {
   bool IsOpen() const { return static_cast<bool>(m_format); }
 
   Decisions m_script;
+  const std::size_t m_scriptSize;
   const std::span<const std::uint8_t> m_fileBytes;
   bool m_behavesWell = false;
   /// On the file, since the last request.
   std::uint64_t m_operations = 0;
+  /// The same in all.
+  std::uint64_t m_allOperations = 0;
   std::uint32_t m_streamCount = 0;
   std::uint32_t m_headers = 0;
   int m_depth = 0;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "fuzz/decisions.h"
+#include "fuzz/target.h"
 #include "host/buffer.h"
 #include "host/packet.h"
 #include "plugin/index/stream_index_table.h"
@@ -153,11 +154,11 @@ void TrySorter(Decisions& decisions) {
 }
 
 }  // namespace
-}  // namespace qbflv::fuzz
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
-  qbflv::fuzz::Decisions decisions({data + 1, size - 1});
-  data[0] % 2 == 0 ? qbflv::fuzz::TryIndex(decisions) : qbflv::fuzz::TrySorter(decisions);
-  return 0;
+void Try(std::span<const std::uint8_t> input) {
+  if (input.empty()) return;
+  Decisions decisions(input.subspan(1));
+  input[0] % 2 == 0 ? TryIndex(decisions) : TrySorter(decisions);
 }
+
+}  // namespace qbflv::fuzz
