@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <span>
 
 namespace qbflv::fuzz {
@@ -10,7 +11,7 @@ namespace qbflv::fuzz {
 /// Ends the program, so that the fuzzer keeps the input.
 inline void Require(bool holds, const char* what) {
   if (holds) return;
-  __builtin_printf("does not hold: %s\n", what);
+  std::fprintf(stderr, "does not hold: %s\n", what);
   __builtin_trap();
 }
 
