@@ -20,11 +20,14 @@ constexpr std::uint64_t kBlockSize = 256 * 1024;
 BlockReader::BlockReader(FileDescriptor file, Observer observer)
     : m_file(std::move(file)), m_observer(std::move(observer)) {}
 
+BlockReader::BlockReader(std::shared_ptr<std::uint8_t[]> bytes, std::uint64_t size)
+    : m_block(std::move(bytes)), m_blockSize(size) {}
+
 Status BlockReader::Read(std::uint64_t offset, std::uint32_t count, Slice& slice) {
   slice = {};
   if (count == 0) return kOk;
   const bool inBlock = offset >= m_blockOffset && offset + count <= m_blockOffset + m_blockSize;
-  if (!inBlock) {
+  if (!inBlock && m_file.IsOpen()) {
     const Status status = ReadBlock(offset, count);
     if (Failed(status)) return status;
   }
@@ -36,6 +39,7 @@ Status BlockReader::Read(std::uint64_t offset, std::uint32_t count, Slice& slice
 }
 
 std::uint64_t BlockReader::FileSize() const {
+  if (!m_file.IsOpen()) return m_blockSize;
   system::FileStatus status;
   return system::GetStatus(m_file.Number(), status) ? status.size : 0;
 }

@@ -1,4 +1,5 @@
-// Reads a file in large blocks and answers small reads with slices of them.
+// Reads a file in large blocks and answers small reads with slices of them. A file that is in memory already is one
+// block.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +23,8 @@ class BlockReader {
   using Observer = std::function<void(std::uint64_t offset, std::uint64_t fileSize)>;
 
   BlockReader(FileDescriptor file, Observer observer);
+  /// Over bytes in memory, which are shared with whoever else holds them and must not change.
+  BlockReader(std::shared_ptr<std::uint8_t[]> bytes, std::uint64_t size);
 
   /// The bytes at offset, fewer than count (also none) where the file ends. Throws std::bad_alloc.
   Status Read(std::uint64_t offset, std::uint32_t count, Slice& slice);

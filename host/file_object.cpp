@@ -1,4 +1,4 @@
-// The host's file object: one file of the file system, answering the way a chosen host would.
+// The host's file object: one file, of the file system or in memory, answering the way a chosen host would.
 #include "host/file_object.h"
 
 #include <fmt/format.h>
@@ -34,11 +34,12 @@ ComPtr<FileObject> FileObject::Open(const std::filesystem::path& path, FileOptio
   system::FileStatus status;
   if (!system::GetStatus(file.Number(), status)) throw HostError::System("cannot look at the file", errno);
   RequireReadableFile(status);
-  return MakeObject<FileObject>(std::move(file), std::move(options), loop);
+  BlockReader reader(std::move(file), options.onBlock);
+  return MakeObject<FileObject>(std::move(reader), std::move(options), loop);
 }
 
-FileObject::FileObject(FileDescriptor file, FileOptions options, EventLoop& loop)
-    : m_reader(std::move(file), options.onBlock), m_options(std::move(options)), m_loop(loop) {}
+FileObject::FileObject(BlockReader reader, FileOptions options, EventLoop& loop)
+    : m_reader(std::move(reader)), m_options(std::move(options)), m_loop(loop) {}
 
 void* FileObject::FindInterface(const GUID& id) {
   if (id == IQBFileStat::kId && m_options.stat == FileOptions::Stat::kNo) return nullptr;

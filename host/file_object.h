@@ -1,4 +1,4 @@
-// The host's file object: one file of the file system, answering the way a chosen host would.
+// The host's file object: one file, of the file system or in memory, answering the way a chosen host would.
 #pragma once
 
 #include <cstdint>
@@ -25,6 +25,7 @@ struct FileOptions {
   Stat stat = Stat::kYes;
   /// kLinear asks for front-to-back reading.
   Order order = Order::kRandom;
+  /// Of a file of the file system.
   BlockReader::Observer onBlock;
 };
 
@@ -42,7 +43,8 @@ class FileObject final : public ComObject<IQBSourceFile, IQBFileStat> {
   /// too large for 32-bit offsets.
   static ComPtr<FileObject> Open(const std::filesystem::path& path, FileOptions options, EventLoop& loop);
 
-  FileObject(FileDescriptor file, FileOptions options, EventLoop& loop);
+  /// reader: what the file's bytes come from.
+  FileObject(BlockReader reader, FileOptions options, EventLoop& loop);
 
   /// Starts over at offset 0. The flags are not looked at: any position of any file can be read.
   Status Init(std::uint32_t flags, IQBFileResponse* response) override;

@@ -1,0 +1,129 @@
+#include "soak/crowd.h"
+
+#include <fmt/format.h>
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "soak/process_memory.h"
+
+namespace qbflv::soak {
+
+namespace {
+
+struct Member {
+  std::size_t file = 0;
+  Client::Answers answers = Client::Answers::kInline;
+  std::mutex mutex;
+  std::optional<Client> client;
+  bool finished = false;
+};
+
+using Random = std::mt19937_64;
+
+/// One call into the object: an answer that waits, or a request on a stream that has none.
+void Step(Client& client, Random& random) {
+  if (random() % 2 == 0 && client.Answer()) return;
+  const auto first = static_cast<std::uint16_t>(random() % client.StreamCount());
+  for (std::uint16_t i = 0; i < client.StreamCount(); ++i) {
+    const auto stream = static_cast<std::uint16_t>((first + i) % client.StreamCount());
+    if (client.IsIdle(stream)) return client.Ask(stream);
+  }
+  client.Answer();
+}
+
+class Crowd {
+ public:
+  Crowd(const Server& server, const CrowdOptions& options)
+      : m_server(server), m_options(options), m_members(options.objects), m_left(options.objects) {
+    for (std::size_t i = 0; i < m_members.size(); ++i) {
+      m_members[i].file = i / 2 % server.FileCount();
+      m_members[i].answers = i % 2 == 0 ? Client::Answers::kInline : Client::Answers::kQueued;
+    }
+  }
+
+  void Open() {
+    EachOnSomeThread([this](Member& member) {
+      member.client.emplace(m_server, member.file, member.answers);
+      if (!member.client->Open() || !member.client->ReadHeaders()) ++m_wrong;
+    });
+  }
+
+  void Play() {
+    if (m_wrong > 0) return;
+    OnAllThreads([this](Random random) { PlayOnThisThread(random); });
+  }
+
+  void Close() {
+    EachOnSomeThread([this](Member& member) {
+      for (const Digest& stream : member.client->Streams()) m_packets += stream.packets;
+      if (member.client->Streams() != m_server.Alone(member.file)) ++m_wrong;
+      member.client.reset();
+    });
+  }
+
+  std::uint64_t Packets() const { return m_packets; }
+  /// Objects that did not open, or delivered anything else than their files alone.
+  std::size_t Wrong() const { return m_wrong; }
+
+ private:
+  template <typename Work>
+  void OnAllThreads(Work work) {
+    std::vector<std::jthread> threads;
+    for (std::size_t i = 0; i < m_options.threads; ++i) {
+      threads.emplace_back([work, seed = m_options.seed + i] { work(Random(seed)); });
+    }
+  }
+
+  template <typename Work>
+  void EachOnSomeThread(Work work) {
+    std::atomic<std::size_t> next = 0;
+    OnAllThreads([&](Random) {
+      for (std::size_t i = next++; i < m_members.size(); i = next++) work(m_members[i]);
+    });
+  }
+
+  void PlayOnThisThread(Random random) {
+    while (m_left > 0) {
+      Member& member = m_members[random() % m_members.size()];
+      const std::unique_lock lock(member.mutex, std::try_to_lock);
+      if (!lock || member.finished) continue;
+      // More than one step at a time near the end, when most of the choices are in vain.
+      for (std::size_t steps = m_members.size() / m_left; steps > 0 && !member.client->IsDone(); --steps) {
+        Step(*member.client, random);
+      }
+      if (!member.client->IsDone()) continue;
+      member.finished = true;
+      --m_left;
+    }
+  }
+
+  const Server& m_server;
+  const CrowdOptions m_options;
+  std::vector<Member> m_members;
+  std::atomic<std::size_t> m_left;
+  std::atomic<std::size_t> m_wrong = 0;
+  std::atomic<std::uint64_t> m_packets = 0;
+};
+
+}  // namespace
+
+bool PlayCrowd(const Server& server, const CrowdOptions& options) {
+  const ProcessMemory before = MeasureMemory();
+  Crowd crowd(server, options);
+  crowd.Open();
+  const std::uint64_t perObject = (MeasureMemory().heap - before.heap) / options.objects;
+  crowd.Play();
+  crowd.Close();
+  fmt::print("{} objects at once, {} threads: {} packets in random order, {} objects not as their files alone, {}\n",
+             options.objects, options.threads, crowd.Packets(), crowd.Wrong(),
+             server.IsEmpty() ? "no object left" : "OBJECTS ARE LEFT");
+  if (perObject > 0) fmt::print("{} bytes of heap for an open object, its host's part included\n", perObject);
+  return crowd.Wrong() == 0 && server.IsEmpty();
+}
+
+}  // namespace qbflv::soak

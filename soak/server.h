@@ -1,0 +1,43 @@
+// What all clients of one server share: the library, the host's context, and the files.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "soak/client.h"
+
+namespace qbflv::soak {
+
+class Server {
+ public:
+  /// Loads the library and reads the files. Throws HostError, also for a file that cannot be played.
+  Server(const std::filesystem::path& plugin, const std::vector<std::string>& files);
+
+  const host::PluginLibrary& Library() const { return m_library; }
+  IUnknown* Context() const { return m_context.Get(); }
+  std::size_t FileCount() const { return m_files.size(); }
+  host::BlockReader Open(std::size_t file) const { return {m_files[file].bytes, m_files[file].size}; }
+  /// What the file's streams deliver to a client that is alone.
+  const std::vector<Digest>& Alone(std::size_t file) const { return m_alone[file]; }
+
+  /// Whether the library has no object left.
+  bool IsEmpty() const { return m_library.CanUnload(); }
+
+ private:
+  /// A file's bytes, shared by all that play it.
+  struct Image {
+    std::shared_ptr<std::uint8_t[]> bytes;
+    std::uint64_t size = 0;
+  };
+
+  static Image ReadImage(const std::string& path);
+
+  host::PluginLibrary m_library;
+  ComPtr<IUnknown> m_context;
+  std::vector<Image> m_files;
+  std::vector<std::vector<Digest>> m_alone;
+};
+
+}  // namespace qbflv::soak
