@@ -147,7 +147,7 @@ void SessionHost::PlayWell() {
   }
 }
 
-Status SessionHost::Settle(std::function<void(Status, bool)> answer) {
+Status SessionHost::Settle(const Completion& answer) {
   ++m_operations;
   ++m_allOperations;
   const std::uint64_t bytes = m_fileBytes.size() + kLeastFile;
@@ -157,7 +157,7 @@ Status SessionHost::Settle(std::function<void(Status, bool)> answer) {
       m_behavesWell ? Way::kInline : static_cast<Way>(m_script.Choose(static_cast<std::size_t>(Way::kCount)));
   switch (way) {
     case Way::kQueued:
-      m_waiting.push_back([answer] { answer(kOk, false); });
+      m_waiting.emplace_back([answer] { answer(kOk, false); });
       return kOk;
     case Way::kFailed:
       answer(kFailed, false);

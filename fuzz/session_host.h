@@ -61,8 +61,10 @@ class SessionHost {
 
   // For the file.
   using Answer = std::function<void()>;
+  /// Gives an answer: with that status, and, of what has a size, cut in half.
+  using Completion = std::function<void(Status status, bool cut)>;
   /// Asks the script how the operation is answered: that is what it returns at once.
-  Status Settle(std::function<void(Status status, bool cut)> answer);
+  Status Settle(const Completion& answer);
   Decisions& Script() { return m_script; }
 
  private:

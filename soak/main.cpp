@@ -11,12 +11,12 @@
 #include "soak/turnover.h"
 
 int main(int argumentCount, char** arguments) {
-  using namespace qbflv::soak;
+  namespace soak = qbflv::soak;
   CLI::App app("Put the plug-in under a server's load, on files in memory. Exit status: 0 well, 1 not.", "qbflv_soak");
   app.require_subcommand(1);
   std::string plugin = QBFLV_PLUGIN_PATH;
   std::vector<std::string> files;
-  CrowdOptions crowd;
+  soak::CrowdOptions crowd;
   std::uint64_t count = 1000000;
 
   CLI::App* const many = app.add_subcommand("crowd", "Play many objects at once, from several threads");
@@ -33,8 +33,8 @@ int main(int argumentCount, char** arguments) {
   CLI11_PARSE(app, argumentCount, arguments);
 
   try {
-    const Server server(plugin, files);
-    const bool isWell = many->parsed() ? PlayCrowd(server, crowd) : OpenAndClose(server, count);
+    const soak::Server server(plugin, files);
+    const bool isWell = many->parsed() ? soak::PlayCrowd(server, crowd) : soak::OpenAndClose(server, count);
     return isWell ? 0 : 1;
   } catch (const std::exception& error) {
     fmt::print(stderr, "qbflv_soak: {}\n", error.what());
