@@ -6,8 +6,6 @@
 #include "fuzz/target.h"
 #include "host/buffer.h"
 #include "host/context.h"
-#include "host/object_factory.h"
-#include "host/preferences.h"
 
 extern "C" qbflv::Status QBMCreateInstance(qbflv::IUnknown** object);
 
@@ -90,13 +88,13 @@ void* ScriptedFile::FindInterface(const GUID& id) {
 
 SessionHost::SessionHost(std::span<const std::uint8_t> script, std::span<const std::uint8_t> file)
     : m_script(script), m_scriptSize(script.size()), m_fileBytes(file) {
-  const auto preferences = host::MakeObject<host::Preferences>();
   const std::uint8_t settings = m_script.Byte();
-  if ((settings & 1) != 0) preferences->SetPref("DisableFLVThumbnailSeekModification", (settings & 2) != 0 ? "1" : "0");
-  if ((settings & 4) != 0) preferences->SetPref("FLVMergeSorterMaxTimespan", "50");
-  m_context = host::MakeObject<host::Context>(host::MakeObject<host::ObjectFactory>().Query<IQBObjectFactory>(),
-                                              preferences.Query<IQBPreferences>())
-                  .Query<IUnknown>();
+  host::NamedTexts preferences;
+  if ((settings & 1) != 0) {
+    preferences.emplace_back("DisableFLVThumbnailSeekModification", (settings & 2) != 0 ? "1" : "0");
+  }
+  if ((settings & 4) != 0) preferences.emplace_back("FLVMergeSorterMaxTimespan", "50");
+  m_context = host::MakeContext(preferences).Query<IUnknown>();
   m_request = host::MakeObject<host::Request>((settings & 8) != 0 ? "http://host/a.flv?ProcessTimeUnits=3" : "a.flv");
   if ((settings & 16) != 0) m_request->Headers().SetText("AcceptMetaInfo", "*");
   m_sink = host::MakeObject<host::RecordingSink>([this](const host::SinkEvent& event) { OnSink(event); });

@@ -7,8 +7,6 @@
 
 #include "fuzz/target.h"
 #include "host/context.h"
-#include "host/object_factory.h"
-#include "host/preferences.h"
 #include "host/request.h"
 #include "plugin/util/text.h"
 #include "plugin/util/time_value.h"
@@ -50,14 +48,6 @@ std::size_t StartTimePlainly(std::string_view text) {
   return std::string_view::npos;
 }
 
-ComPtr<IUnknown> MakeContext(bool ignoresOptions) {
-  const auto preferences = host::MakeObject<host::Preferences>();
-  if (ignoresOptions) preferences->SetPref("IgnoreURLOptions", "1");
-  return host::MakeObject<host::Context>(host::MakeObject<host::ObjectFactory>().Query<IQBObjectFactory>(),
-                                         preferences.Query<IQBPreferences>())
-      .Query<IUnknown>();
-}
-
 }  // namespace
 
 void Try(std::span<const std::uint8_t> input) {
@@ -65,7 +55,9 @@ void Try(std::span<const std::uint8_t> input) {
   // Up to its first NUL, as a host hands it over.
   const auto* const text = reinterpret_cast<const char*>(input.data()) + 1;
   const std::string url(text, strnlen(text, input.size() - 1));
-  const ComPtr<IUnknown> context = MakeContext((input[0] & 1) != 0);
+  host::NamedTexts preferences;
+  if ((input[0] & 1) != 0) preferences.emplace_back("IgnoreURLOptions", "1");
+  const auto context = host::MakeContext(preferences);
   const auto request = host::MakeObject<host::Request>(url);
   ComPtr<IQBPropertyList> options;
   Require(GetURLOptions(request.Get(), context.Get(), options) == kOk, "a URL has options, or none");

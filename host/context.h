@@ -1,7 +1,9 @@
 // What the host offers to a plug-in: its object factory and its preferences.
 #pragma once
 
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "host/com_object.h"
 
@@ -25,5 +27,10 @@ class Context final : public ComObject<IUnknown> {
   ComPtr<IQBObjectFactory> m_factory;
   ComPtr<IQBPreferences> m_preferences;
 };
+
+using NamedTexts = std::vector<std::pair<std::string, std::string>>;
+
+/// A context with this host's object factory, and with these preferences.
+ComPtr<Context> MakeContext(const NamedTexts& preferences = {});
 
 }  // namespace qbflv::host

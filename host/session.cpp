@@ -3,22 +3,12 @@
 
 #include <fmt/format.h>
 
-#include "host/context.h"
 #include "host/host_error.h"
-#include "host/object_factory.h"
-#include "host/preferences.h"
 #include "host/request.h"
 
 namespace qbflv::host {
 
 namespace {
-
-ComPtr<Context> MakeContext(const NamedTexts& values) {
-  const auto preferences = MakeObject<Preferences>();
-  for (const auto& [name, value] : values) preferences->SetPref(name.c_str(), value);
-  return MakeObject<Context>(MakeObject<ObjectFactory>().Query<IQBObjectFactory>(),
-                             preferences.Query<IQBPreferences>());
-}
 
 ComPtr<Request> MakeRequest(const SessionOptions& options) {
   auto request = MakeObject<Request>(options.url);

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/context.h"
 #include "host/event_loop.h"
 #include "host/file_object.h"
 #include "host/plugin_info.h"
@@ -19,8 +20,6 @@
 #include "host/recording_sink.h"
 
 namespace qbflv::host {
-
-using NamedTexts = std::vector<std::pair<std::string, std::string>>;
 
 struct SessionOptions {
   std::filesystem::path plugin;

@@ -1,15 +1,14 @@
-// One client of a server that plays a file from memory: an object of the plug-in, asked a step at a time.
+// A client that remembers what was delivered to it, and asks for one packet at a time.
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
-#include "host/event_loop.h"
-#include "host/file_object.h"
-#include "host/plugin_library.h"
-#include "host/recording_sink.h"
+#include "host/client.h"
 
 namespace qbflv::soak {
+
+class Server;
 
 /// What a stream delivered: every packet's time, flags and bytes, in order.
 struct Digest {
@@ -20,48 +19,28 @@ struct Digest {
   bool operator==(const Digest&) const = default;
 };
 
-class Server;
-
-/// Used by one thread at a time.
-class Client {
+class Client final : public host::Client {
  public:
   using Answers = host::FileOptions::Answers;
 
   /// On one of the server's files. Throws HostError when no object can be made.
   Client(const Server& server, std::size_t file, Answers answers);
-  Client(const Client&) = delete;
-  Client& operator=(const Client&) = delete;
-  /// Closes the object, whatever it is doing.
-  ~Client();
 
-  /// Opens the file and reads all headers. Each false: the object does not get that far.
-  bool Open();
-  bool ReadHeaders();
+  /// Opens the file and reads all headers; false when the object does not get that far.
+  bool Start();
 
-  std::uint16_t StreamCount() const { return static_cast<std::uint16_t>(m_streams.size()); }
   /// Whether the stream has neither been asked for a packet nor ended.
   bool IsIdle(std::uint16_t stream) const { return !m_asked[stream] && !m_streams[stream].done; }
-  /// Asks for the stream's next packet, and for nothing after it.
   void Ask(std::uint16_t stream);
-  void Seek(std::uint32_t time) { m_format->Seek(time); }
-  /// Gives the oldest of the file's answers that wait; false when none does.
-  bool Answer() { return m_loop.RunOne(); }
 
   bool IsDone() const;
   const std::vector<Digest>& Streams() const { return m_streams; }
 
  private:
-  void OnSink(const host::SinkEvent& event);
-  void Take(Digest& digest, IQBPacket& packet);
-  void AnswerAll();
+  void OnPacket(std::uint16_t stream, IQBPacket& packet) override;
+  void OnStreamDone(std::uint16_t stream) override { m_streams[stream].done = true; }
+  void OnSeekDone(Status status) override;
 
-  host::EventLoop m_loop;
-  ComPtr<host::FileObject> m_file;
-  ComPtr<host::RecordingSink> m_sink;
-  ComPtr<IQBPlugin> m_plugin;
-  ComPtr<IQBFileFormatObject> m_format;
-  bool m_isOpen = false;
-  std::size_t m_headers = 0;
   std::vector<Digest> m_streams;
   std::vector<bool> m_asked;
 };

@@ -49,7 +49,7 @@ class Crowd {
   void Open() {
     EachOnSomeThread([this](Member& member) {
       member.client.emplace(m_server, member.file, member.answers);
-      if (!member.client->Open() || !member.client->ReadHeaders()) ++m_wrong;
+      if (!member.client->Start()) ++m_wrong;
     });
   }
 

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "host/memory_file.h"
 #include "soak/client.h"
 
 namespace qbflv::soak {
@@ -18,7 +18,7 @@ class Server {
   const host::PluginLibrary& Library() const { return m_library; }
   IUnknown* Context() const { return m_context.Get(); }
   std::size_t FileCount() const { return m_files.size(); }
-  host::BlockReader Open(std::size_t file) const { return {m_files[file].bytes, m_files[file].size}; }
+  host::BlockReader Open(std::size_t file) const { return m_files[file].Open(); }
   /// What the file's streams deliver to a client that is alone.
   const std::vector<Digest>& Alone(std::size_t file) const { return m_alone[file]; }
 
@@ -26,17 +26,9 @@ class Server {
   bool IsEmpty() const { return m_library.CanUnload(); }
 
  private:
-  /// A file's bytes, shared by all that play it.
-  struct Image {
-    std::shared_ptr<std::uint8_t[]> bytes;
-    std::uint64_t size = 0;
-  };
-
-  static Image ReadImage(const std::string& path);
-
   host::PluginLibrary m_library;
   ComPtr<IUnknown> m_context;
-  std::vector<Image> m_files;
+  std::vector<host::MemoryFile> m_files;
   std::vector<std::vector<Digest>> m_alone;
 };
 
