@@ -7,10 +7,11 @@
 #include <string_view>
 
 #include "host/com_object.h"
+#include "host/pooled.h"
 
 namespace qbflv::host {
 
-class Buffer final : public ComObject<IQBBuffer> {
+class Buffer final : public ComObject<IQBBuffer>, public Pooled<Buffer> {
  public:
   Buffer() = default;
   /// A buffer over the first size bytes, which stay shared with whoever else holds them.

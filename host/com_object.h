@@ -1,12 +1,12 @@
 // The base of the host's interface objects: reference count and interface table.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <new>
 #include <utility>
 
+#include "host/reference_count.h"
 #include "plugin/shell/host_interfaces.h"
 #include "plugin/util/com_ptr.h"
 
@@ -28,10 +28,10 @@ class ComObject : public FirstInterface, public Interfaces... {
     return kOk;
   }
 
-  std::uint32_t AddRef() final { return m_count.fetch_add(1, std::memory_order_relaxed) + 1; }
+  std::uint32_t AddRef() final { return m_count.Increment(); }
 
   std::uint32_t Release() final {
-    const std::uint32_t left = m_count.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    const std::uint32_t left = m_count.Decrement();
     if (left == 0) std::unique_ptr<ComObject>(this).reset();
     return left;
   }
@@ -54,7 +54,7 @@ class ComObject : public FirstInterface, public Interfaces... {
  private:
   friend struct std::default_delete<ComObject>;
 
-  std::atomic<std::uint32_t> m_count{1};
+  ReferenceCount m_count;
 };
 
 /// A new object with the one reference that is returned.

@@ -7,7 +7,6 @@
 #include <limits>
 #include <utility>
 
-#include "host/buffer.h"
 #include "host/host_error.h"
 #include "host/system.h"
 
@@ -62,19 +61,20 @@ Status FileObject::Close() {
 Status FileObject::Read(std::uint32_t count) {
   if (!m_response) return kInvalidState;
   ++m_counts.reads;
-  ComPtr<IQBBuffer> buffer;
+  ComPtr<Buffer> buffer;
   const Status status = WithoutThrowing([&] { return ReadBuffer(count, buffer); });
-  return Answer(m_response, [status, buffer](IQBFileResponse& to) { to.ReadDone(status, buffer.Get()); });
+  return Answer(m_response,
+                [status, buffer = std::move(buffer)](IQBFileResponse& to) { to.ReadDone(status, buffer.Get()); });
 }
 
-Status FileObject::ReadBuffer(std::uint32_t count, ComPtr<IQBBuffer>& buffer) {
+Status FileObject::ReadBuffer(std::uint32_t count, ComPtr<Buffer>& buffer) {
   Slice slice;
   const Status status = m_reader.Read(m_position, count, slice);
   if (Failed(status)) return status;
   if (slice.size == 0 && count > 0 && m_options.endOfFile == FileOptions::EndOfFile::kFail) return kFailed;
   m_position += slice.size;
   m_counts.bytes += slice.size;
-  buffer = MakeObject<Buffer>(std::move(slice.bytes), slice.size).Query<IQBBuffer>();
+  buffer = MakeObject<Buffer>(std::move(slice.bytes), slice.size);
   return kOk;
 }
 

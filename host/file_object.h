@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "host/block_reader.h"
+#include "host/buffer.h"
 #include "host/com_object.h"
 #include "host/event_loop.h"
 
@@ -65,7 +66,7 @@ class FileObject final : public ComObject<IQBSourceFile, IQBFileStat> {
   void* FindInterface(const GUID& id) override;
 
  private:
-  Status ReadBuffer(std::uint32_t count, ComPtr<IQBBuffer>& buffer);
+  Status ReadBuffer(std::uint32_t count, ComPtr<Buffer>& buffer);
 
   template <typename Response, typename Completion>
   Status Answer(ComPtr<Response> response, Completion completion);

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "host/com_object.h"
+#include "host/pooled.h"
 
 namespace qbflv::host {
 
@@ -37,6 +38,6 @@ class BasicPacket : public ComObject<Interface> {
   std::uint16_t m_asmRule = 0;
 };
 
-class Packet final : public BasicPacket<IQBPacket> {};
+class Packet final : public BasicPacket<IQBPacket>, public Pooled<Packet> {};
 
 }  // namespace qbflv::host

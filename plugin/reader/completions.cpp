@@ -7,7 +7,7 @@
 
 namespace qbflv {
 
-Status CQBFLVFileFormat::TakeAnswer(Answer answer) {
+Status CQBFLVFileFormat::TakeAnswer(Answer&& answer) {
   if (!m_pFileObject) return kInvalidState;  // closed: nothing is left to act on
   if (m_Operations.TakeOvertaken(answer.completion)) {
     NoteOvertaken(answer);

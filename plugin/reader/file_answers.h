@@ -21,7 +21,7 @@ struct Answer {
 class CFileAnswers : public IQBFileResponse, public IQBFileStatResponse {
  public:
   /// kOk when the answer is acted on, kInvalidState when it is not expected.
-  virtual Status TakeAnswer(Answer answer) = 0;
+  virtual Status TakeAnswer(Answer&& answer) = 0;
 
   Status InitDone(Status status) override;
   Status CloseDone(Status status) override;

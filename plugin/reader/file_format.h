@@ -62,7 +62,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   Status Close() override;
 
   // IQBFileResponse and IQBFileStatResponse: completions of the file object in use
-  Status TakeAnswer(Answer answer) override;
+  Status TakeAnswer(Answer&& answer) override;
 
   // IQBInterruptSafe
   BOOL IsInterruptSafe() override { return 1; }

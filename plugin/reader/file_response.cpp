@@ -28,7 +28,7 @@ std::uint32_t CFileResponse::Release() {
 }
 
 // The taker may drop the last reference to this object meanwhile: nothing of it is touched afterwards.
-Status CFileResponse::TakeAnswer(Answer answer) {
+Status CFileResponse::TakeAnswer(Answer&& answer) {
   return m_pTaker != nullptr ? m_pTaker->TakeAnswer(std::move(answer)) : kInvalidState;
 }
 

@@ -20,7 +20,7 @@ class CFileResponse final : public CFileAnswers, public CQBBaseCountingObject {
   std::uint32_t AddRef() override;
   std::uint32_t Release() override;
 
-  Status TakeAnswer(Answer answer) override;
+  Status TakeAnswer(Answer&& answer) override;
 
  private:
   std::int32_t m_lRefCount = 0;

@@ -2,6 +2,7 @@
 // input.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <span>
 
@@ -25,12 +26,37 @@ struct ByteCursor {
 
 // Each answers kOk, or kFailed when the cursor has no bytes to point at or fewer remain than the item needs.
 
-[[nodiscard]] Status ReadUINT8(ByteCursor& cursor, std::uint8_t& value);
-[[nodiscard]] Status ReadUINT16(ByteCursor& cursor, std::uint16_t& value);
-[[nodiscard]] Status ReadUINT24(ByteCursor& cursor, std::uint32_t& value);
-[[nodiscard]] Status ReadUINT32(ByteCursor& cursor, std::uint32_t& value);
+/// An unsigned number of kSize bytes.
+template <std::uint32_t kSize, typename Value>
+[[nodiscard]] inline Status ReadBigEndian(ByteCursor& cursor, Value& value) {
+  if (cursor.bytes == nullptr || cursor.remaining < kSize) return kFailed;
+  std::uint64_t result = 0;
+  for (std::uint32_t i = 0; i < kSize; ++i) result = result << 8 | cursor.bytes[i];
+  value = static_cast<Value>(result);
+  cursor.bytes += kSize;
+  cursor.remaining -= kSize;
+  return kOk;
+}
+
+[[nodiscard]] inline Status ReadUINT8(ByteCursor& cursor, std::uint8_t& value) {
+  return ReadBigEndian<1>(cursor, value);
+}
+[[nodiscard]] inline Status ReadUINT16(ByteCursor& cursor, std::uint16_t& value) {
+  return ReadBigEndian<2>(cursor, value);
+}
+[[nodiscard]] inline Status ReadUINT24(ByteCursor& cursor, std::uint32_t& value) {
+  return ReadBigEndian<3>(cursor, value);
+}
+[[nodiscard]] inline Status ReadUINT32(ByteCursor& cursor, std::uint32_t& value) {
+  return ReadBigEndian<4>(cursor, value);
+}
 /// IEEE-754 double precision.
-[[nodiscard]] Status ReadDouble(ByteCursor& cursor, double& value);
+[[nodiscard]] inline Status ReadDouble(ByteCursor& cursor, double& value) {
+  std::uint64_t bits = 0;
+  const Status status = ReadBigEndian<8>(cursor, bits);
+  if (Succeeded(status)) value = std::bit_cast<double>(bits);
+  return status;
+}
 
 /// Reads count bits (at most 32), the first one most significant. bitPosition is the next bit of the current byte, from
 /// 7 (its most significant) down to 0. A count of 0 yields 0. kFailed also for a bit position above 7, for more bits

@@ -1,0 +1,45 @@
+// The number of references to a host object.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#endif
+
+namespace qbflv::host {
+
+/// Counts from 1. Any thread may hold a reference; while the process has but one thread, as the C library tells, no
+/// count costs an atomic operation.
+class ReferenceCount {
+ public:
+  /// Each answers the new count.
+  std::uint32_t Increment() {
+    if (!IsShared()) return Set(Load() + 1);
+    return m_count.fetch_add(1, std::memory_order_relaxed) + 1;
+  }
+  std::uint32_t Decrement() {
+    if (!IsShared()) return Set(Load() - 1);
+    return m_count.fetch_sub(1, std::memory_order_acq_rel) - 1;
+  }
+
+ private:
+  static bool IsShared() {
+#if __has_include(<sys/single_threaded.h>)
+    return __libc_single_threaded == 0;
+#else
+    return true;
+#endif
+  }
+
+  std::uint32_t Load() const { return m_count.load(std::memory_order_relaxed); }
+  std::uint32_t Set(std::uint32_t count) {
+    m_count.store(count, std::memory_order_relaxed);
+    return count;
+  }
+
+  std::atomic<std::uint32_t> m_count{1};
+};
+
+}  // namespace qbflv::host
