@@ -67,38 +67,6 @@ TEST(Memory, WithoutAny_NoObjectIsMade) {
   }
 }
 
-/// Plays with the library's n-th allocation failing; false when the session had fewer.
-bool PlayWithShortage(std::int64_t nth, Shortage shortage, bool everyAfter, Answers answers) {
-  const HeapShortage heapShortage(nth, shortage, everyAfter);
-  HostScript script = Rich();
-  script.file.answers = answers;
-  try {
-    ScriptedHost host(script);
-    host.Play();
-    // A host may go on after a failure, to whatever is possible then.
-    host.Play();
-    host.Close();
-  } catch (const std::exception&) {
-    EXPECT_TRUE(heapShortage.Struck()) << "no object was made";
-  }
-  return heapShortage.Struck();
-}
-
-TEST(Memory, RunningOutAtAnyPoint_DoesNoHarm) {
-  static_cast<void>(Exports());
-  for (const Shortage shortage : {Shortage::kThrows, Shortage::kReturnsNull}) {
-    for (const bool everyAfter : {false, true}) {
-      for (const Answers answers : {Answers::kInline, Answers::kLater}) {
-        std::int64_t nth = 1;
-        while (PlayWithShortage(nth, shortage, everyAfter, answers)) ++nth;
-        EXPECT_GT(nth, 20) << "the session had no allocations to fail";
-        EXPECT_EQ(0, ReadLibraryHeap().live);
-        EXPECT_EQ(kOk, Exports().canUnload());
-      }
-    }
-  }
-}
-
 TEST(Memory, ForAContainersClaims_StaysInProportionToItsBytes) {
   struct Claim {
     const char* name;
