@@ -20,8 +20,8 @@ Status CQBFLVFileFormat::TakeAnswer(Answer&& answer) {
     if (answer.completion == Completion::kRead) MoveOn(answer.buffer.Get());
     if (answer.completion == Completion::kSeek) MoveTo(m_ulSeekOffset);
   }
-  const bool answered = m_Answer.completion != Completion::kNone;
-  if (answered || answer.completion != ExpectedCompletion(m_ulState)) return kInvalidState;
+  // In the middle of a step the state still is the one that its answer was expected in.
+  if (answer.completion != ExpectedCompletion(m_ulState) || !m_Operations.TakeDue()) return kInvalidState;
 
   m_Answer = std::move(answer);
   const Turn turn(*this);  // takes the answer up at its end, or leaves it to the outermost call

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "plugin/reader/reader_state.h"
 
@@ -14,8 +15,12 @@ class CFileOperations {
   /// An operation is about to be asked for. The number is its own.
   std::uint32_t Begin(Completion kind) {
     m_waiting = kind;
+    m_bDue = true;
     return ++m_ulNumber;
   }
+
+  /// Takes the answer to the operation under way; false when it was taken before.
+  bool TakeDue() { return std::exchange(m_bDue, false); }
 
   /// The file object refused it: no answer will come.
   void Refuse(Completion kind, std::uint32_t number) {
@@ -64,6 +69,8 @@ class CFileOperations {
   std::uint32_t m_ulNumber = 0;
   std::uint32_t m_ulOvertakenOffset = 0;
   bool m_bFilePlaced = true;
+  /// The operation that was begun last has not been answered, though it may have been refused.
+  bool m_bDue = false;
   std::uint32_t m_overtaken[kCompletionKinds] = {};
 };
 

@@ -37,6 +37,7 @@ Status CQBFLVFileFormat::InitFileFormat(IQBRequest* request, IQBFormatSink* sink
   if (!m_pFileResponse) return kOutOfMemory;
   m_ulState = kStateFileInitPending;
   const ComPtr<CFileResponse> response = m_pFileResponse;
+  m_Operations.Begin(Completion::kInit);
   return file->Init(kFileAccess, response.Get());
 }
 
@@ -122,6 +123,7 @@ void CQBFLVFileFormat::OnFlvHeader(Status status, IQBBuffer* buffer) {
   if (!stat) return EndInit(kStateInitialized, kOk);
   m_ulState = kStateStatPending;
   const ComPtr<CFileResponse> response = m_pFileResponse;
+  m_Operations.Begin(Completion::kStat);
   status = stat->Stat(response.Get());
   // A stat that is refused at once will not be answered. One that is answered with a failure leaves the size unknown.
   const bool answered = m_Answer.completion != Completion::kNone;

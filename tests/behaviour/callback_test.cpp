@@ -74,24 +74,6 @@ void AtEveryMoment(Act act, Check check) {
   EXPECT_EQ(kOk, Exports().canUnload());
 }
 
-TEST(Callbacks, Closing_StopEverything) {
-  AtEveryMoment([](ScriptedHost& host, Answers) { EXPECT_EQ(kOk, host.format->Close()); },
-                [](ScriptedHost& host, const Lines& after, Answers) {
-                  EXPECT_EQ(Lines{"Close"}, after);
-                  EXPECT_EQ(0u, OtherReferences(host.sink.Get()));
-                  EXPECT_EQ(0u, host.FileReferences());
-                });
-}
-
-TEST(Callbacks, ReleasingTheLastReference_StopEverything) {
-  AtEveryMoment([](ScriptedHost& host, Answers) { host.ReleasePlugin(); },
-                [](ScriptedHost& host, const Lines& after, Answers) {
-                  EXPECT_EQ(Lines{"Close"}, after);
-                  EXPECT_EQ(0u, OtherReferences(host.sink.Get()));
-                  EXPECT_EQ(0u, host.FileReferences());
-                });
-}
-
 TEST(Callbacks, ClosingAndReleasing_StopEverything) {
   AtEveryMoment(
       [](ScriptedHost& host, Answers) {
@@ -122,63 +104,6 @@ Lines FreshStart(Answers answers) {
   ScriptedHost fresh({.file = OtherFile(answers)});
   fresh.Open();
   return fresh.log.All();
-}
-
-TEST(Callbacks, StartingOver_PlayTheNewFileOnly) {
-  AtEveryMoment(
-      [](ScriptedHost& host, Answers answers) {
-        host.file = host.MakeFile(OtherFile(answers));
-        EXPECT_EQ(kOk, host.StartOver());
-      },
-      [](ScriptedHost&, const Lines& after, Answers answers) {
-        // The host that is not nested stands in its old script, and goes on from wherever the new file is now.
-        const Lines start = FreshStart(answers);
-        ASSERT_GE(after.size(), start.size());
-        EXPECT_EQ(start, Lines(after.begin(), after.begin() + static_cast<std::ptrdiff_t>(start.size())));
-        for (const std::string& line : after) {
-          EXPECT_FALSE(line.starts_with("PacketReady") && line.find("t=5") == std::string::npos) << line;
-        }
-      });
-}
-
-TEST(Callbacks, StartingOver_PlayTheNewFileToItsEnd) {
-  for (const Moment& moment : kMoments) {
-    for (const Answers answers : {Answers::kInline, Answers::kLater}) {
-      ScriptedHost fresh({.file = OtherFile(answers)});
-      fresh.PlayNested();
-      ScriptedHost host({.file = {.bytes = SmallFile().File(), .answers = answers}});
-      int seen = 0;
-      std::size_t before = 0;
-      host.OnSinkCall([&](const host::SinkEvent& event) {
-        if (before != 0 || event.kind != moment.kind || ++seen != moment.occurrence) return;
-        before = host.log.Size();
-        host.file = host.MakeFile(OtherFile(answers));
-        EXPECT_EQ(kOk, host.StartOver());
-      });
-      host.PlayNested();
-      EXPECT_EQ(fresh.log.All(), host.log.From(before)) << moment.name;
-    }
-  }
-}
-
-TEST(Callbacks, WithAnyRequest_AreAnsweredOrRefused) {
-  // Whatever is asked, the session goes on to its end; what a request itself brings comes on top.
-  AtEveryMoment(
-      [](ScriptedHost& host, Answers) {
-        for (const std::uint16_t stream : {std::uint16_t{0}, std::uint16_t{1}, std::uint16_t{2}}) {
-          static_cast<void>(host.format->GetPacket(stream));
-          static_cast<void>(host.format->GetStreamHeader(stream));
-        }
-        static_cast<void>(host.format->GetFileHeader());
-        EXPECT_EQ(kFailed, host.plugin->InitPlugin(nullptr));
-        EXPECT_EQ(kInvalidState, host.format->InitFileFormat(nullptr, nullptr, nullptr));
-      },
-      [](ScriptedHost& host, const Lines&, Answers) {
-        EXPECT_LE(host.log.Count("StreamDone s=0"), 1u);
-        EXPECT_LE(host.log.Count("StreamDone s=1"), 1u);
-        EXPECT_LE(host.log.Count("PacketReady"), 5u);
-        EXPECT_EQ(0u, host.file->Waiting());
-      });
 }
 
 TEST(Callbacks, Initialising_LeaveTheObjectReady) {

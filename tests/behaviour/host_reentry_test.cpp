@@ -38,24 +38,6 @@ class CallingFile final : public host::ComObject<IQBSourceFile> {
   int m_closes = 0;
 };
 
-/// A factory that runs something before it makes the n-th object.
-class CallingFactory final : public host::ComObject<IQBObjectFactory> {
- public:
-  CallingFactory(int number, std::function<void()> onCreate) : m_left(number), m_onCreate(std::move(onCreate)) {}
-
-  Status CreateInstance(const GUID& classId, void** object) override {
-    if (--m_left == 0) m_onCreate();
-    return m_factory->CreateInstance(classId, object);
-  }
-
-  int Left() const { return m_left; }
-
- private:
-  ComPtr<host::ObjectFactory> m_factory = host::MakeObject<host::ObjectFactory>();
-  int m_left;
-  std::function<void()> m_onCreate;
-};
-
 TEST(HostReentry, FileThatCallsBackWhileItCloses_IsClosedOnceAndAnswersNothing) {
   const char* const actions[] = {"Close", "answer", "Release"};
   for (const std::string action : actions) {
@@ -89,69 +71,6 @@ TEST(HostReentry, FileThatIsHeldByTheObjectAlone_OutlivesANestedClose) {
   ASSERT_EQ(kOk, host.format->InitFileFormat(host.request.Get(), host.sink.Get(), file.Get()));
   file = nullptr;
   EXPECT_EQ(kOk, host.format->Close());
-}
-
-TEST(HostReentry, FileThatStartsTheNextOneWhileItCloses_LeavesThatOnePlaying) {
-  ScriptedHost host({.file = {.bytes = SmallFile().File()}});
-  const auto next = host.MakeFile({.bytes = SmallFile().File()});
-  auto file = host::MakeObject<CallingFile>(
-      host.file, [&] { EXPECT_EQ(kOk, host.format->InitFileFormat(host.request.Get(), host.sink.Get(), next.Get())); });
-  ASSERT_EQ(kOk, host.InitPlugin());
-  ASSERT_EQ(kOk, host.format->InitFileFormat(host.request.Get(), host.sink.Get(), file.Get()));
-  EXPECT_EQ(kOk, host.format->Close());
-  EXPECT_EQ(kOk, host.GetFileHeader());
-  EXPECT_EQ(2U, host.StreamCount());
-}
-
-TEST(HostReentry, FileThatAsksForWorkWhileItCloses_IsRefused) {
-  ScriptedHost host({.file = {.bytes = SmallFile().File()}});
-  auto file = host::MakeObject<CallingFile>(host.file, [&] {
-    EXPECT_EQ(Hex(kInvalidState), Hex(host.format->Seek(0)));
-    EXPECT_EQ(Hex(kInvalidState), Hex(host.format->GetPacket(0)));
-  });
-  ASSERT_EQ(kOk, host.InitPlugin());
-  ASSERT_EQ(kOk, host.format->InitFileFormat(host.request.Get(), host.sink.Get(), file.Get()));
-  host.GetFileHeader();
-  EXPECT_EQ(kOk, host.format->Close());
-  EXPECT_EQ(1, file->Closes());
-}
-
-/// Every object that the plug-in asks for is once the moment at which the host closes the reader, or lets go of it.
-TEST(HostReentry, FactoryThatEndsTheObject_IsFollowedByNoOperation) {
-  for (const bool releases : {false, true}) {
-    int number = 0;
-    for (int left = 0; left <= 0;) {
-      SCOPED_TRACE(std::to_string(++number) + (releases ? " releases" : " closes"));
-      ScriptedHost host({.file = {.bytes = SmallFile().File()}});
-      std::size_t after = 0;
-      auto factory = host::MakeObject<CallingFactory>(number, [&] {
-        const ComPtr<IQBFileFormatObject> format = host.format;
-        if (releases) {
-          host.ReleasePlugin();
-        } else {
-          format->Close();
-        }
-        after = host.log.Size();
-      });
-      const auto context = host::MakeObject<host::Context>(factory.Query<IQBObjectFactory>(), nullptr);
-      ASSERT_EQ(kOk, host.plugin->InitPlugin(context.Get()));
-      const ComPtr<IQBFileFormatObject> format = host.format;
-      const auto live = [&] { return static_cast<bool>(host.format); };
-      format->InitFileFormat(host.request.Get(), host.sink.Get(), host.file.Get());
-      if (live()) format->GetFileHeader();
-      for (std::uint16_t stream = 0; stream < 2 && live(); ++stream) format->GetStreamHeader(stream);
-      if (live()) host.RenewRequests();
-      for (std::uint16_t stream = 0; stream < 2 && live(); ++stream) format->GetPacket(stream);
-      left = factory->Left();
-      if (left > 0) break;
-      if (releases) continue;  // the test's own reference keeps the object: only that nothing crashes counts
-      for (const std::string& line : host.log.From(after)) {
-        EXPECT_FALSE(line.starts_with("Read") || line.starts_with("Seek(")) << line;
-      }
-    }
-    EXPECT_GT(number, 8) << "the session asks for lists, buffers and packets";
-  }
-  EXPECT_EQ(kOk, Exports().canUnload());
 }
 
 TEST(HostReentry, FailedSkip_EndsEveryStreamThoughAnotherOneAsksMeanwhile) {

@@ -1,5 +1,7 @@
 #include "tests/reliability/faulty_host.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <memory>
 
@@ -24,6 +26,7 @@ class Counted {
 /// The answer of an operation that hands something out: what it does well, unless it fails.
 template <typename Object, typename Work>
 Status HandOut(FaultPlan& plan, Asked asked, Object** object, Work work) {
+  plan.Tell(asked);
   const Failing how = plan.Take(asked);
   if (how == Failing::kNot) return work();
   *object = nullptr;
@@ -32,6 +35,7 @@ Status HandOut(FaultPlan& plan, Asked asked, Object** object, Work work) {
 
 template <typename Work>
 Status Do(FaultPlan& plan, Asked asked, Work work) {
+  plan.Tell(asked);
   return plan.Take(asked) == Failing::kNot ? work() : kOutOfMemory;
 }
 
@@ -73,6 +77,11 @@ class FaultyList final : public host::ComObject<IQBPropertyList> {
   explicit FaultyList(FaultPlan& plan) : m_counted(plan) {}
 
   host::PropertyList& Values() { return *m_list; }
+
+  /// As the host's own class it is the list inside.
+  Status QueryInterface(const GUID& id, void** object) override {
+    return id == host::PropertyList::kId ? m_list->QueryInterface(id, object) : ComObject::QueryInterface(id, object);
+  }
 
   Status SetULONG32(const char* name, std::uint32_t value) override {
     return Do(m_counted.plan, Asked::kSetProperty, [&] { return m_list->SetULONG32(name, value); });
@@ -170,17 +179,22 @@ Status FaultyFile::QueryInterface(const GUID& id, void** object) {
 }
 
 Status FaultyFile::Init(std::uint32_t /*flags*/, IQBFileResponse* response) {
+  m_plan.log.Add("Init");
   m_response = ComPtr<IQBFileResponse>::Retain(response);
   return Settle(Asked::kInit,
                 [to = m_response](Failing how) { to->InitDone(how == Failing::kAnswersFailure ? kFailed : kOk); });
 }
 
 Status FaultyFile::Close() {
+  const auto self = ComPtr<FaultyFile>::Retain(this);
+  m_plan.log.Add("Close");
   m_response = nullptr;
+  m_plan.Tell(Asked::kClose);
   return kOk;
 }
 
 Status FaultyFile::Read(std::uint32_t count) {
+  m_plan.log.Add(fmt::format("Read({})", count));
   const auto self = ComPtr<FaultyFile>::Retain(this);
   return Settle(Asked::kRead, [self, count, to = m_response](Failing how) {
     switch (how) {
@@ -201,6 +215,7 @@ Status FaultyFile::Read(std::uint32_t count) {
 }
 
 Status FaultyFile::Seek(std::uint32_t offset, BOOL /*relative*/) {
+  m_plan.log.Add(fmt::format("Seek({})", offset));
   const auto self = ComPtr<FaultyFile>::Retain(this);
   return Settle(Asked::kSeek, [self, offset, to = m_response](Failing how) {
     if (how != Failing::kAnswersFailure) self->m_position = offset;
@@ -213,6 +228,7 @@ Status FaultyFile::SetAccessHint(std::uint32_t /*hint*/) {
 }
 
 Status FaultyFile::Stat(IQBFileStatResponse* response) {
+  m_plan.log.Add("Stat");
   const auto size = static_cast<std::uint32_t>(m_bytes.size());
   return Settle(Asked::kStat, [size, to = ComPtr<IQBFileStatResponse>::Retain(response)](Failing how) {
     const bool fails = how == Failing::kAnswersFailure;
@@ -229,16 +245,15 @@ bool FaultyFile::Answer() {
 }
 
 Status FaultyFile::Settle(Asked asked, const std::function<void(Failing)>& answer) {
+  const auto self = ComPtr<FaultyFile>::Retain(this);
+  FaultPlan& plan = m_plan;
   ++m_operations;
-  const Failing how = m_plan.Take(asked);
-  if (how == Failing::kNeverAnswers) return kOk;
-  if (how == Failing::kRefuses) return kOutOfMemory;
-  if (m_answersInline) {
-    answer(how);
-  } else {
-    m_waiting.emplace_back([answer, how] { answer(how); });
-  }
-  return how == Failing::kRefusesAndAnswers ? kOutOfMemory : kOk;
+  const Failing how = plan.Take(asked);
+  const bool isAnswered = how != Failing::kNeverAnswers && how != Failing::kRefuses;
+  if (isAnswered && m_answersInline) answer(how);
+  if (isAnswered && !m_answersInline) m_waiting.emplace_back([answer, how] { answer(how); });
+  plan.Tell(asked);
+  return how == Failing::kRefuses || how == Failing::kRefusesAndAnswers ? kOutOfMemory : kOk;
 }
 
 ComPtr<IQBBuffer> FaultyFile::Cut(std::uint32_t count) {

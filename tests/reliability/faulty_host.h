@@ -1,4 +1,4 @@
-// A host that fails at one thing: the n-th of those that a plan counts.
+// A host that fails at one thing, the n-th of those that a plan counts, and that tells whenever it is asked for one.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +10,7 @@
 
 #include "host/com_object.h"
 #include "host/property_list.h"
+#include "tests/support/call_log.h"
 #include "tests/support/flv_builder.h"
 
 namespace qbflv::test {
@@ -30,6 +31,7 @@ enum class Asked {
   kSeek,
   kStat,
   kHint,
+  kClose,
 };
 
 /// How it goes wrong.
@@ -61,14 +63,24 @@ class FaultPlan {
   /// While the host uses its own objects.
   void Pause(bool paused) { m_isPaused = paused; }
 
+  /// Called whenever the library asks for something; an operation of the file has then been taken up, and answered if
+  /// it is answered inline.
+  void OnAsked(std::function<void(Asked)> listener) { m_listener = std::move(listener); }
+  void Tell(Asked asked) const {
+    if (m_listener && !m_isPaused) m_listener(asked);
+  }
+
   /// Objects of this host that are alive.
   int objects = 0;
+  /// The file's operations, and what the test adds.
+  CallLog log;
 
  private:
   const std::set<Asked> m_asked;
   const Failing m_how;
   int m_left;
   bool m_isPaused = false;
+  std::function<void(Asked)> m_listener;
 };
 
 /// The context: with a factory and preferences of its own.

@@ -1,2 +1,242 @@
 // Every call into the host crossed with every call that the host may make there.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <string>
+
+#include "tests/reliability/reentry_session.h"
+#include "tests/support/library_heap.h"
+
+namespace qbflv::test {
+namespace {
+
+using Lines = CallLog::Lines;
+
+constexpr auto kActions = static_cast<int>(Action::kCount);
+
+// What comes of a call. The host goes on with its own session behind it: opens, plays, seeks and plays on.
+constexpr char kTaken = '.';          // answered 0; the session goes on as without the call
+constexpr char kRefused = 'r';        // answered 0x80040009; the same
+constexpr char kEither = '=';         // one or the other, in different places of the row
+constexpr char kClosed = 'c';         // the file is closed, and nothing more is heard or asked
+constexpr char kNewFile = 'n';        // the new file plays to its end; of the old one nothing more
+constexpr char kSought = 's';         // one SeekDone, then the packets from at or before the time to the end
+constexpr char kOneHeaderMore = 'h';  // the stream header once more; the session goes on
+constexpr char kReadsOn = 'p';        // the object reads on from where the file stands
+constexpr char kAgain = 'a';          // what failed is done again, and the session goes on to its end
+constexpr char kOther = '?';
+
+const struct {
+  const char* moment;
+  const char* outcomes;
+} kMatrix[] = {
+    // GetPacket 0, 1, 9 | Seek | Close, last Release | InitFileFormat | GetFileHeader, GetStreamHeader | an unexpected
+    // completion
+    {"opening: QueryInterface", "rrrrccnrrr"},
+    {"opening: GetHeaders and GetURL", "rrrrccnrrr"},
+    {"opening: CreateInstance", "rrrrccnrrr"},
+    {"opening: ReadPref", "rrrrccnrrr"},
+    {"opening: Init", "rrrrccnrrr"},
+    {"opening: Seek", "rrrrccnrrr"},
+    {"opening: Read", "rrrrccnrrr"},
+    {"opening: Stat", "rrrrccnrrr"},
+    {"opening: InitDone", "rrrrccn.rr"},
+    {"opening: InitDone (failed)", "rrrrccnrrr"},
+    {"file header: Read", "rrrrccnrrr"},
+    {"file header: SetAccessHint", "rrrrccnrrr"},
+    {"file header: Seek", "rrrrccnrrr"},
+    {"file header: QueryInterface", "rrrrccnrrr"},
+    {"file header: CreateInstance", "rrrrccnrrr"},
+    {"file header: FileHeaderReady", "..rsccnr.r"},
+    {"file header: FileHeaderReady (failed)", "rrrrccnarr"},
+    {"stream headers: QueryInterface", "..rsccnrhr"},
+    {"stream headers: CreateInstance", "..rsccnrhr"},
+    {"stream headers: StreamHeaderReady", "..rsccnrhr"},
+    {"stream headers: last StreamHeaderReady", "..rsccnrrr"},
+    {"play: Read", "r=rsccnrrr"},
+    {"play: Seek", "rrrsccnrrr"},
+    {"play: CreateInstance", "rrrsccnrrr"},
+    {"play: PacketReady", "==rsccnrrr"},
+    {"play: StreamDone", "rrrsccnrrr"},
+    {"seek: Seek", "..rsccnrrr"},
+    {"seek: Read", "..rsccnrrr"},
+    {"seek: SeekDone", "..rsccnrrr"},
+    {"seek: SeekDone (failed)", "pprsccnrrr"},
+    {"play on: Read", "r=rsccnrrr"},
+    {"play on: CreateInstance", "rrrsccnrrr"},
+    {"play on: PacketReady", "==rsccnrrr"},
+    {"play on: Seek", "rrrsccnrrr"},
+    {"play on: StreamDone", "rrrsccnrrr"},
+    {"closing: Close", "rrrrccnrrr"},
+};
+
+Bytes File() {
+  FlvBuilder flv(kBoth);
+  flv.Metadata(QuickMetadata({{"title", amf::String("T")}}));
+  for (std::uint32_t i = 0; i < 8; ++i) {
+    flv.Audio(i * 400, 40 + i).Video(i * 400, 60 + i, i % 2 == 0);
+    if (i == 5) flv.Tag(kScriptTag, i * 400, amf::String("onCuePoint"));
+  }
+  return flv.File();
+}
+
+Lines WithoutStreamHeaders(Lines lines) {
+  std::erase_if(lines, [](const std::string& line) { return line.starts_with("StreamHeaderReady"); });
+  return lines;
+}
+
+bool Has(const Lines& lines, std::string_view beginning) {
+  return std::ranges::any_of(lines, [&](const std::string& line) { return line.starts_with(beginning); });
+}
+
+bool ReadsOn(const Lines& after) { return after.front() == "Read(15)" && after.back() == "Close"; }
+
+bool StartsAgain(const Lines& after) {
+  return Has(after, "FileHeaderReady 0x00000000") && Has(after, "SeekDone 0x00000000") && after.back() == "Close";
+}
+
+/// From a SeekDone to the last StreamDone: packets that end a whole play, from at or before the time on.
+bool PlaysFromTheTime(const Lines& after, const Lines& wholePlay) {
+  const auto sought = std::ranges::find(after, "SeekDone 0x00000000");
+  if (sought == after.end()) return false;
+  Lines played;
+  for (auto line = sought + 1;
+       line != after.end() &&
+       std::ranges::count_if(played, [](const std::string& each) { return each.starts_with("StreamDone"); }) < 2;
+       ++line) {
+    if (line->starts_with("PacketReady") || line->starts_with("StreamDone")) played.push_back(*line);
+  }
+  if (played.size() > wholePlay.size()) return false;
+  if (!std::equal(played.rbegin(), played.rend(), wholePlay.rbegin())) return false;
+  const auto early = [](const std::string& line) {
+    return line.find(" t=0 ") != std::string::npos || line.find(" t=400 ") != std::string::npos ||
+           line.find(" t=800 ") != std::string::npos;
+  };
+  return std::ranges::any_of(played, early);
+}
+
+/// A host without any further calls.
+struct Undisturbed {
+  Undisturbed(const Scenario& scenario, bool answersInline) {
+    ReentrySession session(scenario, answersInline, 0, Action::kNone);
+    session.Run();
+    log = session.After();
+    for (const std::string& line : log) {
+      if (line.starts_with("SeekDone")) break;
+      if (line.starts_with("PacketReady") || line.starts_with("StreamDone")) wholePlay.push_back(line);
+    }
+    otherFile = session.StartOver();
+    session.End();
+    log.push_back("Close");
+  }
+
+  Lines log;
+  Lines wholePlay;
+  /// What comes of another file.
+  Lines otherFile;
+};
+
+/// What came of the action, as a letter of the matrix. The session has run to its end, and is closed here.
+char OutcomeOf(ReentrySession& session, Action action, const Undisturbed& undisturbed) {
+  const auto expected = [&] {
+    const auto before = static_cast<std::ptrdiff_t>(session.Before().size());
+    return Lines(undisturbed.log.begin() + before, undisturbed.log.end());
+  };
+  session.End();
+  if (session.IsSeeking()) return kOther;
+  const Lines after = session.After();
+  const Status result = session.Result();
+  if (action == Action::kClose || action == Action::kLastRelease) {
+    return result == kOk && (after.empty() || after == Lines{"Close"}) ? kClosed : kOther;
+  }
+  if (after == expected()) {
+    if (result == kInvalidState) return kRefused;
+    return result == kOk ? kTaken : kOther;
+  }
+  if (result != kOk) return kOther;
+  switch (action) {
+    case Action::kSeek:
+      return PlaysFromTheTime(after, undisturbed.wholePlay) ? kSought : kOther;
+    case Action::kInitFileFormat: {
+      Lines newFile = undisturbed.otherFile;
+      newFile.emplace_back("Close");
+      return after == newFile ? kNewFile : kOther;
+    }
+    case Action::kGetPacketOfStream0:
+    case Action::kGetPacketOfStream1:
+      return ReadsOn(after) ? kReadsOn : kOther;
+    case Action::kGetFileHeader:
+      return StartsAgain(after) ? kAgain : kOther;
+    case Action::kGetStreamHeader:
+      return WithoutStreamHeaders(after) == WithoutStreamHeaders(expected()) ? kOneHeaderMore : kOther;
+    default:
+      return kOther;
+  }
+}
+
+/// Every callback of a session in one mode, crossed with one action. only: the moments that count end so. Each outcome
+/// goes to take, with its moment.
+template <typename Take>
+void CrossWith(Action action, const Scenario& scenario, bool answersInline, std::string_view only, Take take) {
+  const Undisturbed undisturbed(scenario, answersInline);
+  for (int callback = 1;; ++callback) {
+    ReentrySession session(scenario, answersInline, callback, action);
+    session.Run();
+    // The last callbacks are those of Close.
+    if (session.Moment().empty()) session.End();
+    if (session.Moment().empty()) return;
+    const char outcome = OutcomeOf(session, action, undisturbed);
+    if (!session.Moment().ends_with(only)) continue;
+    if (outcome == kOther) {
+      ADD_FAILURE() << session.Moment() << ", " << (answersInline ? "inline" : "queued") << ", action "
+                    << static_cast<int>(action) << " answers " << Hex(session.Result()) << ", then\n"
+                    << testing::PrintToString(session.After());
+    }
+    take(session.Moment(), outcome);
+  }
+}
+
+/// What a row says when some of its moments have the one outcome and some the other.
+char Join(char one, char other) {
+  if (one == ' ' || one == other) return other;
+  const std::string both = {one, other};
+  const bool isHarmless = both.find_first_not_of({kTaken, kRefused, kEither}) == std::string::npos;
+  return isHarmless ? kEither : kOther;
+}
+
+TEST(ReentryMatrix, OfEveryCallbackAndEveryCall_HasTheOutcomeThatIsWrittenDown) {
+  static_cast<void>(Exports());
+  const Scenario whole{File()};
+  const Lines log = Undisturbed(whole, true).log;
+  const auto isRead = [](const std::string& line) { return line.starts_with("Read("); };
+  const auto scan = std::ranges::find(log, "Read(16)");
+  const auto readsBeforeScan = static_cast<int>(std::count_if(log.begin(), scan, isRead));
+  const std::pair<Scenario, const char*> scenarios[] = {
+      {whole, ""}, {{File(), 1}, "(failed)"}, {{File(), 2}, "(failed)"}, {{File(), readsBeforeScan + 1}, "(failed)"}};
+
+  std::map<std::string, std::string> expected;
+  for (const auto& row : kMatrix) expected.emplace(row.moment, row.outcomes);
+  std::map<std::string, std::string> outcomes;
+  int calls = 0;
+  for (const auto& [scenario, only] : scenarios) {
+    for (const bool answersInline : {true, false}) {
+      for (int i = 0; i < kActions; ++i) {
+        CrossWith(static_cast<Action>(i), scenario, answersInline, only, [&](const std::string& moment, char outcome) {
+          char& cell = outcomes.try_emplace(moment, kActions, ' ').first->second[static_cast<std::size_t>(i)];
+          cell = Join(cell, outcome);
+          ++calls;
+        });
+        EXPECT_EQ(0, ReadLibraryHeap().live) << "after action " << i;
+        EXPECT_EQ(kOk, Exports().canUnload()) << "after action " << i;
+      }
+    }
+  }
+  for (const auto& [moment, row] : outcomes) EXPECT_EQ(expected[moment], row) << moment;
+  for (const auto& [moment, row] : expected) EXPECT_TRUE(outcomes.contains(moment)) << moment << " does not happen";
+  fmt::print("{} calls inside {} kinds of callbacks\n", calls, outcomes.size());
+}
+
+}  // namespace
+}  // namespace qbflv::test
