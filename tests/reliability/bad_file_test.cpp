@@ -1,2 +1,270 @@
 // Files that are broken in every way that is known, and what becomes of each.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include <cstdio>
+#include <limits>
+
+#include "tests/reliability/exercise.h"
+
+namespace qbflv::test {
+namespace {
+
+struct BadFile {
+  std::string name;
+  Bytes bytes;
+  /// As Exercise tells it.
+  std::string outcome;
+};
+
+void Try(const std::vector<BadFile>& files) {
+  for (const BadFile& file : files) {
+    SCOPED_TRACE(file.name);
+    EXPECT_EQ(file.outcome, Exercise(file.bytes)) << file.name;
+  }
+}
+
+/// Ten tags at 0, 40, 80 … ms, audio and video in turn, a key frame every other time.
+FlvBuilder& Play(FlvBuilder& flv, std::uint32_t start = 0) {
+  for (std::uint32_t i = 0; i < 5; ++i) flv.Audio(start + i * 40, 30).Video(start + i * 40, 40, i % 2 == 0);
+  return flv;
+}
+
+Bytes Film(std::uint8_t flags = kBoth, const Bytes& metadata = QuickMetadata()) {
+  FlvBuilder flv(flags);
+  return Play(flv.Metadata(metadata)).File();
+}
+
+constexpr char kWhole[] = "a 5: 0-160, v 5: 0-160";
+
+Bytes Cut(Bytes bytes, std::size_t size) {
+  bytes.resize(size);
+  return bytes;
+}
+
+Bytes WithOffset(std::uint32_t offset) {
+  Bytes bytes = Film();
+  for (int i = 0; i < 4; ++i)
+    bytes[static_cast<std::size_t>(5 + i)] = static_cast<std::uint8_t>(offset >> (24 - 8 * i));
+  return bytes;
+}
+
+TEST(BadFile, WithABrokenHeader_HasThisOutcome) {
+  Bytes signature = Film();
+  signature[0] = 'f';
+  Try({{"empty", {}, "header 0x80040009"},
+       {"10 bytes", Cut(Film(), 10), "a 0x80040009, v -"},
+       {"13 bytes", Cut(Film(), 13), "a 0x80040009, v -"},
+       {"another signature", signature, "open 0x80004005"},
+       {"data offset 0", WithOffset(0), "header 0x80040009"},
+       {"data offset inside the header", WithOffset(5), "header 0x80040009"},
+       {"data offset behind the metadata", WithOffset(13), "header 0x80040009"},
+       {"data offset beyond the file", WithOffset(100000), "a 0x80040009, v -"},
+       {"data offset at the last offset", WithOffset(0xFFFFFFFF), "a 0x80040009, v -"}});
+}
+
+TEST(BadFile, WhoseFlagsLie_HasThisOutcome) {
+  const auto tags = [](std::uint8_t flags, bool audio, bool video) {
+    FlvBuilder flv(flags);
+    flv.Metadata(QuickMetadata());
+    for (std::uint32_t i = 0; i < 5 && audio; ++i) flv.Audio(i * 40, 30);
+    for (std::uint32_t i = 0; i < 5 && video; ++i) flv.Video(i * 40, 40);
+    return flv.File();
+  };
+  Try({{"audio alone, as announced", tags(kAudio, true, false), "a -, v -"},
+       {"video alone, as announced", tags(kVideo, false, true), "v 5: 0-160"},
+       {"both announced, audio there", tags(kBoth, true, false), "a -, v -"},
+       {"both announced, video there", tags(kBoth, false, true), "a -, v -"},
+       {"both announced, nothing there", tags(kBoth, false, false), "a -, v -"},
+       {"nothing announced, both there", Film(0), "header 0x80040009"},
+       {"nothing announced, nothing there", tags(0, false, false), "header 0x80040009"},
+       {"audio announced, both there", Film(kAudio), kWhole},
+       {"video announced, both there", Film(kVideo), "v 5: 0-160"},
+       {"audio announced, video there", tags(kAudio, false, true), "a -, v -"},
+       {"video announced, audio there", tags(kVideo, true, false), "v -"},
+       {"every flag", Film(0xFF), kWhole}});
+}
+
+TEST(BadFile, WhosePreviousSizesLie_HasThisOutcome) {
+  const auto patched = [](const std::vector<std::uint32_t>& sizes) {
+    FlvBuilder flv(kBoth);
+    Play(flv.Metadata(QuickMetadata()));
+    for (std::size_t i = 0; i < sizes.size(); ++i) flv.Patch(flv.Field(flv.Tags() - i), sizes[i]);
+    return flv.File();
+  };
+  const auto all = [&](std::uint32_t size) { return patched(std::vector<std::uint32_t>(11, size)); };
+  // A video tag takes 40 + 15 bytes with its field, an audio tag 30 + 15; the size leaves out the field.
+  Try({{"all zero", all(0), "a 5: 0-160, v 4: 0-120"},
+       {"all one", all(1), "a 5: 0-160, v 4: 0-120"},
+       {"all huge", all(0xFFFFFFFF), "a 5: 0-160, v 4: 0-120"},
+       {"a circle of one", patched({51, 0xFFFFFFFC}), "a 5: 0-160, v 4: 0-120"},
+       {"a circle of two", patched({51, 41, 0U - 45 - 4}), kWhole},
+       {"a circle of many", patched({51, 41, 51, 41, 51, 41, 0U - 4 * 50 - 55}), kWhole}});
+}
+
+TEST(BadFile, WhoseTagsLie_HasThisOutcome) {
+  const auto with = [](auto add) {
+    FlvBuilder flv(kBoth);
+    flv.Metadata(QuickMetadata()).Audio(0, 30).Video(0, 40);
+    add(flv);
+    flv.Audio(40, 30).Video(40, 40);
+    return flv.File();
+  };
+  const auto tag = [&](std::uint8_t type, const Bytes& body, const Lies& lies = {}) {
+    return with([&](FlvBuilder& flv) { flv.Tag(type, 20, body, lies); });
+  };
+  const Bytes body = AudioBody(20);
+  FlvBuilder last(kBoth);
+  Play(last.Metadata(QuickMetadata())).Tag(kVideoTag, 200, VideoBody(20, 0x22), {.dataSize = 0xFFFFFF});
+  FlvBuilder joined(kBoth);
+  Bytes twice = Film();
+  const Bytes second = Film();
+  twice.insert(twice.end(), second.begin(), second.end());
+  Try({{"a size past the end, in the middle", tag(kAudioTag, body, {.dataSize = 5000}), "a 1: 0-0, v -"},
+       {"the largest size, in the middle", tag(kAudioTag, body, {.dataSize = 0xFFFFFF}), "a 1: 0-0, v -"},
+       {"the largest size, in the last tag", last.File(), kWhole},
+       {"the largest size, in a tag to skip", tag(0x55, body, {.dataSize = 0xFFFFFF}), "a 1: 0-0, v -"},
+       {"a size that is too small", tag(kVideoTag, body, {.dataSize = 1}), "a 1: 0-0, v -"},
+       {"an audio tag of size 0", tag(kAudioTag, {}), "a 2: 0-40, v 2: 0-40"},
+       {"a video tag of size 0", tag(kVideoTag, {}), "a 2: 0-40, v 2: 0-40"},
+       {"a script tag of size 0", tag(kScriptTag, {}), "a 2: 0-40, v 2: 0-40"},
+       {"an unknown tag of size 0", tag(0x55, {}), "a 2: 0-40, v 2: 0-40"},
+       {"an unknown tag", tag(0x55, body), "a 2: 0-40, v 2: 0-40"},
+       {"type 0", tag(0, body), "a 2: 0-40, v 2: 0-40"},
+       {"encrypted audio", tag(0x28, body), "a 2: 0-40, v 2: 0-40"},
+       {"encrypted video", tag(0x29, body), "a 2: 0-40, v 2: 0-40"},
+       {"type 255", tag(0xFF, body), "a 2: 0-40, v 2: 0-40"},
+       {"one byte of audio", tag(kAudioTag, {0x2A}), "a 3: 0-40, v 2: 0-40"},
+       {"one byte of video", tag(kVideoTag, {0x12}), "a 2: 0-40, v 3: 0-40"},
+       {"one byte of AAC", tag(kAudioTag, {0xAF}), "a 3: 0-40, v 2: 0-40"},
+       {"one byte of AVC", tag(kVideoTag, {0x17}), "a 2: 0-40, v 3: 0-40"},
+       {"two files in one", twice, kWhole}});
+}
+
+TEST(BadFile, WhoseTimesLie_HasThisOutcome) {
+  const auto times = [](const std::vector<std::uint32_t>& list) {
+    FlvBuilder flv(kBoth);
+    flv.Metadata(QuickMetadata());
+    for (const std::uint32_t time : list) flv.Audio(time, 30).Video(time, 40);
+    return flv.File();
+  };
+  constexpr std::uint32_t kHalf = 0x80000000;
+  Try({{"standing still", times({7, 7, 7, 7}), "a 4: 7-7, v -"},
+       {"jumping ahead", times({0, 40, 100000000, 100000040}), "a 4: 0-100000040, v 4: 0-100000040"},
+       {"jumping by half of all", times({0, 40, kHalf, kHalf + 40}), "a 4: 0-2147483688, v 4: 0-2147483688"},
+       {"going back", times({1000, 1040, 500, 540, 1080}), "a 5: 1000-1080, v 4: 1000-540"},
+       {"falling", times({400, 300, 200, 100, 0}), "a 5: 400-0, v -"},
+       {"wrapping", times({0xFFFFFFC0, 0xFFFFFFE8, 16, 56}), "a 4: 4294967232-56, v 3: 4294967232-16"},
+       {"from the middle of all", times({kHalf, kHalf + 40, kHalf + 80}),
+        "a 3: 2147483648-2147483728, v 2: 2147483648-2147483688"},
+       {"at the last time", times({0xFFFFFFFF, 0xFFFFFFFF}), "a 2: 4294967295-4294967295, v -"}});
+}
+
+Bytes NestedMetadata(std::size_t levels) {
+  Bytes value;
+  for (std::size_t i = 0; i < levels; ++i) value.insert(value.end(), {10, 0, 0, 0, 1});
+  value.push_back(5);
+  return value;
+}
+
+TEST(BadFile, WhoseMetadataLies_HasThisOutcome) {
+  const auto with = [](const std::vector<Bytes>& tags) {
+    FlvBuilder flv(kBoth);
+    for (const Bytes& body : tags) flv.Tag(kScriptTag, 0, body);
+    return Play(flv.Metadata(QuickMetadata())).File();
+  };
+  const Bytes name = amf::String("onMetaData");
+  const auto named = [&](const Bytes& value) {
+    Bytes body = name;
+    body.insert(body.end(), value.begin(), value.end());
+    return body;
+  };
+  FlvBuilder none(kBoth);
+  for (std::uint32_t i = 0; i < 14; ++i) none.Audio(i * 500, 30).Video(i * 500, 40, i % 2 == 0);
+  Try({{"absent", none.File(), "a 14: 0-6500, v 14: 0-6500"},
+       {"repeated", with({named(QuickMetadata()), named(QuickMetadata())}), kWhole},
+       {"without a value", with({name}), kWhole},
+       {"of another name", with({amf::String("onCuePoint")}), kWhole},
+       {"without a name", with({QuickMetadata()}), "header 0x80004005"},
+       {"100 000 levels deep", with({named(NestedMetadata(100000))}), "header 0x80004005"},
+       {"4 billion values", with({named({10, 0xFF, 0xFF, 0xFF, 0xFF, 5})}), "header 0x80004005"},
+       {"4 billion entries", with({named(amf::MixedArray({{"a", amf::Null()}}, 0xFFFFFFFF))}), kWhole},
+       {"a text of 4 billion bytes", with({named({12, 0xFF, 0xFF, 0xFF, 0xFF, 'x'})}), "header 0x80004005"},
+       {"an unknown type", with({named({99})}), "header 0x80004005"}});
+}
+
+TEST(BadFile, WithMetadataCutAnywhere_PlaysOrFailsInItsHeader) {
+  const Bytes value = QuickMetadata({{"keyframes", amf::KeyFrames({0, 0.08, 0.16}, {300, 400, 500})}});
+  int played = 0;
+  for (std::size_t size = 0; size <= value.size(); ++size) {
+    SCOPED_TRACE(size);
+    const std::string outcome = Exercise(Film(kBoth, Cut(value, size)));
+    played += outcome == kWhole ? 1 : 0;
+    // Without a value it is as good as absent, and the file too short for an audio rate of its own.
+    const std::string otherwise = size == 0 ? "a 0x80040009, v -" : "header 0x80004005";
+    EXPECT_TRUE(outcome == kWhole || outcome == otherwise) << outcome;
+  }
+  EXPECT_GE(played, 1) << "when it is whole";
+}
+
+TEST(BadFile, WithUnthinkableNumbers_PlaysToItsEnd) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const std::string_view names[] = {"width",    "height",   "framerate", "audiodatarate",   "videodatarate",
+                                    "duration", "filesize", "stereo",    "audiosamplerate", "videocodecid"};
+  for (const double number : {std::numeric_limits<double>::quiet_NaN(), kInfinity, -kInfinity, 1e300, -1e300, 0x1p63,
+                              0x1p64, -0x1p63, -1.0, 0.0, 1e-300, 4294967296.0}) {
+    SCOPED_TRACE(number);
+    for (const std::string_view name : names) {
+      const std::string outcome = Exercise(Film(kBoth, QuickMetadata({{name, amf::Number(number)}})));
+      EXPECT_EQ(kWhole, outcome) << name;
+    }
+    const std::vector<double> numbers(4, number);
+    EXPECT_EQ(kWhole, Exercise(Film(kBoth, QuickMetadata({{"keyframes", amf::KeyFrames(numbers, {13, 14, 15, 16})}}))));
+    EXPECT_EQ(kWhole, Exercise(Film(kBoth, QuickMetadata({{"keyframes", amf::KeyFrames({0, 1, 2, 3}, numbers)}}))));
+  }
+}
+
+TEST(BadFile, WhoseKeyFrameListLies_PlaysAllTheSame) {
+  const auto with = [](const std::vector<double>& times, const std::vector<double>& positions) {
+    return Film(kBoth, QuickMetadata({{"keyframes", amf::KeyFrames(times, positions)}}));
+  };
+  const auto many = [](std::size_t count) {
+    std::vector<double> times(count);
+    for (std::size_t i = 0; i < count; ++i) times[i] = static_cast<double>(i) * 0.001;
+    return times;
+  };
+  Try({{"unsorted", with({0.16, 0, 0.08}, {500, 300, 400}), kWhole},
+       {"doubled", with({0, 0, 0.08, 0.08}, {300, 300, 400, 400}), kWhole},
+       {"beyond the file", with({0, 0.08, 0.16}, {1e6, 2e6, 4e9}), kWhole},
+       {"in the middle of tags", with({0, 0.08, 0.16}, {303, 404, 505}), kWhole},
+       {"of different lengths", with({0, 0.08, 0.16}, {300}), kWhole},
+       {"empty", with({}, {}), kWhole},
+       {"of a quarter of a million entries", with(many(250000), many(250000)), kWhole},
+       // Beyond 64 MiB a tag's tree is given up. Two lists of a million do not fit into a tag.
+       {"of a million times", with(many(1000000), {13, 14, 15}), "header 0x8007000E"}});
+}
+
+/// What waits for another packet when the file breaks off is dropped: one of the other stream, and one behind it.
+TEST(BadFile, CutAnywhere_DeliversNearlyAllOfItsWholeTags) {
+  FlvBuilder flv(kBoth);
+  Play(flv.Metadata(QuickMetadata()));
+  const Bytes whole = flv.File();
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    SCOPED_TRACE(size);
+    const std::string outcome = Exercise(Cut(whole, size));
+    std::size_t tags = 0;
+    while (tags + 2 <= flv.Tags() && flv.Field(tags + 2) <= size) ++tags;
+    std::size_t audio = 0;
+    std::size_t video = 0;
+    // "a 3: 0-80, v 2: 0-40"
+    static_cast<void>(std::sscanf(outcome.c_str(), "a %zu: %*u-%*u, v %zu", &audio, &video));
+    if (audio > 0) {
+      EXPECT_TRUE(outcome.starts_with(fmt::format("a {}: 0-{}", audio, (audio - 1) * 40))) << outcome;
+    }
+    EXPECT_LE(audio + video, tags) << outcome;
+    EXPECT_GE(audio + video + 2, tags) << outcome;
+  }
+}
+
+}  // namespace
+}  // namespace qbflv::test

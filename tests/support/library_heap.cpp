@@ -14,6 +14,7 @@ namespace {
 
 /// Stands in front of every block, whoever took it.
 struct alignas(std::max_align_t) BlockHeader {
+  std::size_t size;
   bool fromLibrary;
   bool array;
 };
@@ -24,6 +25,8 @@ constinit std::atomic<std::uintptr_t> libraryEnd{0};
 constinit std::atomic<std::int64_t> allocations{0};
 constinit std::atomic<std::int64_t> liveBlocks{0};
 constinit std::atomic<std::int64_t> mismatches{0};
+constinit std::atomic<std::int64_t> liveBytes{0};
+constinit std::atomic<std::int64_t> peakBytes{0};
 /// Allocations until the shortage, the failing one included; 0 when there is none.
 constinit std::atomic<std::int64_t> untilShortage{0};
 constinit std::atomic<bool> shortageThrows{false};
@@ -49,10 +52,12 @@ bool ShortageStrikes() {
 void* AllocateOrNull(std::size_t size, bool fromLibrary, bool array) {
   void* const memory = std::malloc(sizeof(BlockHeader) + size);
   if (memory == nullptr) return nullptr;
-  auto* const header = new (memory) BlockHeader{fromLibrary, array};
+  auto* const header = new (memory) BlockHeader{size, fromLibrary, array};
   if (fromLibrary) {
     ++allocations;
     ++liveBlocks;
+    liveBytes += static_cast<std::int64_t>(size);
+    if (liveBytes > peakBytes) peakBytes = liveBytes.load();
   }
   return header + 1;
 }
@@ -70,6 +75,7 @@ void Free(void* block, bool array) {
   BlockHeader* const header = static_cast<BlockHeader*>(block) - 1;
   if (header->fromLibrary) {
     --liveBlocks;
+    liveBytes -= static_cast<std::int64_t>(header->size);
     if (header->array != array) ++mismatches;
   }
   std::free(header);
@@ -77,7 +83,9 @@ void Free(void* block, bool array) {
 
 }  // namespace
 
-LibraryHeap ReadLibraryHeap() { return {allocations, liveBlocks, mismatches}; }
+LibraryHeap ReadLibraryHeap() { return {allocations, liveBlocks, mismatches, liveBytes, peakBytes}; }
+
+void ForgetPeak() { peakBytes = liveBytes.load(); }
 
 HeapShortage::HeapShortage(std::int64_t nth, Shortage shortage, bool everyAfter) {
   shortageThrows = shortage == Shortage::kThrows;

@@ -12,9 +12,13 @@ struct LibraryHeap {
   std::int64_t live = 0;
   /// Blocks given back in the other form than they were taken in: an array as a single object, or the reverse.
   std::int64_t mismatches = 0;
+  /// Bytes that were not given back yet, and the most that there were since ForgetPeak.
+  std::int64_t bytes = 0;
+  std::int64_t peakBytes = 0;
 };
 
 LibraryHeap ReadLibraryHeap();
+void ForgetPeak();
 
 /// How the library is told that there is no memory.
 enum class Shortage { kThrows, kReturnsNull };
