@@ -1,4 +1,4 @@
-// Seeks in files of 4 GiB and more: where offsets would come round, the scan ends as at the end of the file.
+// Files of 4 GiB and more: where offsets would come round, a scan and delivery end as at the end of the file.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -28,6 +28,9 @@ class FarFile final : public host::ComObject<IQBSourceFile> {
     m_response = ComPtr<IQBFileResponse>::Retain(response);
     return m_response->InitDone(kOk);
   }
+  /// The tags behind the head are of a type that nothing knows.
+  void HideTags() { m_type = 0x55; }
+
   Status Close() override {
     m_response = nullptr;
     return kOk;
@@ -58,7 +61,7 @@ class FarFile final : public host::ComObject<IQBSourceFile> {
     // The tag before the last one leaves room for a header: two tags share what is left.
     std::uint64_t size = room <= kLargestBody ? room : kLargestBody;
     if (room > kLargestBody && room - kLargestBody < 15) size -= 15;
-    Bytes tag = FlvBuilder(kVideo).Tag(kVideoTag, offset < m_lastTag ? 0 : m_lastTime, {0x22}).File();
+    Bytes tag = FlvBuilder(kVideo).Tag(m_type, offset < m_lastTag ? 0 : m_lastTime, {0x22}).File();
     tag.erase(tag.begin(), tag.begin() + 9);
     for (int i = 0; i < 3; ++i) tag[5 + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(size >> (16 - 8 * i));
     tag.resize(16);
@@ -69,6 +72,7 @@ class FarFile final : public host::ComObject<IQBSourceFile> {
   std::uint64_t m_lastTag;
   std::uint32_t m_lastTime;
   bool m_isEndless;
+  std::uint8_t m_type = kVideoTag;
   ComPtr<IQBFileResponse> m_response;
   std::uint64_t m_position = 0;
   std::vector<std::uint32_t> m_seeks;
@@ -98,6 +102,28 @@ TEST(SeekFar, WhereOffsetsWouldComeRound_EndsAsAtTheEndOfTheFile) {
       host.GetPacket(0);
       EXPECT_EQ("StreamDone s=0", host.log.All().back());
     }
+  }
+}
+
+TEST(DeliveryFar, OfTagsToSkip_EndsWhereOffsetsWouldComeRound) {
+  for (const int distance : {-40000000, -16, -15, -1, 0, 1, 16}) {
+    SCOPED_TRACE(distance);
+    ScriptedHost host({.file = {}});
+    const auto file = host::MakeObject<FarFile>(kTooFar + static_cast<std::uint64_t>(std::int64_t{distance}), 0, true);
+    file->HideTags();
+    ASSERT_EQ(kOk, host.InitPlugin());
+    ASSERT_EQ(kOk, host.format->InitFileFormat(host.request.Get(), host.sink.Get(), file.Get()));
+    ASSERT_EQ(kOk, host.GetFileHeader());
+    ASSERT_EQ(kOk, host.GetStreamHeader(0));
+    const std::size_t before = file->Seeks().size();
+    host.RenewRequests();
+    host.GetPacket(0);
+    EXPECT_EQ(1U, host.log.Count("PacketReady"));
+    EXPECT_EQ("StreamDone s=0", host.log.All().back());
+    const std::vector<std::uint32_t> seeks(file->Seeks().begin() + static_cast<std::ptrdiff_t>(before),
+                                           file->Seeks().end());
+    EXPECT_GT(seeks.size(), 250U) << "the whole file is gone through";
+    EXPECT_TRUE(std::is_sorted(seeks.begin(), seeks.end(), std::less_equal<>())) << "never back, never in place";
   }
 }
 
