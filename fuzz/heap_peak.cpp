@@ -1,6 +1,7 @@
 #include "fuzz/heap_peak.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #if defined(__SANITIZE_ADDRESS__)
 #define QBFLV_HAS_HEAP_HOOKS 1
@@ -11,7 +12,10 @@
 #endif
 
 #ifdef QBFLV_HAS_HEAP_HOOKS
-#include <sanitizer/allocator_interface.h>
+// Of the sanitizer's runtime; not every compiler brings the header with it.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onTaken)(const volatile void*, std::size_t),
+                                                         void (*onGiven)(const volatile void*));
+extern "C" std::size_t __sanitizer_get_allocated_size(const volatile void* block);
 #endif
 
 namespace qbflv::fuzz {
@@ -27,9 +31,7 @@ void OnTaken(const volatile void* /*block*/, std::size_t size) {
   peak = std::max(peak, live);
 }
 
-void OnGiven(const volatile void* block) {
-  live -= static_cast<std::int64_t>(__sanitizer_get_allocated_size(const_cast<const void*>(block)));
-}
+void OnGiven(const volatile void* block) { live -= static_cast<std::int64_t>(__sanitizer_get_allocated_size(block)); }
 
 const bool isWatching = __sanitizer_install_malloc_and_free_hooks(OnTaken, OnGiven) != 0;
 #endif

@@ -13,6 +13,7 @@ namespace {
 template <typename Interface>
 Status CreateFromContext(ComPtr<Interface>& object, IUnknown* context) {
   if (context == nullptr) return kFailed;
+  const auto kept = ComPtr<IUnknown>::Retain(context);  // asked, the host may take it away
   ComPtr<IQBObjectFactory> factory;
   const Status status = context->QueryInterface(IQBObjectFactory::kId, factory.OutVoid());
   if (Failed(status)) return status;

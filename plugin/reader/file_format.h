@@ -127,7 +127,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   // --- File header and stream headers (headers.cpp) ---
 
   void SendFileHeader();
-  [[nodiscard]] Status BuildFileHeader(ComPtr<IQBPropertyList>& list);
+  [[nodiscard]] Status BuildFileHeader(const AMFValue& metaData, ComPtr<IQBPropertyList>& list);
   void AddKeyFramesToIndex(const AMFValue& metaData);
   Status BuildAudioStreamHeader(std::uint16_t stream, ComPtr<IQBPropertyList>& list) override;
   Status BuildVideoStreamHeader(std::uint16_t stream, ComPtr<IQBPropertyList>& list) override;

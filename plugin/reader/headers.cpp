@@ -1,4 +1,6 @@
 // The file header and what the stream headers have in common.
+#include <utility>
+
 #include "plugin/meta/metadata.h"
 #include "plugin/payload/object_creation.h"
 #include "plugin/reader/file_format.h"
@@ -19,8 +21,11 @@ constexpr std::uint32_t kDefaultDuration = 10000;
 void CQBFLVFileFormat::SendFileHeader() {
   const Bookmark here(*this);
   ComPtr<IQBPropertyList> header;
-  const Status status = BuildFileHeader(header);
+  // Making the header calls the host, which may begin another file meanwhile: the metadata must outlive that.
+  AMFValue metaData = std::exchange(m_MetaData, AMFValue());
+  const Status status = BuildFileHeader(metaData, header);
   if (here.IsLost()) return;
+  m_MetaData = std::move(metaData);
   if (Failed(status)) return FailFileHeader(status);
   m_pStreams = MakeArray<FLVStreamState>(m_ulStreamCount);
   if (!m_pStreams) return FailFileHeader(kOutOfMemory);
@@ -32,7 +37,7 @@ void CQBFLVFileFormat::SendFileHeader() {
   sink->FileHeaderReady(kOk, header.Get());
 }
 
-Status CQBFLVFileFormat::BuildFileHeader(ComPtr<IQBPropertyList>& list) {
+Status CQBFLVFileFormat::BuildFileHeader(const AMFValue& metaData, ComPtr<IQBPropertyList>& list) {
   m_ulStreamCount = m_pPayload->InitStreams(m_FileHeader);
   if (m_ulStreamCount == 0) return kInvalidState;
   const Status status = CreatePropertyList(list, GetContext());
@@ -41,7 +46,7 @@ Status CQBFLVFileFormat::BuildFileHeader(ComPtr<IQBPropertyList>& list) {
   list->SetULONG32("StreamCount", m_ulStreamCount);
   if (!m_bMetaDataPresent) return kOk;
   const auto copy = [&](const char* key, const char* name) {
-    CopyMetaDataProperty(m_MetaData, key, list.Get(), name, GetContext());
+    CopyMetaDataProperty(metaData, key, list.Get(), name, GetContext());
   };
   copy("title", "Title");
   copy("author", "Author");

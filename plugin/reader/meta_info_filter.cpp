@@ -1,7 +1,6 @@
 #include "plugin/reader/meta_info_filter.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <string_view>
 
@@ -49,7 +48,7 @@ Status ReadAcceptMetaInfo(IQBRequest* request, IQBObjectFactory* factory, Accept
   // A copy, in which each name gets the NUL that the list wants.
   const OwnedArray<char> names = MakeArray<char>(static_cast<std::uint32_t>(text.size()) + 1);
   if (!names) return kOutOfMemory;
-  std::memcpy(names.get(), text.data(), text.size());
+  std::ranges::copy(text, names.get());
   return ListNames(names.get(), text.size(), factory, accepted.filter);
 }
 

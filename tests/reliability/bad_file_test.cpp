@@ -44,8 +44,7 @@ Bytes Cut(Bytes bytes, std::size_t size) {
 
 Bytes WithOffset(std::uint32_t offset) {
   Bytes bytes = Film();
-  for (int i = 0; i < 4; ++i)
-    bytes[static_cast<std::size_t>(5 + i)] = static_cast<std::uint8_t>(offset >> (24 - 8 * i));
+  for (std::size_t i = 0; i < 4; ++i) bytes[5 + i] = static_cast<std::uint8_t>(offset >> (24 - 8 * i));
   return bytes;
 }
 

@@ -67,10 +67,10 @@ ReentrySession::ReentrySession(const Scenario& scenario, bool answersInline, int
       m_action(action),
       m_context(MakeFaultyContext(m_plan)),
       m_request(MakeFaultyRequest(m_plan)),
-      m_files{host::MakeObject<FaultyFile>(m_plan, scenario.file, answersInline)},
       m_sink(host::MakeObject<host::RecordingSink>([this](const host::SinkEvent& event) { OnSink(event); })),
       m_plugin(Library().CreateInstance()),
       m_format(m_plugin.Query<IQBFileFormatObject>()) {
+  m_files.push_back(host::MakeObject<FaultyFile>(m_plan, scenario.file, answersInline));
   m_plan.OnAsked([this](Asked asked) {
     m_asked = asked;
     if (const char* const name = NameOf(asked)) OnCallback(name);
@@ -256,7 +256,8 @@ Status ReentrySession::Begin(const ComPtr<FaultyFile>& file) {
 void ReentrySession::Pump() {
   for (bool answered = true; answered;) {
     answered = false;
-    for (std::size_t i = 0; i < m_files.size(); ++i) answered = m_files[i]->Answer() || answered;
+    // A copy: the answer may bring another file.
+    for (const ComPtr<FaultyFile>& file : std::vector(m_files)) answered = file->Answer() || answered;
   }
 }
 
