@@ -14,4 +14,5 @@ if(QBFLV_SANITIZE)
     -fsanitize=${QBFLV_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer -fno-sanitize-recover=all
     $<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=function>)
   target_link_options(qbflv_compiler_options INTERFACE -fsanitize=${QBFLV_SANITIZE})
+  target_compile_definitions(qbflv_compiler_options INTERFACE QBFLV_SANITIZED=1)
 endif()

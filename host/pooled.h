@@ -4,28 +4,37 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace qbflv::host {
 
 /// Gives a final class operators new and delete that keep freed blocks for the next object of that class, on the same
-/// thread and without a lock. Under a sanitizer memory is not kept, so that a use after the end is seen.
+/// thread and without a lock. Under a sanitizer memory is not kept, so that a use after the end is seen; nor on
+/// Windows, where the compiler's threads have trouble with what is left to do at their ends.
 template <typename Object>
 class Pooled {
  public:
   static void* operator new(std::size_t size) {
-    Pool& pool = ThreadPool();
-    if (pool.first == nullptr) return ::operator new(size);
-    Block* const block = pool.first;
-    pool.first = block->next;
-    --pool.count;
-    return block;
+    if constexpr (kMostKept > 0) {
+      Pool& pool = ThreadPool();
+      if (pool.first != nullptr) {
+        --pool.count;
+        return std::exchange(pool.first, pool.first->next);
+      }
+    }
+    return ::operator new(size);
   }
 
   static void operator delete(void* memory) noexcept {
-    Pool& pool = ThreadPool();
-    if (pool.count >= kMostKept) return ::operator delete(memory);
-    pool.first = new (memory) Block{pool.first};
-    ++pool.count;
+    if constexpr (kMostKept > 0) {
+      Pool& pool = ThreadPool();
+      if (pool.count < kMostKept) {
+        pool.first = new (memory) Block{pool.first};
+        ++pool.count;
+        return;
+      }
+    }
+    ::operator delete(memory);
   }
 
  private:
@@ -47,7 +56,7 @@ class Pooled {
     std::size_t count = 0;
   };
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QBFLV_SANITIZED) || defined(_WIN32)
   static constexpr std::size_t kMostKept = 0;
 #else
   static constexpr std::size_t kMostKept = 1024;
