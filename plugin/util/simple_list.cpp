@@ -7,7 +7,23 @@
 
 namespace qbflv {
 
-CQBSimpleList::~CQBSimpleList() { CQBSimpleList::RemoveAll(); }
+namespace {
+
+constexpr std::int32_t kMostSpares = 8;
+
+void DeleteAll(CQBSimpleList::Node* node) {
+  while (node != nullptr) {
+    const std::unique_ptr<CQBSimpleList::Node> removed(node);
+    node = removed->next;
+  }
+}
+
+}  // namespace
+
+CQBSimpleList::~CQBSimpleList() {
+  CQBSimpleList::RemoveAll();
+  DeleteAll(m_pSpares);
+}
 
 bool CQBSimpleList::IsValid() const {
   if (m_pHead == nullptr && m_pTail == nullptr) return m_lCount == 0;
@@ -16,13 +32,9 @@ bool CQBSimpleList::IsValid() const {
 }
 
 void CQBSimpleList::RemoveAll() {
-  Node* node = std::exchange(m_pHead, nullptr);
+  DeleteAll(std::exchange(m_pHead, nullptr));
   m_pTail = nullptr;
   m_lCount = 0;
-  while (node != nullptr) {
-    const std::unique_ptr<Node> removed(node);
-    node = removed->next;
-  }
 }
 
 void CQBSimpleList::RemoveAtIterator(Iterator& iterator) {
@@ -34,11 +46,12 @@ void CQBSimpleList::RemoveAtIterator(Iterator& iterator) {
 
 CQBSimpleList::Position CQBSimpleList::RemoveAt(Position node) {
   if (node == nullptr) return nullptr;
-  const std::unique_ptr<Node> removed(node);
   (node->previous != nullptr ? node->previous->next : m_pHead) = node->next;
   (node->next != nullptr ? node->next->previous : m_pTail) = node->previous;
   --m_lCount;
-  return node->next != nullptr ? node->next : node->previous;
+  const Position neighbour = node->next != nullptr ? node->next : node->previous;
+  Discard(node);
+  return neighbour;
 }
 
 CQBSimpleList::Position CQBSimpleList::InsertBeforeIterator(const Iterator& iterator, void* value) {
@@ -73,12 +86,28 @@ void* CQBSimpleList::GetNext(Position& position) {
 }
 
 CQBSimpleList::Position CQBSimpleList::Link(Position previous, Position next, void* value) {
-  Node* const node = MakeOwned<Node>(Node{previous, next, value}).release();
+  const Position node = TakeNode();
   if (node == nullptr) return nullptr;
+  *node = {previous, next, value};
   (previous != nullptr ? previous->next : m_pHead) = node;
   (next != nullptr ? next->previous : m_pTail) = node;
   ++m_lCount;
   return node;
+}
+
+CQBSimpleList::Position CQBSimpleList::TakeNode() {
+  if (m_pSpares == nullptr) return MakeOwned<Node>().release();
+  --m_lSpareCount;
+  return std::exchange(m_pSpares, m_pSpares->next);
+}
+
+void CQBSimpleList::Discard(Position node) {
+  if (m_lSpareCount == kMostSpares) {
+    const std::unique_ptr<Node> removed(node);
+    return;
+  }
+  node->next = std::exchange(m_pSpares, node);
+  ++m_lSpareCount;
 }
 
 }  // namespace qbflv

@@ -64,6 +64,12 @@ class CQBSimpleList {
  private:
   /// Makes a node between two neighbours; null stands for an end of the list.
   Position Link(Position previous, Position next, void* value);
+  [[nodiscard]] Position TakeNode();
+  void Discard(Position node);
+
+  /// A few removed nodes, for the next values: a queue that fills and empties all the time takes no memory for it.
+  Node* m_pSpares = nullptr;
+  std::int32_t m_lSpareCount = 0;
 };
 
 }  // namespace qbflv
