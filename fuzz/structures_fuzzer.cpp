@@ -132,7 +132,7 @@ void TrySorter(Decisions& decisions) {
         Require(buffer->SetSize(size) == kOk, "a buffer is made");
         const auto packet = host::MakeObject<host::Packet>();
         packet->Set(buffer.Get(), time, stream, 0, 0);
-        Require(sorter.AddPacket(packet.Get()) == kOk, "a packet is queued");
+        Require(sorter.AddPacket(ComPtr<IQBPacket>::Retain(packet.Get())) == kOk, "a packet is queued");
         model[stream].packets.push_back({time, size});
         model[stream].latest = time;
         break;

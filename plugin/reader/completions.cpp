@@ -7,33 +7,32 @@
 
 namespace qbflv {
 
-Status CQBFLVFileFormat::TakeAnswer(Answer&& answer) {
+Status CQBFLVFileFormat::TakeAnswer(Completion completion, Status status, IQBBuffer* buffer, std::uint32_t fileSize) {
   if (!m_pFileObject) return kInvalidState;  // closed: nothing is left to act on
-  if (m_Operations.TakeOvertaken(answer.completion)) {
-    NoteOvertaken(answer);
+  if (m_Operations.TakeOvertaken(completion)) {
+    NoteOvertaken(completion, status, buffer);
     return kInvalidState;
   }
-  const bool succeeded = Succeeded(answer.status);
-  m_Operations.Answered(answer.completion, succeeded);
+  m_Operations.Answered(completion, Succeeded(status));
   // The file object has moved, whether the answer is expected or not.
-  if (succeeded) {
-    if (answer.completion == Completion::kRead) MoveOn(answer.buffer.Get());
-    if (answer.completion == Completion::kSeek) MoveTo(m_ulSeekOffset);
+  if (Succeeded(status)) {
+    if (completion == Completion::kRead) MoveOn(buffer);
+    if (completion == Completion::kSeek) MoveTo(m_ulSeekOffset);
   }
   // In the middle of a step the state still is the one that its answer was expected in.
-  if (answer.completion != ExpectedCompletion(m_ulState) || !m_Operations.TakeDue()) return kInvalidState;
+  if (completion != ExpectedCompletion(m_ulState) || !m_Operations.TakeDue()) return kInvalidState;
 
-  m_Answer = std::move(answer);
+  m_Answer = {completion, status, ComPtr<IQBBuffer>::Retain(buffer), fileSize};
   const Turn turn(*this);  // takes the answer up at its end, or leaves it to the outermost call
   return kOk;
 }
 
 /// The answer to an operation that a seek has overtaken. Nothing comes of it, but where it led the file counts if the
 /// seek fails.
-void CQBFLVFileFormat::NoteOvertaken(const Answer& answer) {
-  if (Failed(answer.status) || m_Operations.IsFilePlaced()) return;
-  if (answer.completion == Completion::kSeek) MoveTo(m_Operations.GetOvertakenOffset());
-  if (answer.completion == Completion::kRead) MoveOn(answer.buffer.Get());
+void CQBFLVFileFormat::NoteOvertaken(Completion completion, Status status, IQBBuffer* buffer) {
+  if (Failed(status) || m_Operations.IsFilePlaced()) return;
+  if (completion == Completion::kSeek) MoveTo(m_Operations.GetOvertakenOffset());
+  if (completion == Completion::kRead) MoveOn(buffer);
 }
 
 void CQBFLVFileFormat::MoveTo(std::uint32_t offset) {
@@ -50,13 +49,13 @@ void CQBFLVFileFormat::MoveOn(IQBBuffer* buffer) {
 
 void CQBFLVFileFormat::RunAnswers() {
   while (m_Answer.completion != Completion::kNone) {
-    const Answer answer = std::exchange(m_Answer, Answer());
+    Answer answer = std::exchange(m_Answer, Answer());
     if (platform::AtomicLoad(m_lRefCount) <= 1) return;  // the host wants nothing more of the object
-    Dispatch(answer);
+    Dispatch(std::move(answer));
   }
 }
 
-void CQBFLVFileFormat::Dispatch(const Answer& answer) {
+void CQBFLVFileFormat::Dispatch(Answer answer) {
   const Status status = answer.status;
   IQBBuffer* const buffer = answer.buffer.Get();
   const bool done = Succeeded(status);
@@ -88,7 +87,7 @@ void CQBFLVFileFormat::Dispatch(const Answer& answer) {
       return OnTailTag(status, buffer);
 
     case kStatePacketHeaderPending:
-      return OnPacketHeader(status, buffer);
+      return OnPacketHeader(status, std::move(answer.buffer));
     case kStatePacketBodyPending:
       return OnPacketBody(status, buffer);
     case kStatePacketSkipPending:

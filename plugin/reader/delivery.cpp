@@ -1,5 +1,6 @@
 // Delivery: reads the file front to back, a tag at a time, and queues a packet for each tag that a stream takes.
 #include <algorithm>
+#include <utility>
 
 #include "plugin/reader/file_format.h"
 #include "plugin/reader/flv_parsers.h"
@@ -12,7 +13,6 @@ namespace qbflv {
 namespace {
 
 constexpr std::uint32_t kMaxQueuedPackets = 1000;
-constexpr std::uint32_t kMaxQueuedBytes = 0xFFFFFFFF;
 /// The time span in ms that may be queued. A file whose key frames lie further apart gets its interval and a little
 /// more, within bounds.
 constexpr std::uint32_t kDefaultTimespan = 10000;
@@ -33,16 +33,16 @@ std::uint32_t ChooseTimespan(std::uint32_t preferred, std::uint32_t keyFrameInte
 
 void CQBFLVFileFormat::ReadTagHeader() { Read(kStatePacketHeaderPending, m_ulTagHeaderReadSize); }
 
-void CQBFLVFileFormat::OnPacketHeader(Status status, IQBBuffer* buffer) {
+void CQBFLVFileFormat::OnPacketHeader(Status status, ComPtr<IQBBuffer> buffer) {
   if (Failed(status)) {
     QBFLV_TRACE_POINT("Failed to read %lu bytes m_ulFileOffset=%lu m_ulFileSize=%lu", TraceNumber(m_ulReadSize),
                       TraceNumber(m_ulFileOffset), TraceNumber(m_ulFileSize));
     return EndAllStreams();
   }
-  const auto bytes = BufferBytes(buffer);
-  if (bytes.size() < m_ulTagHeaderReadSize) return OnShortPacketHeader(buffer);
+  const auto bytes = BufferBytes(buffer.Get());
+  if (bytes.size() < m_ulTagHeaderReadSize) return OnShortPacketHeader(buffer.Get());
   if (Failed(ParseTagHeader(ByteCursor(bytes), m_TagHeader))) return EndAllStreams();
-  m_pTagBuffer = ComPtr<IQBBuffer>::Retain(buffer);
+  m_pTagBuffer = std::move(buffer);
   if (m_ulTagPrefixBytes > 0 && Failed(ParseMediaTagHeader(bytes.subspan(kTagHeaderReadBytes)))) {
     return EndAllStreams();
   }
@@ -77,7 +77,7 @@ void CQBFLVFileFormat::OnShortPacketHeader(IQBBuffer* buffer) {
   ComPtr<IQBPacket> packet;
   if (Failed(m_pPayload->OnEndOfFile(buffer, packet))) return EndAllStreams();
   const bool takesPacket = packet && m_pMergeSorter && !m_pMergeSorter->IsStreamEnded(0);
-  if (takesPacket && Failed(m_pMergeSorter->AddPacket(packet.Get()))) return EndAllStreams();
+  if (takesPacket && Failed(m_pMergeSorter->AddPacket(std::move(packet)))) return EndAllStreams();
   if (!HandOutPackets()) return;
   EndAllStreams();
 }
@@ -108,7 +108,7 @@ void CQBFLVFileFormat::OnPacketBody(Status status, IQBBuffer* buffer) {
   const std::uint32_t offset = m_ulFileOffset - m_ulTagHeaderReadSize - static_cast<std::uint32_t>(body.size());
   AddSeekPoint(stream, offset, m_TagHeader.ulTimestamp - m_ulTimeBase, isKey);
   if (Failed(EnsureMergeSorter())) return EndAllStreams();
-  if (packet && Failed(QueuePacket(packet.Get()))) return EndAllStreams();
+  if (packet && Failed(QueuePacket(std::move(packet)))) return EndAllStreams();
   if (!HandOutPackets()) return;
   if (AllStreamsWaitingOrDone()) ReadTagHeader();
 }
@@ -144,39 +144,34 @@ Status CQBFLVFileFormat::EnsureMergeSorter() {
   const std::uint32_t timespan = ChooseTimespan(m_ulMergeSorterMaxTimespan, m_ulMaxKeyFrameInterval);
   QBFLV_TRACE_POINT("Merge Sorter initialized with max_timespan = %lu ms", TraceNumber(timespan));
   return m_pMergeSorter->Initialize(
-      m_ulStreamCount, {.maxPackets = kMaxQueuedPackets, .maxTimespan = timespan, .maxBytes = kMaxQueuedBytes});
+      m_ulStreamCount, {.maxPackets = kMaxQueuedPackets, .maxTimespan = timespan, .maxBytes = kNoByteLimit});
 }
 
-Status CQBFLVFileFormat::QueuePacket(IQBPacket* packet) {
+Status CQBFLVFileFormat::QueuePacket(ComPtr<IQBPacket> packet) {
   const std::uint16_t stream = packet->GetStreamNumber();
   if (m_pMergeSorter->IsStreamEnded(stream)) return kOk;
-  const Status status = m_pMergeSorter->AddPacket(packet);
-  if (Failed(status)) return status;
-  CountUnit(stream, packet);
+  const bool isLast = CountUnit(stream, packet.Get());
+  const Status status = m_pMergeSorter->AddPacket(std::move(packet));
+  if (Succeeded(status) && isLast) m_pMergeSorter->SetStreamEnded(stream);
   return status;
 }
 
-/// Counts the packet, and ends its stream in the merge sorter when it was the last one: by its time, or by the number
-/// of units that was asked for.
-void CQBFLVFileFormat::CountUnit(std::uint16_t stream, IQBPacket* packet) {
+/// Counts the packet; true when it is its stream's last one: by its time, or by the number of units that was asked for.
+bool CQBFLVFileFormat::CountUnit(std::uint16_t stream, IQBPacket* packet) {
+  if (stream >= m_ulStreamCount) return false;
   FLVStreamState& state = m_pStreams[stream];
   const bool isAudio = stream == m_pPayload->GetStreamForTagType(kTagAudio);
   if (isAudio || m_pPayload->IsCountedUnit(packet) != 0) ++state.ulUnitCount;
-  if (m_pPayload->AllowsEarlyStreamEnd() == 0) return;
+  if (m_pPayload->AllowsEarlyStreamEnd() == 0) return false;
 
   const bool limitReached = m_ulProcessTimeUnits != 0 && state.ulUnitCount >= m_ulProcessTimeUnits;
-  if (isAudio) {
-    if (limitReached || (m_bTailAudioSeen && packet->GetTime() == m_ulLastAudioTime)) {
-      m_pMergeSorter->SetStreamEnded(stream);
-    }
-    return;
-  }
+  if (isAudio) return limitReached || (m_bTailAudioSeen && packet->GetTime() == m_ulLastAudioTime);
   std::uint32_t time = 0;
   const bool lastReached =
       m_bLastVideoTimeKnown && m_pPayload->GetPacketTime(packet, time) != 0 && time == m_ulLastVideoTime;
-  if (!lastReached && !limitReached) return;
+  if (!lastReached && !limitReached) return false;
   m_pPayload->OnStreamEnd(stream, lastReached ? kEndReached : kLimitReached);
-  m_pMergeSorter->SetStreamEnded(stream);
+  return true;
 }
 
 /// Ends every stream at once; packets still queued are not delivered.

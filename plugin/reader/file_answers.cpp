@@ -2,20 +2,20 @@
 
 namespace qbflv {
 
-Status CFileAnswers::InitDone(Status status) { return TakeAnswer({.completion = Completion::kInit, .status = status}); }
+Status CFileAnswers::InitDone(Status status) { return TakeAnswer(Completion::kInit, status, nullptr, 0); }
 
 Status CFileAnswers::CloseDone(Status /*status*/) { return kOk; }
 
 Status CFileAnswers::ReadDone(Status status, IQBBuffer* buffer) {
-  return TakeAnswer({.completion = Completion::kRead, .status = status, .buffer = ComPtr<IQBBuffer>::Retain(buffer)});
+  return TakeAnswer(Completion::kRead, status, buffer, 0);
 }
 
 Status CFileAnswers::WriteDone(Status /*status*/) { return kNotImplemented; }
 
-Status CFileAnswers::SeekDone(Status status) { return TakeAnswer({.completion = Completion::kSeek, .status = status}); }
+Status CFileAnswers::SeekDone(Status status) { return TakeAnswer(Completion::kSeek, status, nullptr, 0); }
 
 Status CFileAnswers::StatDone(Status status, std::uint32_t size) {
-  return TakeAnswer({.completion = Completion::kStat, .status = status, .fileSize = size});
+  return TakeAnswer(Completion::kStat, status, nullptr, size);
 }
 
 }  // namespace qbflv

@@ -12,7 +12,7 @@ struct Answer {
   Completion completion = Completion::kNone;
   Status status = kOk;
   /// Of a read; may be null.
-  ComPtr<IQBBuffer> buffer = {};
+  ComPtr<IQBBuffer> buffer;
   /// Of a stat, in bytes.
   std::uint32_t fileSize = 0;
 };
@@ -20,8 +20,9 @@ struct Answer {
 /// Implements the two response interfaces in terms of one operation.
 class CFileAnswers : public IQBFileResponse, public IQBFileStatResponse {
  public:
-  /// kOk when the answer is acted on, kInvalidState when it is not expected.
-  virtual Status TakeAnswer(Answer&& answer) = 0;
+  /// kOk when the answer is acted on, kInvalidState when it is not expected. The buffer is that of a read, and may be
+  /// null; the size that of a stat, in bytes.
+  virtual Status TakeAnswer(Completion completion, Status status, IQBBuffer* buffer, std::uint32_t fileSize) = 0;
 
   Status InitDone(Status status) override;
   Status CloseDone(Status status) override;

@@ -62,7 +62,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   Status Close() override;
 
   // IQBFileResponse and IQBFileStatResponse: completions of the file object in use
-  Status TakeAnswer(Answer&& answer) override;
+  Status TakeAnswer(Completion completion, Status status, IQBBuffer* buffer, std::uint32_t fileSize) override;
 
   // IQBInterruptSafe
   BOOL IsInterruptSafe() override { return 1; }
@@ -78,12 +78,12 @@ class CQBFLVFileFormat : public IQBPlugin,
 
   // --- Answers and operations (file_format.cpp, completions.cpp) ---
 
-  void NoteOvertaken(const Answer& answer);
+  void NoteOvertaken(Completion completion, Status status, IQBBuffer* buffer);
   /// The file's position after a seek, and after a read.
   void MoveTo(std::uint32_t offset);
   void MoveOn(IQBBuffer* buffer);
   void RunAnswers();
-  void Dispatch(const Answer& answer);
+  void Dispatch(Answer answer);
 
   /// Each sets the state that waits for the operation and then asks the file object for it; what that call answers
   /// does not count.
@@ -160,7 +160,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   // --- Delivery (delivery.cpp, hand_out.cpp) ---
 
   void ReadTagHeader();
-  void OnPacketHeader(Status status, IQBBuffer* buffer);
+  void OnPacketHeader(Status status, ComPtr<IQBBuffer> buffer);
   void OnShortPacketHeader(IQBBuffer* buffer);
   void OnPacketBody(Status status, IQBBuffer* buffer);
   void SkipBody();
@@ -168,8 +168,8 @@ class CQBFLVFileFormat : public IQBPlugin,
   [[nodiscard]] Status ParseMediaTagHeader(std::span<const std::uint8_t> body);
   [[nodiscard]] Status CreatePacket(IQBBuffer* body, ComPtr<IQBPacket>& packet, std::uint16_t& stream);
   [[nodiscard]] Status EnsureMergeSorter();
-  [[nodiscard]] Status QueuePacket(IQBPacket* packet);
-  void CountUnit(std::uint16_t stream, IQBPacket* packet);
+  [[nodiscard]] Status QueuePacket(ComPtr<IQBPacket> packet);
+  bool CountUnit(std::uint16_t stream, IQBPacket* packet);
   void EndAllStreams();
 
   void ServeRequests();

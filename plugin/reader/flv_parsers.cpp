@@ -60,15 +60,14 @@ Status ParseFileHeader(ByteCursor cursor, FLVFileHeader& header) {
 
 Status ParseTagHeader(ByteCursor cursor, FLVTagHeader& header) {
   if (cursor.remaining < kTagHeaderReadBytes) return kFailed;
-  std::uint32_t timestamp = 0;
-  std::uint8_t extension = 0;
-  if (Failed(ReadUINT32(cursor, header.ulPreviousTagSize)) || Failed(ReadUINT8(cursor, header.ucTagType)) ||
-      Failed(ReadUINT24(cursor, header.ulDataSize)) || Failed(ReadUINT24(cursor, timestamp)) ||
-      Failed(ReadUINT8(cursor, extension))) {
-    return kFailed;
-  }
-  header.ulTimestamp = (std::uint32_t{extension} << 24) | timestamp;
-  return ReadUINT24(cursor, header.ulStreamId);
+  const auto bytes = cursor.Rest().first<kTagHeaderReadBytes>();
+  header.ulPreviousTagSize = BigEndianAt<0, 4>(bytes);
+  header.ucTagType = static_cast<std::uint8_t>(BigEndianAt<4, 1>(bytes));
+  header.ulDataSize = BigEndianAt<5, 3>(bytes);
+  // The lower 24 bits stand first.
+  header.ulTimestamp = BigEndianAt<11, 1>(bytes) << 24U | BigEndianAt<8, 3>(bytes);
+  header.ulStreamId = BigEndianAt<12, 3>(bytes);
+  return kOk;
 }
 
 Status ParseAudioTagHeader(ByteCursor& cursor, FLVAudioTagHeader& header) {

@@ -27,9 +27,8 @@ bool CQBFLVFileFormat::HandOutPackets() {
 
 bool CQBFLVFileFormat::DeliverNextPacket() {
   if (!m_pMergeSorter) return false;
-  ComPtr<IQBPacket> next;
-  if (m_pMergeSorter->GetNextPacket(next, false) != kOk) return false;
-  return DeliverPacket(next->GetStreamNumber());
+  std::uint16_t stream = 0;
+  return m_pMergeSorter->FindNextPacket(stream) == kOk && DeliverPacket(stream);
 }
 
 /// A packet whose stream has not asked stays queued, and nothing behind it is handed out.
@@ -82,8 +81,8 @@ void CQBFLVFileFormat::SendStreamDone(std::uint16_t stream) {
 }
 
 bool CQBFLVFileFormat::HasReleasablePacket() {
-  ComPtr<IQBPacket> next;
-  return m_pMergeSorter && m_pMergeSorter->GetNextPacket(next, false) == kOk;
+  std::uint16_t stream = 0;
+  return m_pMergeSorter && m_pMergeSorter->FindNextPacket(stream) == kOk;
 }
 
 bool CQBFLVFileFormat::AnyStreamWaiting() const {

@@ -1,5 +1,7 @@
 #include "plugin/reader/merge_sorter.h"
 
+#include <utility>
+
 namespace qbflv {
 
 namespace {
@@ -17,6 +19,21 @@ IQBPacket* CMergeSorter::MergeSorterQueue::GetHead() const {
   return static_cast<IQBPacket*>(CQBSimpleList::GetAt(packets.GetHead()));
 }
 
+bool CMergeSorter::MergeSorterQueue::Append(ComPtr<IQBPacket> packet) {
+  if (packets.InsertAfter(nullptr, packet.Get()) == nullptr) return false;
+  static_cast<void>(packet.Detach());  // the reference is the queue's now
+  return true;
+}
+
+void CMergeSorter::MergeSorterQueue::CountTail(std::uint32_t time, std::uint32_t bytes) {
+  if (packets.GetCount() == 1 || !bHeadTimeSet) {
+    ulHeadTime = time;
+    bHeadTimeSet = true;
+  }
+  ulTailTime = time;
+  ulBytes += bytes;
+}
+
 ComPtr<IQBPacket> CMergeSorter::MergeSorterQueue::RemoveHead() {
   auto packet = ComPtr<IQBPacket>::Adopt(GetHead());
   packets.RemoveAt(packets.GetHead());
@@ -24,10 +41,6 @@ ComPtr<IQBPacket> CMergeSorter::MergeSorterQueue::RemoveHead() {
     ulHeadTime = ulTailTime;
   } else if (GetHead()->IsLost() == 0) {
     ulHeadTime = GetHead()->GetTime();
-  }
-  if (packet->IsLost() == 0) {
-    const std::uint32_t size = GetBufferSize(packet.Get());
-    ulBytes -= size < ulBytes ? size : ulBytes;
   }
   return packet;
 }
@@ -47,72 +60,85 @@ Status CMergeSorter::Initialize(std::uint32_t streamCount, const MergeSorterLimi
   m_ulStreamCount = streamCount;
   m_pQueues = nullptr;
   m_pQueues = MakeArray<MergeSorterQueue>(streamCount);
+  UpdateNext();
   return m_pQueues ? kOk : kOutOfMemory;
 }
 
-Status CMergeSorter::AddPacket(IQBPacket* packet) {
+Status CMergeSorter::AddPacket(ComPtr<IQBPacket> packet) {
   if (!m_pQueues) return kInvalidState;
   const std::uint32_t stream = packet->GetStreamNumber();
   if (stream >= m_ulStreamCount) return kInvalidArgument;
 
   MergeSorterQueue& queue = m_pQueues[stream];
-  const bool wasEmpty = queue.IsEmpty();
-  auto kept = ComPtr<IQBPacket>::Retain(packet);
-  if (queue.packets.InsertAfter(nullptr, packet) == nullptr) return kOutOfMemory;
-  static_cast<void>(kept.Detach());  // the reference is the queue's now
   // A packet that was lost keeps its place but says nothing of the queue's times and bytes.
-  if (packet->IsLost() != 0) return kOk;
-  const std::uint32_t time = packet->GetTime();
-  if (wasEmpty || !queue.bHeadTimeSet) {
-    queue.ulHeadTime = time;
-    queue.bHeadTimeSet = true;
-  }
-  queue.ulTailTime = time;
-  queue.ulBytes += GetBufferSize(packet);
+  const bool counts = packet->IsLost() == 0;
+  const std::uint32_t time = counts ? packet->GetTime() : 0;
+  const std::uint32_t bytes = counts && CountsBytes() ? GetBufferSize(packet.Get()) : 0;
+  if (!queue.Append(std::move(packet))) return kOutOfMemory;
+  if (counts) queue.CountTail(time, bytes);
+  UpdateNext();
   return kOk;
 }
 
 Status CMergeSorter::GetNextPacket(ComPtr<IQBPacket>& packet, bool remove) {
   packet = nullptr;
-  if (!m_pQueues) return kInvalidState;
-  const Survey survey = SurveyQueues();
-  if (survey.candidate == nullptr) return survey.waiting ? kMustWait : kAllStreamsEnded;
-  if (survey.waiting && !IsLimitPassed(survey)) return kMustWait;
-  packet = remove ? survey.candidate->RemoveHead() : ComPtr<IQBPacket>::Retain(survey.candidate->GetHead());
+  if (m_NextStatus != kOk) return m_NextStatus;
+  MergeSorterQueue& queue = m_pQueues[m_uNextStream];
+  packet = remove ? TakeHead(queue) : ComPtr<IQBPacket>::Retain(queue.GetHead());
   return kOk;
 }
 
-/// Ties between heads go to the lower stream number.
-CMergeSorter::Survey CMergeSorter::SurveyQueues() const {
-  Survey survey;
-  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
-    MergeSorterQueue& queue = m_pQueues[i];
-    if (queue.IsEmpty()) {
-      survey.waiting = survey.waiting || !queue.bEnded;
-      continue;
-    }
-    survey.packets += static_cast<std::uint32_t>(queue.packets.GetCount());
-    survey.bytes += queue.ulBytes;
-    if (survey.candidate == nullptr || IsEarlier(survey.latestTail, queue.ulTailTime)) {
-      survey.latestTail = queue.ulTailTime;
-    }
-    if (survey.candidate == nullptr || IsEarlier(queue.ulHeadTime, survey.candidate->ulHeadTime)) {
-      survey.candidate = &queue;
-    }
+ComPtr<IQBPacket> CMergeSorter::TakeHead(MergeSorterQueue& queue) {
+  auto packet = queue.RemoveHead();
+  if (CountsBytes() && packet->IsLost() == 0) {
+    const std::uint32_t size = GetBufferSize(packet.Get());
+    queue.ulBytes -= size < queue.ulBytes ? size : queue.ulBytes;
   }
-  return survey;
+  UpdateNext();
+  return packet;
 }
 
-bool CMergeSorter::IsLimitPassed(const Survey& survey) const {
-  const auto timespan = static_cast<std::int32_t>(survey.latestTail - survey.candidate->ulHeadTime);
-  return std::int64_t{timespan} > std::int64_t{m_Limits.maxTimespan} || survey.packets > m_Limits.maxPackets ||
-         survey.bytes > m_Limits.maxBytes;
+void CMergeSorter::UpdateNext() { m_NextStatus = ChooseNext(m_uNextStream); }
+
+/// Ties between heads go to the lower stream number.
+Status CMergeSorter::ChooseNext(std::uint16_t& stream) const {
+  if (!m_pQueues) return kInvalidState;
+  const MergeSorterQueue* earliest = nullptr;
+  bool waiting = false;
+  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
+    const MergeSorterQueue& queue = m_pQueues[i];
+    if (queue.IsEmpty()) {
+      waiting = waiting || !queue.bEnded;
+    } else if (earliest == nullptr || IsEarlier(queue.ulHeadTime, earliest->ulHeadTime)) {
+      earliest = &queue;
+      stream = static_cast<std::uint16_t>(i);
+    }
+  }
+  if (earliest == nullptr) return waiting ? kMustWait : kAllStreamsEnded;
+  return waiting && !IsLimitPassed(*earliest) ? kMustWait : kOk;
+}
+
+bool CMergeSorter::IsLimitPassed(const MergeSorterQueue& earliest) const {
+  std::uint32_t packets = 0;
+  std::uint32_t bytes = 0;
+  std::uint32_t latestTail = earliest.ulTailTime;
+  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
+    const MergeSorterQueue& queue = m_pQueues[i];
+    if (queue.IsEmpty()) continue;
+    packets += static_cast<std::uint32_t>(queue.packets.GetCount());
+    bytes += queue.ulBytes;
+    if (IsEarlier(latestTail, queue.ulTailTime)) latestTail = queue.ulTailTime;
+  }
+  const auto timespan = static_cast<std::int32_t>(latestTail - earliest.ulHeadTime);
+  return std::int64_t{timespan} > std::int64_t{m_Limits.maxTimespan} || packets > m_Limits.maxPackets ||
+         bytes > m_Limits.maxBytes;
 }
 
 Status CMergeSorter::SetStreamEnded(std::uint32_t stream) {
   if (!m_pQueues) return kInvalidState;
   if (stream >= m_ulStreamCount) return kInvalidArgument;
   m_pQueues[stream].bEnded = true;
+  UpdateNext();
   return kOk;
 }
 
@@ -128,6 +154,7 @@ std::uint32_t CMergeSorter::GetQueuedCount(std::uint32_t stream) const {
 void CMergeSorter::Flush() {
   if (!m_pQueues) return;
   for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) m_pQueues[i].Clear();
+  UpdateNext();
 }
 
 }  // namespace qbflv

@@ -20,8 +20,11 @@ struct MergeSorterLimits {
   std::uint32_t maxPackets = 0;
   /// ms between the earliest head and the latest tail.
   std::uint32_t maxTimespan = 0;
+  /// Of the packets' buffers, or kNoByteLimit.
   std::uint32_t maxBytes = 0;
 };
+
+inline constexpr std::uint32_t kNoByteLimit = 0xFFFFFFFF;
 
 /// Times are compared as 32-bit serial numbers, so that timestamps may wrap. Operations before Initialize answer
 /// kInvalidState, stream numbers out of range kInvalidArgument.
@@ -29,10 +32,15 @@ class CMergeSorter {
  public:
   /// kInvalidArgument for no streams, and nothing changes; kOutOfMemory leaves it without queues.
   [[nodiscard]] Status Initialize(std::uint32_t streamCount, const MergeSorterLimits& limits);
-  /// Queues the packet under its stream number; the queue keeps one reference.
-  [[nodiscard]] Status AddPacket(IQBPacket* packet);
+  /// Queues the packet under its stream number.
+  [[nodiscard]] Status AddPacket(ComPtr<IQBPacket> packet);
   /// kOk with the next packet, removed from its queue or left in it; or kMustWait or kAllStreamsEnded with none.
   [[nodiscard]] Status GetNextPacket(ComPtr<IQBPacket>& packet, bool remove);
+  /// The same without the packet: the stream that it is of.
+  [[nodiscard]] Status FindNextPacket(std::uint16_t& stream) const {
+    stream = m_uNextStream;
+    return m_NextStatus;
+  }
   /// No more packets will come for the stream: it makes the others wait no longer.
   Status SetStreamEnded(std::uint32_t stream);
   [[nodiscard]] bool IsStreamEnded(std::uint32_t stream) const;
@@ -49,6 +57,10 @@ class CMergeSorter {
 
     [[nodiscard]] bool IsEmpty() const { return packets.GetCount() == 0; }
     [[nodiscard]] IQBPacket* GetHead() const;
+    /// False when the memory cannot be had.
+    [[nodiscard]] bool Append(ComPtr<IQBPacket> packet);
+    /// The packet appended last is one that counts.
+    void CountTail(std::uint32_t time, std::uint32_t bytes);
     ComPtr<IQBPacket> RemoveHead();
     void Clear();
 
@@ -56,27 +68,27 @@ class CMergeSorter {
     CQBSimpleList packets;
     std::uint32_t ulHeadTime = 0;
     std::uint32_t ulTailTime = 0;
+    /// Stays 0 without a limit.
     std::uint32_t ulBytes = 0;
     bool bEnded = false;
     /// The head time has been taken since the last flush.
     bool bHeadTimeSet = false;
   };
 
-  /// The queues at a glance.
-  struct Survey {
-    MergeSorterQueue* candidate = nullptr;
-    bool waiting = false;
-    std::uint32_t packets = 0;
-    std::uint32_t bytes = 0;
-    std::uint32_t latestTail = 0;
-  };
-
-  [[nodiscard]] Survey SurveyQueues() const;
-  [[nodiscard]] bool IsLimitPassed(const Survey& survey) const;
+  void UpdateNext();
+  [[nodiscard]] Status ChooseNext(std::uint16_t& stream) const;
+  [[nodiscard]] ComPtr<IQBPacket> TakeHead(MergeSorterQueue& queue);
+  /// earliest: the queue with the earliest head.
+  [[nodiscard]] bool IsLimitPassed(const MergeSorterQueue& earliest) const;
+  /// Each packet would have to be asked twice for its buffer, for nothing when there is no limit.
+  [[nodiscard]] bool CountsBytes() const { return m_Limits.maxBytes != kNoByteLimit; }
 
   std::uint32_t m_ulStreamCount = 0;
   MergeSorterLimits m_Limits;
   OwnedArray<MergeSorterQueue> m_pQueues;
+  /// The next packet, decided whenever a queue changes: it is asked for more often than that.
+  Status m_NextStatus = kInvalidState;
+  std::uint16_t m_uNextStream = 0;
 };
 
 }  // namespace qbflv

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -23,6 +24,16 @@ struct ByteCursor {
   /// What is left, as a run.
   [[nodiscard]] std::span<const std::uint8_t> Rest() const { return {bytes, remaining}; }
 };
+
+/// The unsigned number of kSize bytes at kOffset in a run whose length is known when compiling: nothing to check is
+/// left.
+template <std::size_t kOffset, std::size_t kSize, std::size_t kLength>
+[[nodiscard]] constexpr std::uint32_t BigEndianAt(std::span<const std::uint8_t, kLength> run) {
+  static_assert(kSize <= 4 && kOffset + kSize <= kLength);
+  std::uint32_t value = 0;
+  for (const std::uint8_t byte : run.template subspan<kOffset, kSize>()) value = value << 8U | byte;
+  return value;
+}
 
 // Each answers kOk, or kFailed when the cursor has no bytes to point at or fewer remain than the item needs.
 

@@ -23,12 +23,12 @@ class TestPacket final : public host::BasicPacket<IQBPacket> {
   bool m_lost;
 };
 
-ComPtr<TestPacket> MakePacket(std::uint16_t stream, std::uint32_t time, std::uint32_t bytes, bool lost = false) {
+ComPtr<IQBPacket> MakePacket(std::uint16_t stream, std::uint32_t time, std::uint32_t bytes, bool lost = false) {
   auto packet = host::MakeObject<TestPacket>(lost);
   const auto buffer = host::MakeObject<host::Buffer>();
   EXPECT_EQ(kOk, buffer->SetSize(bytes));
   EXPECT_EQ(kOk, packet->Set(buffer.Get(), time, stream, 0, 0));
-  return packet;
+  return ComPtr<IQBPacket>::Adopt(packet.Detach());
 }
 
 /// Runs a script of words on a sorter and answers what each "next" gave, as words:
@@ -65,7 +65,7 @@ std::string RunScript(CMergeSorter& sorter, const std::string& script) {
       const bool lost = word[0] == 'A' || word[0] == 'V';
       const std::uint16_t stream = word[0] == 'a' || word[0] == 'A' ? 0 : 1;
       const auto time = static_cast<std::uint32_t>(std::stoul(word.substr(1)));
-      EXPECT_EQ(kOk, sorter.AddPacket(MakePacket(stream, time, 10, lost).Get())) << word;
+      EXPECT_EQ(kOk, sorter.AddPacket(MakePacket(stream, time, 10, lost))) << word;
     }
   }
   return answers;
@@ -110,7 +110,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(MergeSorter, BeforeInitialize_RefusesEverything) {
   CMergeSorter sorter;
   ComPtr<IQBPacket> packet;
-  EXPECT_EQ(kInvalidState, sorter.AddPacket(MakePacket(0, 0, 1).Get()));
+  EXPECT_EQ(kInvalidState, sorter.AddPacket(MakePacket(0, 0, 1)));
   EXPECT_EQ(kInvalidState, sorter.GetNextPacket(packet, true));
   EXPECT_EQ(kInvalidState, sorter.SetStreamEnded(0));
   EXPECT_FALSE(sorter.IsStreamEnded(0));
@@ -122,7 +122,7 @@ TEST(MergeSorter, StreamsOutOfRange_AreInvalid) {
   CMergeSorter sorter;
   EXPECT_EQ(kInvalidArgument, sorter.Initialize(0, kUsual));
   ASSERT_EQ(kOk, sorter.Initialize(2, kUsual));
-  EXPECT_EQ(kInvalidArgument, sorter.AddPacket(MakePacket(2, 0, 1).Get()));
+  EXPECT_EQ(kInvalidArgument, sorter.AddPacket(MakePacket(2, 0, 1)));
   EXPECT_EQ(kInvalidArgument, sorter.SetStreamEnded(2));
   EXPECT_FALSE(sorter.IsStreamEnded(2));
   EXPECT_EQ(0U, sorter.GetQueuedCount(2));
@@ -137,7 +137,7 @@ TEST(MergeSorter, QueuedPackets_AreHeldOnceAndReleasedOnFlushInitializeAndEnd) {
   CMergeSorter sorter;
   ASSERT_EQ(kOk, sorter.Initialize(2, kUsual));
   for (const bool flush : {true, false}) {
-    ASSERT_EQ(kOk, sorter.AddPacket(packet.Get()));
+    ASSERT_EQ(kOk, sorter.AddPacket(packet));
     EXPECT_EQ(2U, references());
     EXPECT_EQ(1U, sorter.GetQueuedCount(0));
     if (flush) {
@@ -150,7 +150,7 @@ TEST(MergeSorter, QueuedPackets_AreHeldOnceAndReleasedOnFlushInitializeAndEnd) {
   {
     CMergeSorter ended;
     ASSERT_EQ(kOk, ended.Initialize(1, kUsual));
-    ASSERT_EQ(kOk, ended.AddPacket(packet.Get()));
+    ASSERT_EQ(kOk, ended.AddPacket(packet));
   }
   EXPECT_EQ(1U, references());
 }
