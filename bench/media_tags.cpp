@@ -20,8 +20,7 @@ std::uint32_t BigEndian24(const std::uint8_t* bytes) {
 }
 
 host::MemoryFile Join(std::span<const std::uint8_t> first, std::span<const std::uint8_t> second) {
-  const std::size_t size = first.size() + second.size();
-  host::MemoryFile file{std::make_shared_for_overwrite<std::uint8_t[]>(size), size};
+  host::MemoryFile file = host::MakeMemoryFile(first.size() + second.size());
   std::ranges::copy(second, std::ranges::copy(first, file.bytes.get()).out);
   return file;
 }

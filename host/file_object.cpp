@@ -47,9 +47,11 @@ void* FileObject::FindInterface(const GUID& id) {
 
 Status FileObject::Init(std::uint32_t /*flags*/, IQBFileResponse* response) {
   if (response == nullptr) return kInvalidArgument;
-  m_response = ComPtr<IQBFileResponse>::Retain(response);
-  m_position = 0;
-  return Answer(m_response, [](IQBFileResponse& to) { to.InitDone(kOk); });
+  return WithoutThrowing([&] {
+    m_response = std::make_shared<ComPtr<IQBFileResponse>>(ComPtr<IQBFileResponse>::Retain(response));
+    m_position = 0;
+    return Answer([to = m_response] { (*to)->InitDone(kOk); });
+  });
 }
 
 Status FileObject::Close() {
@@ -63,8 +65,7 @@ Status FileObject::Read(std::uint32_t count) {
   ++m_counts.reads;
   ComPtr<Buffer> buffer;
   const Status status = WithoutThrowing([&] { return ReadBuffer(count, buffer); });
-  return Answer(m_response,
-                [status, buffer = std::move(buffer)](IQBFileResponse& to) { to.ReadDone(status, buffer.Get()); });
+  return Answer([to = m_response, status, buffer = std::move(buffer)] { (*to)->ReadDone(status, buffer.Get()); });
 }
 
 Status FileObject::ReadBuffer(std::uint32_t count, ComPtr<Buffer>& buffer) {
@@ -83,7 +84,7 @@ Status FileObject::Seek(std::uint32_t offset, BOOL relative) {
   if (relative != 0) return kNotImplemented;
   ++m_counts.seeks;
   m_position = offset;
-  return Answer(m_response, [](IQBFileResponse& to) { to.SeekDone(kOk); });
+  return Answer([to = m_response] { (*to)->SeekDone(kOk); });
 }
 
 Status FileObject::SetAccessHint(std::uint32_t hint) {
@@ -96,21 +97,21 @@ Status FileObject::Stat(IQBFileStatResponse* response) {
   if (!m_response) return kInvalidState;
   const bool known = m_options.stat == FileOptions::Stat::kYes;
   const auto size = known ? static_cast<std::uint32_t>(m_reader.FileSize()) : 0;
-  return Answer(ComPtr<IQBFileStatResponse>::Retain(response),
-                [known, size](IQBFileStatResponse& to) { to.StatDone(known ? kOk : kFailed, size); });
+  return Answer(
+      [to = ComPtr<IQBFileStatResponse>::Retain(response), known, size] { to->StatDone(known ? kOk : kFailed, size); });
 }
 
-/// The copy of the response keeps whom it answers alive, whatever is released meanwhile; the answer may call back, or
-/// drop the last reference to this object, which is therefore not touched after it.
-template <typename Response, typename Completion>
-Status FileObject::Answer(ComPtr<Response> response, Completion completion) {
+/// The answer may call back, or drop the last reference to this object, which is therefore not touched after it.
+template <typename Completion>
+Status FileObject::Answer(Completion&& completion) {
   if (m_options.answers == FileOptions::Answers::kInline) {
-    completion(*response);
+    completion();
     return kOk;
   }
   return WithoutThrowing([&] {
-    m_loop.Post([self = ComPtr<FileObject>::Retain(this), session = m_session, response, completion] {
-      if (self->m_session == session) completion(*response);
+    m_loop.Post([self = ComPtr<FileObject>::Retain(this), session = m_session,
+                 completion = std::forward<Completion>(completion)] {
+      if (self->m_session == session) completion();
     });
     return kOk;
   });

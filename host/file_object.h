@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 
 #include "host/block_reader.h"
 #include "host/buffer.h"
@@ -68,14 +69,17 @@ class FileObject final : public ComObject<IQBSourceFile, IQBFileStat> {
  private:
   Status ReadBuffer(std::uint32_t count, ComPtr<Buffer>& buffer);
 
-  template <typename Response, typename Completion>
-  Status Answer(ComPtr<Response> response, Completion completion);
+  /// completion: gives the answer. It holds the response, so that whom it answers lives on whatever is released
+  /// meanwhile.
+  template <typename Completion>
+  Status Answer(Completion&& completion);
 
   BlockReader m_reader;
   const FileOptions m_options;
   EventLoop& m_loop;
-  /// Null until Init and after Close.
-  ComPtr<IQBFileResponse> m_response;
+  /// Null until Init and after Close. Each answer holds it, counted on this side of the boundary: that costs no call,
+  /// and no atomic operation while the process has but one thread.
+  std::shared_ptr<ComPtr<IQBFileResponse>> m_response;
   /// Changes with Close, so that an answer still queued is known to be late.
   std::uint32_t m_session = 0;
   std::uint64_t m_position = 0;

@@ -16,6 +16,10 @@ struct MemoryFile {
   BlockReader Open() const { return {bytes, size}; }
 };
 
+/// Room for a file's bytes, which are not set. A large one takes large pages where the system has them: a reader that
+/// goes from tag header to tag header would else wait for the page tables nearly as often as for the bytes.
+MemoryFile MakeMemoryFile(std::uint64_t size);
+
 /// Throws HostError.
 MemoryFile ReadIntoMemory(const std::filesystem::path& path);
 

@@ -32,6 +32,9 @@ bool Write(int descriptor, std::span<const std::uint8_t> bytes);
 /// Waits until what was written is on the disk. False with errno on failure.
 bool FlushToDisk(int descriptor);
 
+/// Asks for large pages behind memory that was not written to yet; what cannot be had is left as it is.
+void PreferLargePages(std::span<std::uint8_t> memory);
+
 /// A dynamic library, or null with a text that says why.
 void* OpenLibrary(const std::filesystem::path& path, std::string& error);
 void CloseLibrary(void* library);

@@ -1,10 +1,12 @@
 // The operating system as Linux has it.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
 #include <system_error>
 
 #include "host/system.h"
@@ -39,6 +41,14 @@ bool Write(int descriptor, std::span<const std::uint8_t> bytes) {
 }
 
 bool FlushToDisk(int descriptor) { return fsync(descriptor) == 0; }
+
+void PreferLargePages(std::span<std::uint8_t> memory) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  void* begin = memory.data();
+  std::size_t size = memory.size();
+  if (std::align(page, page, begin, size) == nullptr) return;
+  madvise(begin, size / page * page, MADV_HUGEPAGE);
+}
 
 void* OpenLibrary(const std::filesystem::path& path, std::string& error) {
   void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);

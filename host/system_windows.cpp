@@ -50,6 +50,9 @@ bool Write(int descriptor, std::span<const std::uint8_t> bytes) {
 
 bool FlushToDisk(int descriptor) { return _commit(descriptor) == 0; }
 
+/// Large pages are a privilege there.
+void PreferLargePages(std::span<std::uint8_t> /*memory*/) {}
+
 void* OpenLibrary(const std::filesystem::path& path, std::string& error) {
   // What the library needs is looked for beside it.
   void* const library = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);

@@ -20,6 +20,8 @@
 // more are beyond these interfaces.
 #pragma once
 
+#include <array>
+#include <bit>
 #include <cstdint>
 
 namespace qbflv {
@@ -64,11 +66,8 @@ struct GUID {
 static_assert(sizeof(GUID) == 16);
 
 constexpr bool operator==(const GUID& left, const GUID& right) {
-  if (left.data1 != right.data1 || left.data2 != right.data2 || left.data3 != right.data3) return false;
-  for (int i = 0; i < 8; ++i) {
-    if (left.data4[i] != right.data4[i]) return false;
-  }
-  return true;
+  using Halves = std::array<std::uint64_t, 2>;
+  return std::bit_cast<Halves>(left) == std::bit_cast<Halves>(right);
 }
 
 /// Most identifiers here differ only in their first field.
