@@ -10,7 +10,7 @@ Status CStreamIndexTable::Init(std::uint32_t granularity, std::uint32_t capacity
   m_ulGranularity = granularity;
   if (capacity == 0) return kOk;
 
-  m_pEntries = MakeArray<Entry>(capacity);
+  m_pEntries = MakeRoom<Entry>(capacity);
   if (m_pEntries == nullptr) {
     m_ulCapacity = 0;
     return kOutOfMemory;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 namespace qbflv {
@@ -15,6 +16,13 @@ using OwnedArray = std::unique_ptr<Element[]>;
 template <typename Element>
 [[nodiscard]] OwnedArray<Element> MakeArray(std::uint32_t count) {
   return OwnedArray<Element>(new (std::nothrow) Element[count]());
+}
+
+/// count elements that are not set: memory that is never written to stays with the system. Null as above.
+template <typename Element>
+[[nodiscard]] OwnedArray<Element> MakeRoom(std::uint32_t count) {
+  static_assert(std::is_trivially_default_constructible_v<Element>);
+  return OwnedArray<Element>(new (std::nothrow) Element[count]);
 }
 
 /// A new object; null when the memory cannot be had.
