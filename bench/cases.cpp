@@ -6,6 +6,7 @@
 #include <chrono>
 #include <deque>
 #include <random>
+#include <vector>
 
 #include "bench/av_reader.h"
 #include "bench/media_tags.h"
@@ -19,6 +20,8 @@ namespace qbflv::bench {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t kSessions = 10000;
 
 /// The same sequence on both sides. In the first second libavformat may refuse: there is nothing before its time.
 class RandomTimes {
@@ -43,12 +46,23 @@ void Time(benchmark::State& state, Work work) {
   state.SetIterationTime(std::chrono::duration<double>(Clock::now() - begin).count());
 }
 
+/// Fills the caches with something else, as a server's other work does.
+void EmptyCaches() {
+  constexpr std::size_t kMoreThanAnyCache = 64 * 1024 * 1024;
+  static std::vector<std::uint8_t> other(kMoreThanAnyCache);
+  for (std::size_t i = 0; i < other.size(); i += 64) ++other[i];
+  benchmark::ClobberMemory();
+}
+
+enum class Caches { kAsTheyAre, kEmpty };
+
 template <typename MakeReader>
-void AddDeliverOn(const std::string& name, const char* side, MakeReader makeReader) {
-  Add(name, side, [makeReader](benchmark::State& state) {
+void AddDeliverOn(const std::string& name, const char* side, Caches caches, MakeReader makeReader) {
+  Add(name, side, [caches, makeReader](benchmark::State& state) {
     std::uint64_t packets = 0;
     for ([[maybe_unused]] auto _ : state) {
       const auto reader = makeReader();
+      if (caches == Caches::kEmpty) EmptyCaches();
       Time(state, [&] { packets += reader->Deliver(); });
     }
     state.SetItemsProcessed(static_cast<std::int64_t>(packets));
@@ -101,24 +115,38 @@ auto AvReaders(const Input& input) {
   return [&] { return std::make_unique<AvReader>(input.file); };
 }
 
-/// So many sessions, asked in turn for a packet of one stream and then of the other; those that are over start again.
-void MeasureSessions(benchmark::State& state, const Plugin& plugin, const Input& input, std::size_t count) {
+/// So many sessions, asked in turn for packets of one stream and the other; those that are over start again.
+void MeasureSessions(benchmark::State& state, const Plugin& plugin, const Input& input, std::uint32_t packetsInATurn,
+                     std::uint32_t count) {
   std::deque<Reader> readers;
-  for (std::size_t i = 0; i < count; ++i) readers.emplace_back(plugin.library, plugin.context.Get(), input.file);
-  const std::size_t rounds = 20000 / count;
+  for (std::uint32_t i = 0; i < count; ++i) readers.emplace_back(plugin.library, plugin.context.Get(), input.file);
+  const auto giveTurn = [&](Reader& reader, std::uint32_t requests) {
+    std::uint64_t packets = 0;
+    if (reader.IsDone()) reader.Seek(0);
+    for (std::uint32_t i = 0; i < requests; ++i) packets += reader.Step();
+    return packets;
+  };
+  // Beyond what happens once: the first packets make the index and the queues.
+  for (Reader& reader : readers) giveTurn(reader, 50);
+
+  const std::uint32_t rounds = 10 * kSessions / count / packetsInATurn;
   std::uint64_t packets = 0;
   for ([[maybe_unused]] auto _ : state) {
-    for (Reader& reader : readers) {
-      if (reader.IsDone()) reader.Seek(0);
-    }
     Time(state, [&] {
-      for (std::size_t round = 0; round < rounds; ++round) {
-        for (Reader& reader : readers) packets += reader.Step();
+      for (std::uint32_t round = 0; round < rounds; ++round) {
+        for (Reader& reader : readers) packets += giveTurn(reader, packetsInATurn);
       }
     });
   }
   state.SetItemsProcessed(static_cast<std::int64_t>(packets));
 }
+
+void AddOpenAs(const std::string& name, const Plugin& plugin, const Input& input) {
+  AddOpenOn(name, kPluginSide, PluginReaders(plugin, input));
+  AddOpenOn(name, kOtherSide, AvReaders(input));
+}
+
+std::string RowName(const char* name, const Input& input) { return fmt::format("{}, {}", name, input.name); }
 
 }  // namespace
 
@@ -135,30 +163,44 @@ void CheckDelivery(const Plugin& plugin, const Input& input) {
                                     input.name, tags, packets, theirs));
 }
 
-void AddDeliver(const Plugin& plugin, const Input& input, const std::string& name) {
-  AddDeliverOn(name, kPluginSide, PluginReaders(plugin, input));
-  AddDeliverOn(name, kOtherSide, AvReaders(input));
+void AddDeliver(const Plugin& plugin, const Input& input) {
+  const std::string name = RowName(kDeliver, input);
+  AddDeliverOn(name, kPluginSide, Caches::kAsTheyAre, PluginReaders(plugin, input));
+  AddDeliverOn(name, kOtherSide, Caches::kAsTheyAre, AvReaders(input));
 }
 
-void AddOpen(const Plugin& plugin, const Input& input, const std::string& name) {
-  AddOpenOn(name, kPluginSide, PluginReaders(plugin, input));
-  AddOpenOn(name, kOtherSide, AvReaders(input));
+void AddGrowth(const Plugin& plugin, const Input& input, std::uint32_t tags) {
+  const std::string name = fmt::format("{}, {} tags", kGrowth, tags);
+  AddDeliverOn(name, kPluginSide, Caches::kEmpty, PluginReaders(plugin, input));
+  AddDeliverOn(name, kOtherSide, Caches::kEmpty, AvReaders(input));
 }
 
-void AddWarmSeek(const Plugin& plugin, const Input& input, const std::string& name) {
+void AddOpen(const Plugin& plugin, const Input& input) { AddOpenAs(RowName(kOpen, input), plugin, input); }
+
+void AddOpenWithoutMetadata(const Plugin& plugin, const Input& input) {
+  AddOpenAs(RowName(kOpenWithoutMetadata, input), plugin, input);
+}
+
+void AddWarmSeek(const Plugin& plugin, const Input& input) {
+  const std::string name = RowName(kWarmSeek, input);
   AddWarmSeekOn(name, kPluginSide, input, PluginReaders(plugin, input));
   AddWarmSeekOn(name, kOtherSide, input, AvReaders(input));
 }
 
-void AddColdSeek(const Plugin& plugin, const Input& input, const std::string& name) {
+void AddColdSeek(const Plugin& plugin, const Input& input) {
+  const std::string name = RowName(kColdSeek, input);
   AddColdSeekOn(name, kPluginSide, input, PluginReaders(plugin, input));
   AddColdSeekOn(name, kOtherSide, input, AvReaders(input));
 }
 
-void AddMany(const Plugin& plugin, const Input& input, const std::string& name, std::size_t sessions) {
-  Add(name, kPluginSide,
-      [&plugin, &input, sessions](benchmark::State& state) { MeasureSessions(state, plugin, input, sessions); });
-  Add(name, kOneSession, [&plugin, &input](benchmark::State& state) { MeasureSessions(state, plugin, input, 1); });
+void AddMany(const Plugin& plugin, const Input& input, std::uint32_t packetsInATurn) {
+  const std::string name = fmt::format("{}: {} sessions, {} a turn, {}", kMany, kSessions, packetsInATurn, input.name);
+  for (const std::uint32_t count : {kSessions, 1U}) {
+    Add(name, count == 1 ? kOneSession : kPluginSide,
+        [&plugin, &input, packetsInATurn, count](benchmark::State& state) {
+          MeasureSessions(state, plugin, input, packetsInATurn, count);
+        });
+  }
 }
 
 }  // namespace qbflv::bench

@@ -1,9 +1,9 @@
 // The cases: what is measured of the plug-in and of libavformat, on which file.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "host/memory_file.h"
 #include "host/plugin_library.h"
@@ -23,16 +23,19 @@ struct Plugin {
   ComPtr<IUnknown> context;
 };
 
-/// Each registers with the benchmark library under "CASE, FILE/SIDE", measures every file on both sides, and needs its
-/// arguments to the end. The check that both sides deliver the same comes first; it throws HostError.
+/// Each registers with the benchmark library under "CASE, FILE/SIDE", measures both sides, and needs its arguments to
+/// the end. The check that both sides deliver the same comes first; it throws HostError.
 void CheckDelivery(const Plugin& plugin, const Input& input);
-void AddDeliver(const Plugin& plugin, const Input& input, const std::string& name);
-void AddOpen(const Plugin& plugin, const Input& input, const std::string& name);
+void AddDeliver(const Plugin& plugin, const Input& input);
+/// The same on a file of that many tags, which is not in the processor's caches when it begins.
+void AddGrowth(const Plugin& plugin, const Input& input, std::uint32_t tags);
+void AddOpen(const Plugin& plugin, const Input& input);
+void AddOpenWithoutMetadata(const Plugin& plugin, const Input& input);
 /// After a full play.
-void AddWarmSeek(const Plugin& plugin, const Input& input, const std::string& name);
+void AddWarmSeek(const Plugin& plugin, const Input& input);
 /// In a file that was just opened.
-void AddColdSeek(const Plugin& plugin, const Input& input, const std::string& name);
-/// Many sessions asked in turn, beside one that is asked in the same way.
-void AddMany(const Plugin& plugin, const Input& input, const std::string& name, std::size_t sessions);
+void AddColdSeek(const Plugin& plugin, const Input& input);
+/// Many sessions asked in turn for so many packets each, beside one that is asked in the same way.
+void AddMany(const Plugin& plugin, const Input& input, std::uint32_t packetsInATurn);
 
 }  // namespace qbflv::bench

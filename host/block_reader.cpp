@@ -35,12 +35,17 @@ Status BlockReader::Read(std::uint64_t offset, std::uint32_t count, Slice& slice
   if (before >= m_blockSize) return kOk;
   slice.size = static_cast<std::uint32_t>(std::min<std::uint64_t>(count, m_blockSize - before));
   slice.bytes = std::shared_ptr<std::uint8_t[]>(m_block, m_block.get() + before);
-  // What follows is mostly what is asked for next: it comes into the cache meanwhile. A tag header may lie across two
-  // of its lines.
-  constexpr std::ptrdiff_t kTagHeaderSize = 15;
-  __builtin_prefetch(slice.bytes.get() + slice.size);
-  __builtin_prefetch(slice.bytes.get() + slice.size + kTagHeaderSize);
+  FetchAhead(offset + slice.size);  // most files are read from front to back
   return kOk;
+}
+
+void BlockReader::FetchAhead(std::uint64_t offset) const {
+  if (offset < m_blockOffset || offset - m_blockOffset >= m_blockSize) return;
+  const std::uint8_t* const bytes = m_block.get() + (offset - m_blockOffset);
+  // What is asked for is small, but may lie across two lines of the cache.
+  constexpr std::ptrdiff_t kSmallRead = 15;
+  __builtin_prefetch(bytes);
+  __builtin_prefetch(bytes + kSmallRead);
 }
 
 std::uint64_t BlockReader::FileSize() const {

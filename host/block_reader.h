@@ -29,6 +29,9 @@ class BlockReader {
   /// The bytes at offset, fewer than count (also none) where the file ends. Throws std::bad_alloc.
   Status Read(std::uint64_t offset, std::uint32_t count, Slice& slice);
 
+  /// The bytes at offset will be asked for soon: if they are at hand, they come into the cache meanwhile.
+  void FetchAhead(std::uint64_t offset) const;
+
   /// The file's size as it is now, or 0 if it cannot be told.
   std::uint64_t FileSize() const;
 

@@ -84,6 +84,7 @@ Status FileObject::Seek(std::uint32_t offset, BOOL relative) {
   if (relative != 0) return kNotImplemented;
   ++m_counts.seeks;
   m_position = offset;
+  m_reader.FetchAhead(offset);
   return Answer([to = m_response] { (*to)->SeekDone(kOk); });
 }
 
