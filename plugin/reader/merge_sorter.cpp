@@ -103,35 +103,31 @@ void CMergeSorter::UpdateNext() { m_NextStatus = ChooseNext(m_uNextStream); }
 /// Ties between heads go to the lower stream number.
 Status CMergeSorter::ChooseNext(std::uint16_t& stream) const {
   if (!m_pQueues) return kInvalidState;
-  const MergeSorterQueue* earliest = nullptr;
+  const MergeSorterQueue* next = nullptr;
   bool waiting = false;
+  std::uint32_t packets = 0;
+  std::uint32_t bytes = 0;
+  std::uint32_t latestTail = 0;
   for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
     const MergeSorterQueue& queue = m_pQueues[i];
     if (queue.IsEmpty()) {
       waiting = waiting || !queue.bEnded;
-    } else if (earliest == nullptr || IsEarlier(queue.ulHeadTime, earliest->ulHeadTime)) {
-      earliest = &queue;
+      continue;
+    }
+    packets += static_cast<std::uint32_t>(queue.packets.GetCount());
+    bytes += queue.ulBytes;
+    if (next == nullptr || IsEarlier(latestTail, queue.ulTailTime)) latestTail = queue.ulTailTime;
+    if (next == nullptr || IsEarlier(queue.ulHeadTime, next->ulHeadTime)) {
+      next = &queue;
       stream = static_cast<std::uint16_t>(i);
     }
   }
-  if (earliest == nullptr) return waiting ? kMustWait : kAllStreamsEnded;
-  return waiting && !IsLimitPassed(*earliest) ? kMustWait : kOk;
-}
-
-bool CMergeSorter::IsLimitPassed(const MergeSorterQueue& earliest) const {
-  std::uint32_t packets = 0;
-  std::uint32_t bytes = 0;
-  std::uint32_t latestTail = earliest.ulTailTime;
-  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
-    const MergeSorterQueue& queue = m_pQueues[i];
-    if (queue.IsEmpty()) continue;
-    packets += static_cast<std::uint32_t>(queue.packets.GetCount());
-    bytes += queue.ulBytes;
-    if (IsEarlier(latestTail, queue.ulTailTime)) latestTail = queue.ulTailTime;
-  }
-  const auto timespan = static_cast<std::int32_t>(latestTail - earliest.ulHeadTime);
-  return std::int64_t{timespan} > std::int64_t{m_Limits.maxTimespan} || packets > m_Limits.maxPackets ||
-         bytes > m_Limits.maxBytes;
+  if (next == nullptr) return waiting ? kMustWait : kAllStreamsEnded;
+  if (!waiting) return kOk;
+  const auto timespan = static_cast<std::int32_t>(latestTail - next->ulHeadTime);
+  const bool limitPassed = std::int64_t{timespan} > std::int64_t{m_Limits.maxTimespan} ||
+                           packets > m_Limits.maxPackets || bytes > m_Limits.maxBytes;
+  return limitPassed ? kOk : kMustWait;
 }
 
 Status CMergeSorter::SetStreamEnded(std::uint32_t stream) {

@@ -78,8 +78,6 @@ class CMergeSorter {
   void UpdateNext();
   [[nodiscard]] Status ChooseNext(std::uint16_t& stream) const;
   [[nodiscard]] ComPtr<IQBPacket> TakeHead(MergeSorterQueue& queue);
-  /// earliest: the queue with the earliest head.
-  [[nodiscard]] bool IsLimitPassed(const MergeSorterQueue& earliest) const;
   /// Each packet would have to be asked twice for its buffer, for nothing when there is no limit.
   [[nodiscard]] bool CountsBytes() const { return m_Limits.maxBytes != kNoByteLimit; }
 
