@@ -204,6 +204,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   ComPtr<IQBBuffer> m_pFlvHeaderBuffer;
   ComPtr<IQBBuffer> m_pTagBuffer;
   ComPtr<CFLVPayload> m_pPayload;
+  /// Until the file header is made of it.
   AMFValue m_MetaData;
 
   // --- Where the object stands ---
