@@ -22,6 +22,7 @@ constexpr std::size_t kWriteSize = 1024 * 1024;
 FlvWriter::FlvWriter(const std::filesystem::path& target, Streams streams) : m_file(target) {
   const int flags = (streams.audio ? kAnnouncesAudio : 0) | (streams.video ? kAnnouncesVideo : 0);
   const std::uint8_t start[] = {'F', 'L', 'V', 1, static_cast<std::uint8_t>(flags)};
+  m_pending.reserve(kWriteSize);
   Append(start);
   AppendBigEndian(kFileHeaderSize, 4);
   AppendBigEndian(0, 4);  // no tag stands before the first
