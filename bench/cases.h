@@ -2,25 +2,16 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 
+#include "bench/plugin.h"
 #include "host/memory_file.h"
-#include "host/plugin_library.h"
 
 namespace qbflv::bench {
 
 struct Input {
   std::string name;
   host::MemoryFile file;
-};
-
-/// What every measurement of the plug-in needs.
-struct Plugin {
-  explicit Plugin(const std::filesystem::path& path);
-
-  host::PluginLibrary library;
-  ComPtr<IUnknown> context;
 };
 
 /// Each registers with the benchmark library under "CASE, FILE/SIDE", measures both sides, and needs its arguments to

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <deque>
 #include <exception>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,7 @@ int main(int argumentCount, char** arguments) {
                                     "--benchmark_enable_random_interleaving=true",
                                     "--benchmark_min_time=" + std::to_string(options.seconds)};
   std::vector<char*> flagPointers;
+  flagPointers.reserve(flags.size());
   for (std::string& flag : flags) flagPointers.push_back(flag.data());
   int flagCount = static_cast<int>(flagPointers.size());
   benchmark::Initialize(&flagCount, flagPointers.data());

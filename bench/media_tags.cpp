@@ -52,7 +52,8 @@ host::MemoryFile WithoutRates(const host::MemoryFile& file) {
   test::FlvBuilder head(test::kBoth);
   head.Metadata(test::amf::MixedArray({{"width", Number(640)}, {"height", Number(360)}}));
   std::uint64_t rest = kFileHeaderSize;
-  if (file.bytes[rest + 4] == host::kScriptTag) rest += kTagHeaderSize + BigEndian24(file.bytes.get() + rest + 5);
+  const std::uint8_t* const firstTag = file.bytes.get() + rest + 4;
+  if (firstTag[0] == host::kScriptTag) rest += kTagHeaderSize + BigEndian24(firstTag + 1);
   rest += 4;  // the size of the tag before it: the new one's stands in its place
   return Join(head.File(), {file.bytes.get() + rest, file.size - rest});
 }
