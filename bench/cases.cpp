@@ -168,6 +168,19 @@ void AddDeliver(const Plugin& plugin, const Input& input) {
   AddDeliverOn(name, kOtherSide, Caches::kAsTheyAre, AvReaders(input));
 }
 
+void AddTagWalk(const Plugin& plugin, const Input& input) {
+  const std::string name = RowName(kTagWalk, input);
+  AddDeliverOn(name, kPluginSide, Caches::kEmpty, PluginReaders(plugin, input));
+  Add(name, kPlainLoop, [&input](benchmark::State& state) {
+    std::uint64_t tags = 0;
+    for ([[maybe_unused]] auto _ : state) {
+      EmptyCaches();
+      Time(state, [&] { tags += CountMediaTags(input.file).playable; });
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(tags));
+  });
+}
+
 void AddGrowth(const Plugin& plugin, const Input& input, std::uint32_t tags) {
   const std::string name = fmt::format("{}, {} tags", kGrowth, tags);
   AddDeliverOn(name, kPluginSide, Caches::kEmpty, PluginReaders(plugin, input));

@@ -18,7 +18,10 @@ struct Input {
 /// the end. The check that both sides deliver the same comes first; it throws HostError.
 void CheckDelivery(const Plugin& plugin, const Input& input);
 void AddDeliver(const Plugin& plugin, const Input& input);
-/// The same on a file of that many tags, which is not in the processor's caches when it begins.
+/// Delivery beside the least that anybody can do, since a tag's place is known from the one before it only. Both begin
+/// with nothing of the file in the processor's caches.
+void AddTagWalk(const Plugin& plugin, const Input& input);
+/// Delivery of a file of that many tags, which is not in the caches either.
 void AddGrowth(const Plugin& plugin, const Input& input, std::uint32_t tags);
 void AddOpen(const Plugin& plugin, const Input& input);
 void AddOpenWithoutMetadata(const Plugin& plugin, const Input& input);

@@ -38,6 +38,7 @@ void Measure(const Options& options) {
     const bench::Input& file = inputs.emplace_back(bench::Input{name, qbflv::host::ReadIntoMemory(path)});
     CheckDelivery(plugin, file);
     AddDeliver(plugin, file);
+    AddTagWalk(plugin, file);
     AddOpen(plugin, file);
     AddOpenWithoutMetadata(plugin, inputs.emplace_back(bench::Input{name, bench::WithoutRates(file.file)}));
     AddWarmSeek(plugin, file);

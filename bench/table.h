@@ -13,9 +13,12 @@ inline constexpr const char* kPluginSide = "plug-in";
 inline constexpr const char* kOtherSide = "libavformat";
 /// Of the plug-in, where libavformat has no part.
 inline constexpr const char* kOneSession = "one session";
+/// A loop that goes from tag header to tag header and does nothing else.
+inline constexpr const char* kPlainLoop = "plain loop";
 
 /// What the rows' names begin with.
 inline constexpr const char* kDeliver = "deliver";
+inline constexpr const char* kTagWalk = "tag walk";
 inline constexpr const char* kOpen = "open";
 inline constexpr const char* kOpenWithoutMetadata = "open, no metadata";
 inline constexpr const char* kWarmSeek = "seek, warm";
