@@ -42,7 +42,7 @@ void CQBFLVFileFormat::OnPacketHeader(Status status, ComPtr<IQBBuffer> buffer) {
   const auto bytes = BufferBytes(buffer.Get());
   if (bytes.size() < m_ulTagHeaderReadSize) return OnShortPacketHeader(buffer.Get());
   if (Failed(ParseTagHeader(ByteCursor(bytes), m_TagHeader))) return EndAllStreams();
-  m_pTagBuffer = std::move(buffer);
+  std::swap(m_pTagBuffer, buffer);  // the one before it is let go last: the host may call from there
   if (m_ulTagPrefixBytes > 0 && Failed(ParseMediaTagHeader(bytes.subspan(kTagHeaderReadBytes)))) {
     return EndAllStreams();
   }
