@@ -1,5 +1,5 @@
 # Adds up what callgrind counted inside one library: awk -v library=NAME -f bench/instructions.awk CALLGRIND_FILE
-# The file's layout is described in valgrind's manual ("Callgrind Format Specification").
+# The layout of the file is that of the chapter on the callgrind format in the manual of valgrind.
 
 # "ob=(3) /path" gives the number of an object its name; "ob=(3)" alone refers to it.
 function name(text, number) {
