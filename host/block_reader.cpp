@@ -41,11 +41,11 @@ Status BlockReader::Read(std::uint64_t offset, std::uint32_t count, Slice& slice
 
 void BlockReader::FetchAhead(std::uint64_t offset) const {
   if (offset < m_blockOffset || offset - m_blockOffset >= m_blockSize) return;
-  const std::uint8_t* const bytes = m_block.get() + (offset - m_blockOffset);
+  const std::uint64_t begin = offset - m_blockOffset;
   // What is asked for is small, but may lie across two lines of the cache.
-  constexpr std::ptrdiff_t kSmallRead = 15;
-  __builtin_prefetch(bytes);
-  __builtin_prefetch(bytes + kSmallRead);
+  constexpr std::uint64_t kSmallRead = 15;
+  __builtin_prefetch(m_block.get() + begin);
+  __builtin_prefetch(m_block.get() + std::min(begin + kSmallRead, m_blockSize - 1));
 }
 
 std::uint64_t BlockReader::FileSize() const {

@@ -7,22 +7,23 @@
 
 namespace qbflv {
 
-Status CQBFLVFileFormat::TakeAnswer(Completion completion, Status status, IQBBuffer* buffer, std::uint32_t fileSize) {
+Status CQBFLVFileFormat::TakeAnswer(Completion completion, Status status, ComPtr<IQBBuffer> buffer,
+                                    std::uint32_t fileSize) {
   if (!m_pFileObject) return kInvalidState;  // closed: nothing is left to act on
   if (m_Operations.TakeOvertaken(completion)) {
-    NoteOvertaken(completion, status, buffer);
+    NoteOvertaken(completion, status, buffer.Get());
     return kInvalidState;
   }
   m_Operations.Answered(completion, Succeeded(status));
   // The file object has moved, whether the answer is expected or not.
   if (Succeeded(status)) {
-    if (completion == Completion::kRead) MoveOn(buffer);
+    if (completion == Completion::kRead) MoveOn(buffer.Get());
     if (completion == Completion::kSeek) MoveTo(m_ulSeekOffset);
   }
   // In the middle of a step the state still is the one that its answer was expected in.
   if (completion != ExpectedCompletion(m_ulState) || !m_Operations.TakeDue()) return kInvalidState;
 
-  m_Answer = {completion, status, ComPtr<IQBBuffer>::Retain(buffer), fileSize};
+  m_Answer = {completion, status, std::move(buffer), fileSize};
   const Turn turn(*this);  // takes the answer up at its end, or leaves it to the outermost call
   return kOk;
 }

@@ -77,7 +77,7 @@ void CQBFLVFileFormat::OnShortPacketHeader(IQBBuffer* buffer) {
   ComPtr<IQBPacket> packet;
   if (Failed(m_pPayload->OnEndOfFile(buffer, packet))) return EndAllStreams();
   const bool takesPacket = packet && m_pMergeSorter && !m_pMergeSorter->IsStreamEnded(0);
-  if (takesPacket && Failed(m_pMergeSorter->AddPacket(std::move(packet)))) return EndAllStreams();
+  if (takesPacket && Failed(m_pMergeSorter->AddPacket(packet))) return EndAllStreams();
   if (!HandOutPackets()) return;
   EndAllStreams();
 }
@@ -108,7 +108,8 @@ void CQBFLVFileFormat::OnPacketBody(Status status, IQBBuffer* buffer) {
   const std::uint32_t offset = m_ulFileOffset - m_ulTagHeaderReadSize - static_cast<std::uint32_t>(body.size());
   AddSeekPoint(stream, offset, m_TagHeader.ulTimestamp - m_ulTimeBase, isKey);
   if (Failed(EnsureMergeSorter())) return EndAllStreams();
-  if (packet && Failed(QueuePacket(std::move(packet)))) return EndAllStreams();
+  // The packet is kept to the end: the host may call from its last Release, also when it is not queued.
+  if (packet && Failed(QueuePacket(packet))) return EndAllStreams();
   if (!HandOutPackets()) return;
   if (AllStreamsWaitingOrDone()) ReadTagHeader();
 }

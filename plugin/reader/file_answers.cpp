@@ -7,7 +7,7 @@ Status CFileAnswers::InitDone(Status status) { return TakeAnswer(Completion::kIn
 Status CFileAnswers::CloseDone(Status /*status*/) { return kOk; }
 
 Status CFileAnswers::ReadDone(Status status, IQBBuffer* buffer) {
-  return TakeAnswer(Completion::kRead, status, buffer, 0);
+  return TakeAnswer(Completion::kRead, status, ComPtr<IQBBuffer>::Retain(buffer), 0);
 }
 
 Status CFileAnswers::WriteDone(Status /*status*/) { return kNotImplemented; }

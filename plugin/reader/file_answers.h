@@ -22,7 +22,7 @@ class CFileAnswers : public IQBFileResponse, public IQBFileStatResponse {
  public:
   /// kOk when the answer is acted on, kInvalidState when it is not expected. The buffer is that of a read, and may be
   /// null; the size that of a stat, in bytes.
-  virtual Status TakeAnswer(Completion completion, Status status, IQBBuffer* buffer, std::uint32_t fileSize) = 0;
+  virtual Status TakeAnswer(Completion completion, Status status, ComPtr<IQBBuffer> buffer, std::uint32_t fileSize) = 0;
 
   Status InitDone(Status status) override;
   Status CloseDone(Status status) override;

@@ -62,7 +62,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   Status Close() override;
 
   // IQBFileResponse and IQBFileStatResponse: completions of the file object in use
-  Status TakeAnswer(Completion completion, Status status, IQBBuffer* buffer, std::uint32_t fileSize) override;
+  Status TakeAnswer(Completion completion, Status status, ComPtr<IQBBuffer> buffer, std::uint32_t fileSize) override;
 
   // IQBInterruptSafe
   BOOL IsInterruptSafe() override { return 1; }

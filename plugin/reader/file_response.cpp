@@ -1,6 +1,7 @@
 #include "plugin/reader/file_response.h"
 
 #include <memory>
+#include <utility>
 
 #include "plugin/platform/platform.h"
 #include "plugin/util/interface_table.h"
@@ -27,8 +28,9 @@ std::uint32_t CFileResponse::Release() {
 }
 
 // The taker may drop the last reference to this object meanwhile: nothing of it is touched afterwards.
-Status CFileResponse::TakeAnswer(Completion completion, Status status, IQBBuffer* buffer, std::uint32_t fileSize) {
-  return m_pTaker != nullptr ? m_pTaker->TakeAnswer(completion, status, buffer, fileSize) : kInvalidState;
+Status CFileResponse::TakeAnswer(Completion completion, Status status, ComPtr<IQBBuffer> buffer,
+                                 std::uint32_t fileSize) {
+  return m_pTaker != nullptr ? m_pTaker->TakeAnswer(completion, status, std::move(buffer), fileSize) : kInvalidState;
 }
 
 }  // namespace qbflv

@@ -20,7 +20,7 @@ class CFileResponse final : public CFileAnswers, public CQBBaseCountingObject {
   std::uint32_t AddRef() override;
   std::uint32_t Release() override;
 
-  Status TakeAnswer(Completion completion, Status status, IQBBuffer* buffer, std::uint32_t fileSize) override;
+  Status TakeAnswer(Completion completion, Status status, ComPtr<IQBBuffer> buffer, std::uint32_t fileSize) override;
 
  private:
   std::int32_t m_lRefCount = 0;

@@ -21,14 +21,17 @@ constexpr std::uint32_t kDefaultDuration = 10000;
 void CQBFLVFileFormat::SendFileHeader() {
   const Bookmark here(*this);
   ComPtr<IQBPropertyList> header;
-  // Making the header calls the host, which may begin another file meanwhile: the metadata must outlive that. Nobody
-  // asks for it later, and an open session should not carry a long list of key frames along.
-  const AMFValue metaData = std::exchange(m_MetaData, AMFValue());
+  // Making the header calls the host, which may begin another file meanwhile: the metadata must outlive that. A header
+  // that fails may be asked for again; once it is made nobody wants the metadata, and an open session should not carry
+  // a long list of key frames along.
+  AMFValue metaData = std::exchange(m_MetaData, AMFValue());
   const Status status = BuildFileHeader(metaData, header);
   if (here.IsLost()) return;
-  if (Failed(status)) return FailFileHeader(status);
-  m_pStreams = MakeArray<FLVStreamState>(m_ulStreamCount);
-  if (!m_pStreams) return FailFileHeader(kOutOfMemory);
+  if (Succeeded(status)) m_pStreams = MakeArray<FLVStreamState>(m_ulStreamCount);
+  if (Failed(status) || !m_pStreams) {
+    m_MetaData = std::move(metaData);
+    return FailFileHeader(Failed(status) ? status : kOutOfMemory);
+  }
   AddKeyFramesToIndex(metaData);
 
   m_ulStreamHeadersSent = 0;

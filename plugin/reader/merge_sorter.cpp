@@ -58,6 +58,7 @@ Status CMergeSorter::Initialize(std::uint32_t streamCount, const MergeSorterLimi
   if (streamCount == 0) return kInvalidArgument;
   m_Limits = limits;
   m_ulStreamCount = streamCount;
+  m_NextStatus = kInvalidState;
   m_pQueues = nullptr;
   m_pQueues = MakeArray<MergeSorterQueue>(streamCount);
   UpdateNext();
