@@ -1,3 +1,4 @@
+// Reads a file with libavformat, for comparison with the plug-in.
 #include "bench/av_reader.h"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ namespace qbflv::bench {
 
 namespace {
 
-/// Bytes; what libavformat takes for files of its own.
+/// Bytes; the size that libavformat uses for files that it opens itself.
 constexpr int kBufferSize = 32 * 1024;
 
 }  // namespace
@@ -33,8 +34,9 @@ AvReader::AvReader(const host::MemoryFile& file) : m_file(file), m_packet(av_pac
   m_io.reset(avio_alloc_context(buffer, kBufferSize, 0, this, Read, nullptr, Seek));
   AVFormatContext* context = avformat_alloc_context();
   context->pb = m_io.get();
-  // On failure the context is freed there.
-  if (avformat_open_input(&context, nullptr, nullptr, nullptr) < 0) throw host::HostError("libavformat opens no file");
+  // On failure avformat_open_input frees the context.
+  if (avformat_open_input(&context, nullptr, nullptr, nullptr) < 0)
+    throw host::HostError("libavformat cannot open the file");
   m_format.reset(context);
   if (avformat_find_stream_info(context, nullptr) < 0) throw host::HostError("libavformat finds no streams");
 }
@@ -52,7 +54,7 @@ void AvReader::SeekAndShow(std::uint32_t time) {
   const std::int64_t timestamp = std::int64_t{time} * (AV_TIME_BASE / 1000);
   if (av_seek_frame(m_format.get(), -1, timestamp, AVSEEK_FLAG_BACKWARD) < 0 ||
       av_read_frame(m_format.get(), m_packet.get()) < 0) {
-    throw host::HostError("libavformat does not seek");
+    throw host::HostError("libavformat cannot seek");
   }
   av_packet_unref(m_packet.get());
 }

@@ -1,4 +1,4 @@
-// The other side: libavformat on the same bytes.
+// Reads a file with libavformat, for comparison with the plug-in.
 #pragma once
 
 #include <cstdint>
@@ -14,14 +14,14 @@ namespace qbflv::bench {
 
 class AvReader {
  public:
-  /// Opens the file and finds out about its streams. Throws HostError. file: outlives the reader.
+  /// Opens the file and reads the stream information. file: must outlive the reader. Throws HostError.
   explicit AvReader(const host::MemoryFile& file);
   AvReader(const AvReader&) = delete;
   AvReader& operator=(const AvReader&) = delete;
 
-  /// Reads to the end of the file; answers the number of packets.
+  /// Reads to the end of the file. Returns the number of packets.
   std::uint64_t Deliver();
-  /// To a time in ms, and the first packet from there.
+  /// Seeks to a time in ms and reads one packet.
   void SeekAndShow(std::uint32_t time);
 
  private:
@@ -36,7 +36,7 @@ class AvReader {
 
   const host::MemoryFile& m_file;
   std::uint64_t m_position = 0;
-  // In this order: the format context goes before what it reads through.
+  // In this order: the format context must be destroyed before the I/O context.
   std::unique_ptr<AVIOContext, Deleter> m_io;
   std::unique_ptr<AVFormatContext, Deleter> m_format;
   std::unique_ptr<AVPacket, Deleter> m_packet;

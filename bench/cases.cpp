@@ -1,3 +1,4 @@
+// The cases that are measured with the plug-in and with libavformat.
 #include "bench/cases.h"
 
 #include <benchmark/benchmark.h>
@@ -12,6 +13,7 @@
 #include "bench/media_tags.h"
 #include "bench/reader.h"
 #include "bench/table.h"
+#include "flv/view_cache.h"
 #include "host/host_error.h"
 
 namespace qbflv::bench {
@@ -22,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t kSessions = 10000;
 
-/// The same sequence on both sides. In the first second libavformat may refuse: there is nothing before its time.
+/// The same sequence for both readers. Starts at 1 s because libavformat may refuse earlier times.
 class RandomTimes {
  public:
   explicit RandomTimes(const Input& input) : m_times(1000, CountMediaTags(input.file).lastTime) {}
@@ -35,9 +37,7 @@ class RandomTimes {
 
 template <typename Measure>
 void Add(const std::string& name, const char* side, Measure measure) {
-#ifndef __clang_analyzer__  // it takes what the library keeps for lost
   benchmark::RegisterBenchmark(NameOf(name, side).c_str(), measure)->UseManualTime();
-#endif
 }
 
 template <typename Work>
@@ -47,7 +47,7 @@ void Time(benchmark::State& state, Work work) {
   state.SetIterationTime(std::chrono::duration<double>(Clock::now() - begin).count());
 }
 
-/// Fills the caches with something else, as a server's other work does.
+/// Fills the caches with other data, as the other work of a server does.
 void EmptyCaches() {
   constexpr std::size_t kMoreThanAnyCache = 64 * 1024 * 1024;
   static std::vector<std::uint8_t> other(kMoreThanAnyCache);
@@ -84,7 +84,7 @@ void AddWarmSeekOn(const std::string& name, const char* side, const Input& input
     const auto reader = makeReader();
     reader->Deliver();
     RandomTimes times(input);
-    // Many at a time: one is not much longer than reading the clock.
+    // One seek alone takes little longer than reading the clock.
     constexpr int kBatch = 100;
     for ([[maybe_unused]] auto _ : state) {
       Time(state, [&] {
@@ -116,26 +116,26 @@ auto AvReaders(const Input& input) {
   return [&] { return std::make_unique<AvReader>(input.file); };
 }
 
-/// So many sessions, asked in turn for packets of one stream and the other; those that are over start again.
-void MeasureSessions(benchmark::State& state, const Plugin& plugin, const Input& input, std::uint32_t packetsInATurn,
+/// Requests packets from count sessions in rotation, from both streams alternately. Sessions at their end start again.
+void MeasureSessions(benchmark::State& state, const Plugin& plugin, const Input& input, std::uint32_t packetsPerVisit,
                      std::uint32_t count) {
   std::deque<Reader> readers;
   for (std::uint32_t i = 0; i < count; ++i) readers.emplace_back(plugin.library, plugin.context.Get(), input.file);
-  const auto giveTurn = [&](Reader& reader, std::uint32_t requests) {
+  const auto visit = [&](Reader& reader, std::uint32_t requests) {
     std::uint64_t packets = 0;
     if (reader.IsDone()) reader.Seek(0);
-    for (std::uint32_t i = 0; i < requests; ++i) packets += reader.Step();
+    for (std::uint32_t i = 0; i < requests; ++i) packets += reader.ReadNext();
     return packets;
   };
-  // Beyond what happens once: the first packets make the index and the queues.
-  for (Reader& reader : readers) giveTurn(reader, 50);
+  // The first packets allocate the index and the queues; measure after that.
+  for (Reader& reader : readers) visit(reader, 50);
 
   constexpr std::uint32_t kRequests = 10 * kSessions;
   std::uint64_t packets = 0;
   for ([[maybe_unused]] auto _ : state) {
     Time(state, [&] {
-      for (std::uint32_t asked = 0; asked < kRequests; asked += count * packetsInATurn) {
-        for (Reader& reader : readers) packets += giveTurn(reader, packetsInATurn);
+      for (std::uint32_t asked = 0; asked < kRequests; asked += count * packetsPerVisit) {
+        for (Reader& reader : readers) packets += visit(reader, packetsPerVisit);
       }
     });
   }
@@ -147,19 +147,31 @@ void AddOpenAs(const std::string& name, const Plugin& plugin, const Input& input
   AddOpenOn(name, kOtherSide, AvReaders(input));
 }
 
+/// From tag header to tag header.
+void AddPlainLoop(const std::string& name, const Input& input) {
+  Add(name, kPlainLoop, [&input](benchmark::State& state) {
+    std::uint64_t tags = 0;
+    for ([[maybe_unused]] auto _ : state) {
+      EmptyCaches();
+      Time(state, [&] { tags += CountMediaTags(input.file).playable; });
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(tags));
+  });
+}
+
 std::string RowName(const char* name, const Input& input) { return fmt::format("{}, {}", name, input.name); }
 
 }  // namespace
 
 void CheckDelivery(const Plugin& plugin, const Input& input) {
   Reader reader(plugin.library, plugin.context.Get(), input.file);
-  reader.Classify();
+  reader.CountUnplayable();
   const std::uint64_t packets = reader.Deliver() - reader.Unplayable();
   const std::uint64_t theirs = AvReader(input.file).Deliver();
   const std::uint64_t tags = CountMediaTags(input.file).playable;
   if (packets == tags && theirs == tags) return;
-  throw host::HostError(fmt::format("{} has {} tags to play; the plug-in delivers {} of them, libavformat {}",
-                                    input.name, tags, packets, theirs));
+  throw host::HostError(fmt::format("{} has {} playable tags; the plug-in delivers {}, libavformat {}", input.name,
+                                    tags, packets, theirs));
 }
 
 void AddDeliver(const Plugin& plugin, const Input& input) {
@@ -171,14 +183,7 @@ void AddDeliver(const Plugin& plugin, const Input& input) {
 void AddTagWalk(const Plugin& plugin, const Input& input) {
   const std::string name = RowName(kTagWalk, input);
   AddDeliverOn(name, kPluginSide, Caches::kEmpty, PluginReaders(plugin, input));
-  Add(name, kPlainLoop, [&input](benchmark::State& state) {
-    std::uint64_t tags = 0;
-    for ([[maybe_unused]] auto _ : state) {
-      EmptyCaches();
-      Time(state, [&] { tags += CountMediaTags(input.file).playable; });
-    }
-    state.SetItemsProcessed(static_cast<std::int64_t>(tags));
-  });
+  AddPlainLoop(name, input);
 }
 
 void AddGrowth(const Plugin& plugin, const Input& input, std::uint32_t tags) {
@@ -193,6 +198,40 @@ void AddOpenWithoutMetadata(const Plugin& plugin, const Input& input) {
   AddOpenAs(RowName(kOpenWithoutMetadata, input), plugin, input);
 }
 
+void AddPass(const Input& input) {
+  const std::string name = RowName(kPass, input);
+  const auto source = input.file.Source();
+  Add(name, kPluginSide, [source](benchmark::State& state) {
+    std::int64_t tags = 0;
+    for ([[maybe_unused]] auto _ : state) {
+      EmptyCaches();
+      Time(state, [&] { tags += flv::ScanFile(*source)->TagCount(); });
+    }
+    state.SetItemsProcessed(tags);
+  });
+  AddPlainLoop(name, input);
+}
+
+void AddRepaired(const Plugin& plugin, const Input& input) {
+  const auto source = input.file.Source();
+  const auto layout = flv::MakeLayout(*source, {});
+  const auto open = [&plugin, source](const std::shared_ptr<const flv::ViewLayout>& from) {
+    return std::make_unique<Reader>(plugin.library, plugin.context.Get(), std::make_shared<flv::View>(source, from));
+  };
+  const auto cached = [=] { return open(layout); };
+  const auto add = [&](const char* row, auto addOn, auto repaired) {
+    addOn(RowName(row, input), kPluginSide, repaired);
+    addOn(RowName(row, input), kBareFile, PluginReaders(plugin, input));
+  };
+  const auto addOpen = [](const std::string& name, const char* side, auto make) { AddOpenOn(name, side, make); };
+  const auto addDeliver = [](const std::string& name, const char* side, auto make) {
+    AddDeliverOn(name, side, Caches::kAsTheyAre, make);
+  };
+  add(kOpenRepaired, addOpen, cached);
+  add(kOpenWithPass, addOpen, [=] { return open(flv::MakeLayout(*source, {})); });
+  add(kDeliverRepaired, addDeliver, cached);
+}
+
 void AddWarmSeek(const Plugin& plugin, const Input& input) {
   const std::string name = RowName(kWarmSeek, input);
   AddWarmSeekOn(name, kPluginSide, input, PluginReaders(plugin, input));
@@ -205,12 +244,13 @@ void AddColdSeek(const Plugin& plugin, const Input& input) {
   AddColdSeekOn(name, kOtherSide, input, AvReaders(input));
 }
 
-void AddMany(const Plugin& plugin, const Input& input, std::uint32_t packetsInATurn) {
-  const std::string name = fmt::format("{}: {} sessions, {} a turn, {}", kMany, kSessions, packetsInATurn, input.name);
+void AddMany(const Plugin& plugin, const Input& input, std::uint32_t packetsPerVisit) {
+  const std::string name =
+      fmt::format("{}: {} sessions, {} per visit, {}", kMany, kSessions, packetsPerVisit, input.name);
   for (const std::uint32_t count : {kSessions, 1U}) {
     Add(name, count == 1 ? kOneSession : kPluginSide,
-        [&plugin, &input, packetsInATurn, count](benchmark::State& state) {
-          MeasureSessions(state, plugin, input, packetsInATurn, count);
+        [&plugin, &input, packetsPerVisit, count](benchmark::State& state) {
+          MeasureSessions(state, plugin, input, packetsPerVisit, count);
         });
   }
 }

@@ -1,4 +1,4 @@
-// The cases: what is measured of the plug-in and of libavformat, on which file.
+// The cases that are measured with the plug-in and with libavformat.
 #pragma once
 
 #include <cstdint>
@@ -14,22 +14,29 @@ struct Input {
   host::MemoryFile file;
 };
 
-/// Each registers with the benchmark library under "CASE, FILE/SIDE", measures both sides, and needs its arguments to
-/// the end. The check that both sides deliver the same comes first; it throws HostError.
+/// Throws HostError if the plug-in or libavformat does not deliver every playable tag.
 void CheckDelivery(const Plugin& plugin, const Input& input);
+
+/// Each function registers one case with the benchmark library under "CASE, FILE/READER", for each reader. The
+/// arguments must outlive the run.
 void AddDeliver(const Plugin& plugin, const Input& input);
-/// Delivery beside the least that anybody can do, since a tag's place is known from the one before it only. Both begin
-/// with nothing of the file in the processor's caches.
+/// Delivery compared with a loop that only walks from tag to tag: the lower bound for any reader, since the position of
+/// a tag depends on the tag before it. Both start with the file outside the processor's caches.
 void AddTagWalk(const Plugin& plugin, const Input& input);
-/// Delivery of a file of that many tags, which is not in the caches either.
+/// Delivery of a file with that many tags, also outside the caches.
 void AddGrowth(const Plugin& plugin, const Input& input, std::uint32_t tags);
 void AddOpen(const Plugin& plugin, const Input& input);
 void AddOpenWithoutMetadata(const Plugin& plugin, const Input& input);
+/// The pass that finds out what the repaired view needs, compared with the plain loop.
+void AddPass(const Input& input);
+/// Through the repaired view, compared with the bare file: opening with the layout from the cache, opening with the
+/// pass, and delivery.
+void AddRepaired(const Plugin& plugin, const Input& input);
 /// After a full play.
 void AddWarmSeek(const Plugin& plugin, const Input& input);
-/// In a file that was just opened.
+/// In a newly opened file.
 void AddColdSeek(const Plugin& plugin, const Input& input);
-/// Many sessions asked in turn for so many packets each, beside one that is asked in the same way.
-void AddMany(const Plugin& plugin, const Input& input, std::uint32_t packetsInATurn);
+/// Many sessions that deliver packetsPerVisit packets each in rotation, compared with one session.
+void AddMany(const Plugin& plugin, const Input& input, std::uint32_t packetsPerVisit);
 
 }  // namespace qbflv::bench

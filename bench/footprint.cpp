@@ -1,5 +1,5 @@
-// qbflv_footprint: what one open session takes of the host's memory, and how often. Also a plain workload: --plays for
-// a tool that counts instructions.
+// qbflv_footprint: the memory and allocations of one open session. With --plays it is a workload for a tool that counts
+// instructions.
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
@@ -19,7 +19,7 @@ namespace bench = qbflv::bench;
 namespace host = qbflv::host;
 namespace test = qbflv::test;
 
-/// From now on what the library takes is counted.
+/// Starts counting the library's allocations.
 void Watch(const std::string& path) {
   std::string error;
   void* const library = host::system::OpenLibrary(path, error);
@@ -27,7 +27,7 @@ void Watch(const std::string& path) {
   test::WatchLibrary(host::system::FindExport(library, qbflv::kCreateInstanceName));
 }
 
-/// Bytes before any packet and after the last one, when the seek index is as full as it gets and nothing is queued.
+/// Measures before the first packet and after the last, when the seek index is full and the queues are empty.
 nlohmann::ordered_json MeasureMemory(const bench::Plugin& plugin, const host::MemoryFile& file) {
   const std::int64_t before = test::ReadLibraryHeap().bytes;
   bench::Reader reader(plugin.library, plugin.context.Get(), file);
@@ -43,12 +43,12 @@ nlohmann::ordered_json MeasureMemory(const bench::Plugin& plugin, const host::Me
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
-  CLI::App app("Print as JSON what an open session of the plug-in takes of the host's memory.", "qbflv_footprint");
+  CLI::App app("Print the memory use of one open session as JSON.", "qbflv_footprint");
   std::string file;
   std::string library = QBFLV_PLUGIN_PATH;
   std::uint32_t plays = 0;
-  app.add_option("FILE", file, "An FLV file with sound")->required();
-  app.add_option("--plays", plays, "Only open and play it so often, and print nothing");
+  app.add_option("FILE", file, "An FLV file with audio")->required();
+  app.add_option("--plays", plays, "Open and play the file this many times and print nothing");
   app.add_option("--plugin", library, "The library")->capture_default_str();
   CLI11_PARSE(app, argumentCount, arguments);
   try {

@@ -1,4 +1,4 @@
-// qbflv_bench: the plug-in beside libavformat, in one process, on the same bytes in memory.
+// qbflv_bench: compares the plug-in with libavformat in one process, on the same bytes in memory.
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
@@ -41,11 +41,13 @@ void Measure(const Options& options) {
     AddTagWalk(plugin, file);
     AddOpen(plugin, file);
     AddOpenWithoutMetadata(plugin, inputs.emplace_back(bench::Input{name, bench::WithoutRates(file.file)}));
+    AddPass(file);
+    AddRepaired(plugin, file);
     AddWarmSeek(plugin, file);
     AddColdSeek(plugin, file);
   }
-  // A packet a turn shows what it costs to come to a session whose memory is in no cache; ten are what a relay that
-  // looks after each session a few times a second sends.
+  // One packet per visit measures the cost of a session whose memory is in no cache. A relay that visits each session a
+  // few times per second sends about ten.
   for (const std::uint32_t packets : {1U, 10U}) AddMany(plugin, inputs.front(), packets);
   for (const std::uint32_t tags : {10000U, 30000U, 100000U, 300000U, 1000000U}) {
     const bench::Input& file = inputs.emplace_back(bench::Input{"", bench::MakeSmallTags(tags)});
@@ -62,17 +64,18 @@ void Measure(const Options& options) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
-  CLI::App app("Measure the plug-in beside libavformat: time for a packet or an operation.", "qbflv_bench");
+  CLI::App app("Compare the plug-in with libavformat: time per packet or operation.", "qbflv_bench");
   Options options;
-  app.add_option("FILE", options.files, "FLV files with sound")->required();
-  app.add_option("--json", options.json, "Where to write the table as JSON");
-  app.add_option("--filter", options.filter, "A regular expression: the cases to run")->capture_default_str();
-  app.add_option("--seconds", options.seconds, "For each of nine repetitions of a case")->capture_default_str();
-  app.add_option("--plugin", options.plugin, "The library")->capture_default_str();
+  app.add_option("FILE", options.files, "FLV files with audio")->required();
+  app.add_option("--json", options.json, "Also write the table to this file as JSON");
+  app.add_option("--filter", options.filter, "Run the cases that match this regular expression")->capture_default_str();
+  app.add_option("--seconds", options.seconds, "Time for each of the nine repetitions of a case")
+      ->capture_default_str();
+  app.add_option("--plugin", options.plugin, "The plug-in")->capture_default_str();
   CLI11_PARSE(app, argumentCount, arguments);
 
   av_log_set_level(AV_LOG_QUIET);
-  // Sides and repetitions take turns, so that a machine that slows down meanwhile slows both.
+  // Random interleaving, so that a machine that slows down temporarily affects both readers.
   std::vector<std::string> flags = {"qbflv_bench", "--benchmark_repetitions=9",
                                     "--benchmark_enable_random_interleaving=true",
                                     "--benchmark_min_time=" + std::to_string(options.seconds)};

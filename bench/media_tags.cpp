@@ -1,8 +1,9 @@
+// The benchmark's input files, and a plain count of media tags.
 #include "bench/media_tags.h"
 
 #include <algorithm>
 
-#include "host/first_tags.h"
+#include "flv/scan.h"
 #include "tests/support/flv_builder.h"
 
 namespace qbflv::bench {
@@ -12,8 +13,6 @@ namespace {
 // The layouts are those of the published FLV format.
 constexpr std::uint64_t kFileHeaderSize = 9;
 constexpr std::uint64_t kTagHeaderSize = 15;
-constexpr std::uint8_t kH264 = 7;
-constexpr std::uint8_t kEndOfSequence = 2;
 
 std::uint32_t BigEndian24(const std::uint8_t* bytes) {
   return std::uint32_t{bytes[0]} << 16U | std::uint32_t{bytes[1]} << 8U | bytes[2];
@@ -28,8 +27,8 @@ host::MemoryFile Join(std::span<const std::uint8_t> first, std::span<const std::
 }  // namespace
 
 bool IsPlayable(std::uint8_t tagType, std::span<const std::uint8_t> body) {
-  if (body.size() < 2 || host::IsConfiguration(tagType, body)) return false;
-  return tagType != host::kVideoTag || (body[0] & 0x0F) != kH264 || body[1] != kEndOfSequence;
+  const flv::TagContent content = flv::ContentOf(tagType, body);
+  return body.size() >= 2 && (content == flv::TagContent::kFrame || content == flv::TagContent::kKeyFrame);
 }
 
 MediaTags CountMediaTags(const host::MemoryFile& file) {
@@ -39,7 +38,7 @@ MediaTags CountMediaTags(const host::MemoryFile& file) {
     const std::uint32_t size = BigEndian24(header + 1);
     offset += kTagHeaderSize;
     if (offset + size > file.size) break;
-    const bool isMedia = header[0] == host::kAudioTag || header[0] == host::kVideoTag;
+    const bool isMedia = header[0] == test::kAudioTag || header[0] == test::kVideoTag;
     if (isMedia) tags.lastTime = BigEndian24(header + 4) | std::uint32_t{header[7]} << 24U;
     if (isMedia && IsPlayable(header[0], {file.bytes.get() + offset, size})) ++tags.playable;
     offset += size;
@@ -53,13 +52,13 @@ host::MemoryFile WithoutRates(const host::MemoryFile& file) {
   head.Metadata(test::amf::MixedArray({{"width", Number(640)}, {"height", Number(360)}}));
   std::uint64_t rest = kFileHeaderSize;
   const std::uint8_t* const firstTag = file.bytes.get() + rest + 4;
-  if (firstTag[0] == host::kScriptTag) rest += kTagHeaderSize + BigEndian24(firstTag + 1);
-  rest += 4;  // the size of the tag before it: the new one's stands in its place
+  if (firstTag[0] == test::kScriptTag) rest += kTagHeaderSize + BigEndian24(firstTag + 1);
+  rest += 4;  // the size field of the tag before; the new head has its own
   return Join(head.File(), {file.bytes.get() + rest, file.size - rest});
 }
 
 host::MemoryFile MakeSmallTags(std::uint32_t count) {
-  // 22050 Hz, 16 bits, mono; a format that nobody cuts into frames anew.
+  // 22050 Hz, 16 bits, mono: a format that libavformat does not split into frames again.
   constexpr std::uint8_t kPcm = 0x3A;
   constexpr std::uint32_t kInterval = 20;
   constexpr std::uint32_t kKeyFrameInterval = 1000;

@@ -1,5 +1,4 @@
-// What is played: the benchmark's own file, and a file's media tags, counted plainly, which both sides are held
-// against.
+// The benchmark's input files, and a plain count of media tags to compare both readers with.
 #pragma once
 
 #include <cstdint>
@@ -9,22 +8,22 @@
 
 namespace qbflv::bench {
 
-/// Whether a tag's body is something to play: not codec configuration, an end of sequence, or nothing at all.
+/// Returns false for codec configurations, end-of-sequence tags and empty tags.
 bool IsPlayable(std::uint8_t tagType, std::span<const std::uint8_t> body);
 
 struct MediaTags {
   std::uint64_t playable = 0;
-  /// Of the last tag, in ms.
+  /// Time of the last tag, in ms.
   std::uint32_t lastTime = 0;
 };
 
 MediaTags CountMediaTags(const host::MemoryFile& file);
 
-/// The file with metadata that tells the picture's size and nothing else.
+/// Returns the file with metadata that contains only the picture size.
 host::MemoryFile WithoutRates(const host::MemoryFile& file);
 
-/// A file of that many small tags, audio and video in turn, 20 ms apart, a key frame every second, behind metadata that
-/// tells everything.
+/// Returns a file with complete metadata and that many small tags: audio and video alternately, 20 ms apart, a key
+/// frame every second.
 host::MemoryFile MakeSmallTags(std::uint32_t count);
 
 }  // namespace qbflv::bench

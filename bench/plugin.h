@@ -1,4 +1,4 @@
-// What every measurement of the plug-in needs.
+// The loaded plug-in and its context, which all measurements share.
 #pragma once
 
 #include <filesystem>
@@ -12,7 +12,7 @@ struct Plugin {
   explicit Plugin(const std::filesystem::path& path) : library(path), context(host::MakeContext().Query<IUnknown>()) {}
 
   host::PluginLibrary library;
-  /// With an object factory; of the whole server.
+  /// Provides an object factory.
   ComPtr<IUnknown> context;
 };
 

@@ -1,8 +1,10 @@
-// The plug-in's side: a client that takes what it is given and asks on.
+// Reads a file with the plug-in.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
+#include "flv/view.h"
 #include "host/client.h"
 #include "host/memory_file.h"
 
@@ -12,27 +14,30 @@ class Reader final : public host::Client {
  public:
   /// Opens the file and reads all headers. Throws HostError.
   Reader(const host::PluginLibrary& library, IUnknown* context, const host::MemoryFile& file);
+  /// The same of a repaired file.
+  Reader(const host::PluginLibrary& library, IUnknown* context, std::shared_ptr<const flv::View> view);
 
-  /// Plays from where it stands to the end of every stream; answers the number of packets.
+  /// Plays from the current position to the end of every stream. Returns the number of packets.
   std::uint64_t Deliver();
-  /// To a time in ms and one packet of each stream from there, or its end.
+  /// Seeks to a time in ms and reads one packet of each stream, or its end.
   void SeekAndShow(std::uint32_t time);
-  /// Asks the stream that was not asked last; answers the number of packets that came.
-  std::uint64_t Step();
+  /// Requests a packet of the next stream in rotation. Returns the number of packets delivered.
+  std::uint64_t ReadNext();
 
   bool IsDone() const { return m_done == StreamCount(); }
-  /// Delivered packets that hold codec configuration, or nothing but an end of sequence.
+  /// Number of delivered packets that are not playable, since CountUnplayable.
   std::uint64_t Unplayable() const { return m_unplayable; }
-  /// Looks into every packet from now on, for Unplayable.
-  void Classify() { m_classifies = true; }
+  void CountUnplayable() { m_countsUnplayable = true; }
 
  private:
+  Reader(const host::PluginLibrary& library, IUnknown* context, host::BlockReader file,
+         const host::FileOptions& options);
   void OnPacket(std::uint16_t stream, IQBPacket& packet) override;
   void OnStreamDone(std::uint16_t /*stream*/) override { ++m_done; }
   void OnSeekDone(Status /*status*/) override { m_done = 0; }
 
-  bool m_renews = false;
-  bool m_classifies = false;
+  bool m_requestsNext = false;
+  bool m_countsUnplayable = false;
   std::uint16_t m_done = 0;
   std::uint16_t m_next = 0;
   std::uint64_t m_packets = 0;

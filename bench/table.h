@@ -1,4 +1,4 @@
-// The outcome: one row for a case, with both sides and their ratio, as text and as JSON.
+// The results as a table: one row per case, with both readers and their ratio, as text and as JSON.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -11,25 +11,31 @@ namespace qbflv::bench {
 
 inline constexpr const char* kPluginSide = "plug-in";
 inline constexpr const char* kOtherSide = "libavformat";
-/// Of the plug-in, where libavformat has no part.
+/// The plug-in with a single session.
 inline constexpr const char* kOneSession = "one session";
-/// A loop that goes from tag header to tag header and does nothing else.
+/// A loop that only walks from tag header to tag header.
 inline constexpr const char* kPlainLoop = "plain loop";
+/// The plug-in on the file as it is, without the repaired view.
+inline constexpr const char* kBareFile = "bare file";
 
-/// What the rows' names begin with.
+/// Prefixes of the row names.
 inline constexpr const char* kDeliver = "deliver";
 inline constexpr const char* kTagWalk = "tag walk";
 inline constexpr const char* kOpen = "open";
+inline constexpr const char* kPass = "pass";
+inline constexpr const char* kOpenRepaired = "repaired: open, cached";
+inline constexpr const char* kOpenWithPass = "repaired: open, with pass";
+inline constexpr const char* kDeliverRepaired = "repaired: deliver";
 inline constexpr const char* kOpenWithoutMetadata = "open, no metadata";
 inline constexpr const char* kWarmSeek = "seek, warm";
 inline constexpr const char* kColdSeek = "seek, cold";
 inline constexpr const char* kMany = "many";
 inline constexpr const char* kGrowth = "growth";
 
-/// The name under which a measurement is registered.
+/// The name under which a measurement is registered with the benchmark library.
 std::string NameOf(const std::string& row, const std::string& side);
 
-/// Collects the best of each measurement's repetitions: what the machine's other load adds is left out, on both sides.
+/// Keeps the best repetition of each measurement, which excludes the effect of other load on the machine.
 class Table final : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context& /*context*/) override { return true; }
@@ -37,7 +43,7 @@ class Table final : public benchmark::BenchmarkReporter {
 
   void Print() const;
   /// {"rows": [{"case": …, "plugin_ns": …, "other": "libavformat", "other_ns": …, "ratio": …, "at_least": …}],
-  ///  "growth": …}; ns for a packet or an operation.
+  ///  "growth": …}; ns per packet or operation.
   void WriteJson(const std::string& path) const;
 
  private:
@@ -49,12 +55,12 @@ class Table final : public benchmark::BenchmarkReporter {
     double other = 0;
 
     double Ratio() const { return plugin > 0 ? other / plugin : 0; }
-    /// What the ratio must reach; 0 for a row without a mark.
-    double Mark() const;
+    /// The ratio to reach; 0 for a row without a target.
+    double Target() const;
   };
 
   Row& RowOf(const std::string& name, std::int64_t number);
-  /// The plug-in's slowest growth row over its fastest; 0 without such rows.
+  /// Ratio of the plug-in's slowest growth row to its fastest; 0 without such rows.
   double Growth() const;
 
   std::vector<Row> m_rows;

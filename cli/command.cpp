@@ -1,4 +1,4 @@
-// What the commands have in common: their options, and running.
+// The base class of the commands.
 #include "cli/command.h"
 
 namespace qbflv::cli {

@@ -1,4 +1,4 @@
-// What the commands have in common: their options, and running.
+// The base class of the commands.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -10,21 +10,22 @@ namespace qbflv::cli {
 
 class Command {
  public:
-  /// Adds the command to the parser. example: one call, shown at the end of the help.
+  /// Adds the command to the parser. example: a command line, shown at the end of the help.
   Command(CLI::App& app, const std::string& name, const std::string& description, const std::string& example);
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
   virtual ~Command() = default;
 
-  /// Whether the user gave this command.
+  /// Returns true if the user named this command.
   bool IsChosen() const { return m_pParser->parsed(); }
 
-  /// Does the job. Throws HostError.
+  /// Throws HostError.
   virtual void Run() = 0;
 
   const CommandOptions& Options() const { return m_options; }
 
  protected:
+  CommandOptions& MutableOptions() { return m_options; }
   CLI::App& Parser() { return *m_pParser; }
 
  private:

@@ -1,10 +1,17 @@
-// The options that every command has: the file, and what its host is like.
+// The options of every command: the file and the behaviour of the host.
 #include "cli/command_options.h"
 
+#include <fmt/format.h>
+
+#include <charconv>
 #include <utility>
 
+#include "cli/file_kind.h"
+#include "cli/interrupt.h"
 #include "cli/plugin_location.h"
+#include "cli/process.h"
 #include "host/file_url.h"
+#include "host/open_file.h"
 
 namespace qbflv::cli {
 
@@ -18,7 +25,7 @@ std::string CheckNameAndValue(const std::string& text) {
   return "expected NAME=VALUE instead of '" + text + "'";
 }
 
-/// One NAME=VALUE each time the option is given.
+/// Adds an option that takes NAME=VALUE and may be repeated.
 void AddNamedTexts(CLI::App& parser, const std::string& name, std::vector<std::string>& texts,
                    const std::string& description) {
   parser.add_option(name, texts, description)
@@ -28,27 +35,22 @@ void AddNamedTexts(CLI::App& parser, const std::string& name, std::vector<std::s
       ->group(kHostGroup);
 }
 
-/// An option that takes one of two or three words, of which the first stands for the value that target has.
+/// Adds an option that takes one of several words. The first word is the default.
 template <typename Value>
 void AddChoice(CLI::App& parser, const std::string& name, Value& target,
                const std::vector<std::pair<std::string, Value>>& choices, const std::string& description) {
   std::vector<std::string> words;
   words.reserve(choices.size());
   for (const auto& choice : choices) words.push_back(choice.first);
-  const auto take = [&target, choices](const std::string& word) {
+  const auto store = [&target, choices](const std::string& word) {
     for (const auto& [known, value] : choices) {
       if (known == word) target = value;
     }
   };
-  parser.add_option_function<std::string>(name, take, description + " (default: " + words.front() + ")")
+  parser.add_option_function<std::string>(name, store, description + " (default: " + words.front() + ")")
       ->type_name(CLI::detail::join(words, "|"))
       ->check(CLI::IsMember(words).description(""))
       ->group(kHostGroup);
-}
-
-std::string CheckNumber(const std::string& text) {
-  if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos) return {};
-  return "expected a number instead of '" + text + "'";
 }
 
 host::NamedTexts SplitNamedTexts(const std::vector<std::string>& texts) {
@@ -66,37 +68,78 @@ void AddCommandOptions(CLI::App& parser, CommandOptions& options) {
   using host::FileOptions;
   FileOptions& file = options.fileOptions;
   parser.add_option("FILE", options.file, "The FLV file to read")->required()->type_name("");
-  parser.add_option("--plugin", options.plugin, "The plug-in (default: beside this command or where it was installed)")
+  parser
+      .add_option("--plugin", options.plugin,
+                  "The plug-in (default: the one beside this command, or the installed one)")
       ->type_name("PATH")
       ->group(kHostGroup);
-  parser.add_option("--url", options.url, "The request's URL (default: the file's own)")
+  parser
+      .add_flag("--watch", options.watch,
+                "Check the calls between host and plug-in; reports on standard error or in QBFLVPLUS_WATCH_LOG")
+      ->group(kHostGroup);
+  parser.add_option("--url", options.url, "The URL of the request (default: the URL of the file)")
       ->type_name("URL")
       ->group(kHostGroup);
-  AddNamedTexts(parser, "--header", options.headers, "A header of the request, as text; may be repeated");
+  AddNamedTexts(parser, "--header", options.headers, "A text header of the request; may be repeated");
   AddNamedTexts(parser, "--pref", options.preferences, "A preference of the host; may be repeated");
-  AddChoice<FileOptions::Answers>(
-      parser, "--host-io", file.answers,
-      {{"inline", FileOptions::Answers::kInline}, {"queued", FileOptions::Answers::kQueued}},
-      "File operations are answered inside the call or from an event loop");
+  AddChoice<FileOptions::Completions>(
+      parser, "--host-io", file.completions,
+      {{"inline", FileOptions::Completions::kInline}, {"queued", FileOptions::Completions::kQueued}},
+      "File operations complete inside the call or from an event loop");
   AddChoice<FileOptions::EndOfFile>(
       parser, "--host-eof", file.endOfFile,
       {{"short", FileOptions::EndOfFile::kShort}, {"fail", FileOptions::EndOfFile::kFail}},
-      "A read at the end gives no bytes or fails");
+      "A read at the end of the file returns no bytes or fails");
   AddChoice<FileOptions::Stat>(
       parser, "--host-stat", file.stat,
       {{"yes", FileOptions::Stat::kYes}, {"no", FileOptions::Stat::kNo}, {"fail", FileOptions::Stat::kFail}},
-      "The file tells its size, has no interface for it, or fails to");
+      "The file reports its size, has no interface for it, or fails");
   AddChoice<FileOptions::Order>(parser, "--host-order", file.order,
                                 {{"random", FileOptions::Order::kRandom}, {"linear", FileOptions::Order::kLinear}},
-                                "The file is read in any order or best from front to back");
+                                "The file supports random access or prefers front-to-back reading");
 }
 
-CLI::Validator IsNumber() { return {CheckNumber, ""}; }
+CLI::Validator NumberUpTo(std::uint64_t max) {
+  const auto check = [max](const std::string& text) -> std::string {
+    std::uint64_t value = 0;
+    const char* const end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data(), end, value);
+    if (parsed.ec == std::errc() && parsed.ptr == end && value <= max) return {};
+    return fmt::format("expected a number from 0 to {} instead of '{}'", max, text);
+  };
+  return {check, ""};
+}
+
+void AddRepairOption(CLI::App& parser, CommandOptions& options, bool byDefault) {
+  options.repair = byDefault;
+  if (byDefault) {
+    parser.add_flag_callback(
+        "--raw", [&] { options.repair = false; }, "Let the plug-in read FILE as it is, unrepaired");
+  } else {
+    parser.add_flag("--repair", options.repair,
+                    "Let the plug-in read FILE as a well-formed file; FILE does not change");
+  }
+}
 
 host::SessionOptions MakeSessionOptions(const CommandOptions& options, host::BlockReader::Observer onBlock) {
+  RequireFlvFile(options.file);
   host::SessionOptions session;
   session.plugin = options.plugin.empty() ? FindPlugin() : options.plugin;
+  if (options.watch) {
+    // The layer loads the library that this variable names.
+    SetEnvironment("QBFLVPLUS_LIBRARY", session.plugin);
+    session.plugin = FindWatchLayer();
+  }
   session.file = options.file;
+  if (options.repair) {
+    flv::ScanOptions scan;
+    scan.onProgress = [&](std::uint64_t done, std::uint64_t total) {
+      ThrowIfInterrupted();
+      if (onBlock) onBlock(done, total);
+      return true;
+    };
+    session.view = host::OpenRepaired(options.file, options.view, scan);
+  }
   session.url = options.url.empty() ? host::FileUrl(options.file) : options.url;
   session.headers = SplitNamedTexts(options.headers);
   session.preferences = SplitNamedTexts(options.preferences);

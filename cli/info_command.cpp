@@ -1,4 +1,4 @@
-// `qbflv info`: what the plug-in says about itself and a file.
+// `qbflv info`: the plug-in's description, the file header and the stream headers.
 #include "cli/info_command.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace qbflv::cli {
 
 namespace {
 
-/// Keeps the order of the properties.
+/// Preserves the order of the properties.
 using Json = nlohmann::ordered_json;
 
 std::string Hex(IQBBuffer* buffer) {
@@ -41,6 +41,8 @@ Json ListAsJson(const host::PropertyList& list) {
   return object;
 }
 
+std::string VersionText(const host::PluginInfo& info) { return fmt::format("0x{:08x}", info.version); }
+
 Json SessionAsJson(const host::Session& session) {
   const host::PluginInfo info = session.Describe();
   Json streams = Json::array();
@@ -51,6 +53,7 @@ Json SessionAsJson(const host::Session& session) {
   return {{"plugin",
            {{"description", info.description},
             {"version", info.version},
+            {"version_text", VersionText(info)},
             {"mime_types", info.mimeTypes},
             {"extensions", info.extensions},
             {"open_names", info.openNames},
@@ -71,7 +74,7 @@ std::string ValueAsText(const host::Property& property) {
   return {};
 }
 
-/// Headings with rows of names and values under them, the values in one column.
+/// Headings with rows of names and values. All values start in the same column.
 class Table {
  public:
   void Heading(std::string text) { m_rows.push_back({std::move(text), {}, true}); }
@@ -101,12 +104,12 @@ class Table {
   std::vector<Line> m_rows;
 };
 
-void PrintForPeople(const host::Session& session, Output& output) {
+void PrintAsText(const host::Session& session, Output& output) {
   const host::PluginInfo info = session.Describe();
   Table table;
   table.Heading("Plug-in");
   table.Row("Description", info.description);
-  table.Row("Version", fmt::format("0x{:08x}", info.version));
+  table.Row("Version", VersionText(info));
   table.Row("Copyright", info.copyright);
   table.Row("More information", info.moreInfo);
   table.Row("MIME types", fmt::to_string(fmt::join(info.mimeTypes, ", ")));
@@ -130,8 +133,9 @@ void PrintForPeople(const host::Session& session, Output& output) {
 }  // namespace
 
 InfoCommand::InfoCommand(CLI::App& app)
-    : Command(app, "info", "Show what the plug-in says about itself, the file and each of its streams.",
+    : Command(app, "info", "Show the plug-in's description, the file header and each stream's header.",
               "qbflv info --json film.flv") {
+  AddRepairOption(Parser(), MutableOptions(), false);
   Parser().add_flag("--json", m_json, "Print one JSON object");
 }
 
@@ -140,13 +144,13 @@ void InfoCommand::Run() {
   host::Session session(
       MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); }));
   session.ReadHeaders();
-  progress.Wipe();
+  progress.Clear();
   Output output;
   if (m_json) {
-    // Texts of a file need not be UTF-8; JSON must.
+    // Texts in a file may be invalid UTF-8, which JSON does not allow.
     output.Print("{}\n", SessionAsJson(session).dump(2, ' ', false, Json::error_handler_t::replace));
   } else {
-    PrintForPeople(session, output);
+    PrintAsText(session, output);
   }
   output.Flush();
 }

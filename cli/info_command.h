@@ -1,4 +1,4 @@
-// `qbflv info`: what the plug-in says about itself and a file.
+// `qbflv info`: the plug-in's description, the file header and the stream headers.
 #pragma once
 
 #include "cli/command.h"

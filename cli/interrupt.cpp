@@ -1,4 +1,4 @@
-// Lets a job that has something to clean up notice that it is to end.
+// Lets a command clean up when a signal asks the process to end.
 #include "cli/interrupt.h"
 
 #include <csignal>
@@ -9,10 +9,11 @@ namespace qbflv::cli {
 
 namespace {
 
-volatile std::sig_atomic_t g_interrupted = 0;
+/// 0 for none.
+volatile std::sig_atomic_t g_signal = 0;
 
-extern "C" void NoteInterrupt(int number) {
-  g_interrupted = 1;
+extern "C" void RecordInterrupt(int number) {
+  g_signal = number;
   std::signal(number, SIG_DFL);
 }
 
@@ -20,11 +21,13 @@ extern "C" void NoteInterrupt(int number) {
 
 void CatchInterrupts() {
   for (const int number : EndingSignals()) {
-    // A signal that was to be ignored, as under nohup, stays ignored.
-    if (std::signal(number, NoteInterrupt) == SIG_IGN) std::signal(number, SIG_IGN);
+    // A signal that was ignored at the start, as under nohup, stays ignored.
+    if (std::signal(number, RecordInterrupt) == SIG_IGN) std::signal(number, SIG_IGN);
   }
 }
 
-bool IsInterrupted() { return g_interrupted != 0; }
+void ThrowIfInterrupted() {
+  if (g_signal != 0) throw Interrupted(g_signal);
+}
 
 }  // namespace qbflv::cli

@@ -1,12 +1,24 @@
-// Lets a job that has something to clean up notice that it is to end.
+// Lets a command clean up when a signal asks the process to end.
 #pragma once
+
+#include <stdexcept>
 
 namespace qbflv::cli {
 
-/// From now on the first request to end (from the keyboard, a closed terminal or another process) is only noted; a
-/// second one ends the process as always.
+/// Thrown by a command that a signal ended, after it has cleaned up.
+class Interrupted : public std::runtime_error {
+ public:
+  explicit Interrupted(int signal) : std::runtime_error("interrupted"), m_signal(signal) {}
+  int Signal() const { return m_signal; }
+
+ private:
+  int m_signal;
+};
+
+/// From now on the first signal that asks the process to end is only recorded. The second one ends the process.
 void CatchInterrupts();
 
-bool IsInterrupted();
+/// Throws Interrupted if a signal was recorded.
+void ThrowIfInterrupted();
 
 }  // namespace qbflv::cli

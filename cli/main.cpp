@@ -1,4 +1,4 @@
-// The command `qbflv`: the reference host for people and scripts.
+// The command `qbflv`: the reference host on the command line.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -9,27 +9,59 @@
 #include <utility>
 #include <vector>
 
+#include "cli/check_command.h"
+#include "cli/completion.h"
 #include "cli/info_command.h"
+#include "cli/interrupt.h"
 #include "cli/output.h"
 #include "cli/packets_command.h"
 #include "cli/play_command.h"
 #include "cli/process.h"
 #include "cli/remux_command.h"
 #include "cli/seek_command.h"
+#include "cli/usage_error.h"
 
 namespace {
 
-constexpr int kDone = 0;
-constexpr int kJobFailed = 1;
-constexpr int kBadUsage = 2;
+constexpr int kSuccess = 0;
+constexpr int kFailure = 1;
+constexpr int kUsageError = 2;
+constexpr int kUnreadable = 3;
+
+void PrintError(const std::string& text) { fmt::print(stderr, "qbflv: {}\n", qbflv::cli::Printable(text)); }
+
+int RunCompletion(const qbflv::cli::CompletionCommand& command) {
+  try {
+    command.Run();
+    return kSuccess;
+  } catch (const std::exception& error) {
+    PrintError(error.what());
+    return kFailure;
+  }
+}
+
+int RunCheck(qbflv::cli::CheckCommand& command) {
+  try {
+    return command.Run();
+  } catch (const qbflv::cli::Interrupted& interrupt) {
+    PrintError(std::string("check: ") + interrupt.what());
+    return qbflv::cli::EndBySignal(interrupt.Signal());
+  } catch (const std::exception& error) {
+    PrintError(std::string("check: ") + error.what());
+    return kUnreadable;
+  }
+}
 
 int Run(qbflv::cli::Command& command) {
   try {
     command.Run();
-    return kDone;
+    return kSuccess;
+  } catch (const qbflv::cli::Interrupted& interrupt) {
+    PrintError(command.Options().file.string() + ": " + interrupt.what());
+    return qbflv::cli::EndBySignal(interrupt.Signal());
   } catch (const std::exception& error) {
-    fmt::print(stderr, "qbflv: {}: {}\n", qbflv::cli::Printable(command.Options().file.string()), error.what());
-    return kJobFailed;
+    PrintError(command.Options().file.string() + ": " + error.what());
+    return kFailure;
   }
 }
 
@@ -38,28 +70,37 @@ int Run(qbflv::cli::Command& command) {
 int main(int argumentCount, char** arguments) {
   qbflv::cli::PrepareProcess();
 
-  CLI::App app("Play FLV files through the file-format plug-in, as a streaming server would.", "qbflv");
+  CLI::App app("Play FLV files through the file-format plug-in, as a streaming server does.", "qbflv");
   app.set_version_flag("--version", QBFLV_VERSION);
   app.require_subcommand(0, 1);
-  app.allow_windows_style_options(false);  // a path may begin with a slash there too
+  app.allow_windows_style_options(false);  // a path may also begin with a slash
   app.get_formatter()->column_width(34);
-  app.footer("Exit status: 0 done, 1 the job failed, 2 bad usage.\n\nExample:\n  qbflv info film.flv");
+  app.footer(
+      "Exit status: 0 success, 1 failure, 2 wrong usage, 130 interrupted by Ctrl-C.\n\nExample:\n  qbflv info "
+      "film.flv");
   qbflv::cli::InfoCommand info(app);
   qbflv::cli::PacketsCommand packets(app);
   qbflv::cli::SeekCommand seek(app);
   qbflv::cli::PlayCommand play(app);
   qbflv::cli::RemuxCommand remux(app);
+  qbflv::cli::CheckCommand check(app);
+  const qbflv::cli::CompletionCommand completion(app);
   try {
     std::vector<std::string> words = qbflv::cli::Arguments(argumentCount, arguments);
-    std::ranges::reverse(words);  // the parser takes them from the end
+    std::ranges::reverse(words);  // the parser expects them in reverse order
     app.parse(std::move(words));
+  } catch (const CLI::Success& request) {
+    return app.exit(request);  // help or version
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == kDone ? kDone : kBadUsage;
+    PrintError(qbflv::cli::UsageErrorText(app, error));
+    return kUsageError;
   }
   for (qbflv::cli::Command* const command :
        std::to_array<qbflv::cli::Command*>({&info, &packets, &play, &seek, &remux})) {
     if (command->IsChosen()) return Run(*command);
   }
-  fmt::print(stderr, "{}", app.help());
-  return kBadUsage;
+  if (check.IsChosen()) return RunCheck(check);
+  if (completion.IsChosen()) return RunCompletion(completion);
+  PrintError(qbflv::cli::MissingCommandText(app));
+  return kUsageError;
 }

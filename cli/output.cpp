@@ -1,4 +1,4 @@
-// The command's standard output, collected into large writes.
+// The command's standard output with a large buffer.
 #include "cli/output.h"
 
 #include <unistd.h>
@@ -15,7 +15,7 @@ Output::~Output() {
   try {
     Flush();
   } catch (const host::HostError&) {
-    // The failure that is under way is the one to report.
+    // This is stack unwinding after an earlier error, which is the one to report.
   }
 }
 

@@ -1,4 +1,4 @@
-// The command's standard output, collected into large writes.
+// The command's standard output with a large buffer.
 #pragma once
 
 #include <fmt/format.h>
@@ -15,7 +15,7 @@ class Output {
   Output() = default;
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
-  /// Writes what is left, so that a failing job still shows what it had.
+  /// Writes the rest of the buffer, so that a failing command shows its output up to the error.
   ~Output();
 
   template <typename... Arguments>
@@ -33,7 +33,7 @@ class Output {
   fmt::memory_buffer m_text;
 };
 
-/// The text without control characters, which have no business on a terminal: they become \xNN.
+/// Returns the text with control characters written as \xNN, so that it is safe to show on a terminal.
 std::string Printable(std::string_view text);
 
 }  // namespace qbflv::cli

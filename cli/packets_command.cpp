@@ -1,15 +1,17 @@
-// `qbflv packets`: every packet in the order in which a server would get it.
+// `qbflv packets`: every packet in the order of delivery.
 #include "cli/packets_command.h"
 
 #include <unistd.h>
 #include <zlib.h>
 
+#include <limits>
 #include <memory>
 #include <vector>
 
 #include "cli/output.h"
 #include "cli/progress.h"
 #include "cli/seeking.h"
+#include "cli/time_text.h"
 #include "host/buffer.h"
 #include "host/host_error.h"
 #include "host/session.h"
@@ -18,7 +20,7 @@ namespace qbflv::cli {
 
 namespace {
 
-/// What is done with the packets shown.
+/// Receives the selected packets.
 class PacketReport {
  public:
   PacketReport() = default;
@@ -32,9 +34,9 @@ class PacketReport {
   virtual void End() {}
 };
 
-std::span<const std::uint8_t> PacketBytes(IQBPacket& packet, ComPtr<IQBBuffer>& keeper) {
-  keeper = ComPtr<IQBBuffer>::Adopt(packet.GetPacketBuffer());
-  return host::BufferBytes(keeper.Get());
+std::span<const std::uint8_t> PacketBytes(IQBPacket& packet, ComPtr<IQBBuffer>& owner) {
+  owner = ComPtr<IQBBuffer>::Adopt(packet.GetPacketBuffer());
+  return host::BufferBytes(owner.Get());
 }
 
 /// One line for each packet.
@@ -47,8 +49,8 @@ class Listing final : public PacketReport {
   }
 
   void Packet(IQBPacket& packet) override {
-    ComPtr<IQBBuffer> keeper;
-    const std::span<const std::uint8_t> bytes = PacketBytes(packet, keeper);
+    ComPtr<IQBBuffer> owner;
+    const std::span<const std::uint8_t> bytes = PacketBytes(packet, owner);
     const auto crc = crc32_z(0, bytes.data(), bytes.size());
     const std::uint16_t stream = packet.GetStreamNumber();
     const std::uint32_t time = packet.GetTime();
@@ -85,10 +87,10 @@ class Totals final : public PacketReport {
       : m_output(output), m_json(json), m_streams(streamCount), m_onlyStream(onlyStream) {}
 
   void Packet(IQBPacket& packet) override {
-    ComPtr<IQBBuffer> keeper;
+    ComPtr<IQBBuffer> owner;
     Total& total = m_streams[packet.GetStreamNumber()];
     ++total.packets;
-    total.bytes += PacketBytes(packet, keeper).size();
+    total.bytes += PacketBytes(packet, owner).size();
   }
 
   void StreamDone(std::uint16_t /*stream*/) override {}
@@ -125,28 +127,35 @@ class Totals final : public PacketReport {
 PacketsCommand::PacketsCommand(CLI::App& app)
     : Command(app, "packets", "Show every packet in the order in which the plug-in delivers it.",
               "qbflv packets --stream 1 --limit 20 film.flv") {
-  Parser().add_flag("--json", m_json, "Print one JSON object a line");
+  AddRepairOption(Parser(), MutableOptions(), false);
+  Parser().add_flag("--json", m_json, "Print one JSON object per line");
   Parser()
-      .add_option("--stream", m_stream, "Show this stream alone; the others are delivered and passed over")
+      .add_option("--stream", m_stream, "Show this stream only; the other streams are delivered but not shown")
       ->type_name("N")
-      ->check(IsNumber());
+      ->check(NumberUpTo(std::numeric_limits<std::uint16_t>::max()));
   Parser()
-      .add_option("--limit", m_limit, "Stop after this many packets shown; 0 shows none, but still needs the headers")
+      .add_option("--limit", m_limit, "Stop after this many shown packets; with 0, read the headers only")
       ->type_name("N")
-      ->check(IsNumber());
-  AddTimeOption(Parser(), "--start", m_start, "Begin where delivery restarts for this time, in ms from the first tag");
-  Parser().add_flag("--count", m_count, "Print each stream's totals instead of its packets");
+      ->check(NumberUpTo(std::numeric_limits<std::uint64_t>::max()));
+  AddTimeOption(Parser(), "--start", m_start, "Seek to this time first, from the file's first tag");
+  Parser().add_flag("--count", m_count, "Print the totals of each stream instead of its packets");
+  Parser().footer(
+      std::string(kTimeHelp) +
+      "With --json a line is a packet, with the fields stream, time, size, asm_flags, asm_rule and crc32, or the end\n"
+      "of a stream, with the fields stream and done. With --count a line has the fields stream, packets and "
+      "bytes.\n\n" +
+      Parser().get_footer());
 }
 
 void PacketsCommand::Run() {
-  // A listing on the terminal is its own progress.
+  // A listing on the terminal already shows the progress.
   Progress progress(m_count || isatty(STDOUT_FILENO) == 0);
   host::Session session(
       MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); }));
   session.ReadHeaders();
   const std::size_t streamCount = session.StreamHeaders().size();
   if (m_stream && *m_stream >= streamCount) {
-    throw host::HostError(fmt::format("there is no stream {}: the file has {}", *m_stream, streamCount));
+    throw host::HostError(fmt::format("there is no stream {}: the file has {} streams", *m_stream, streamCount));
   }
 
   Output output;
@@ -175,7 +184,7 @@ void PacketsCommand::Run() {
     return !m_stream || *m_stream != stream;
   };
   if (!limitReached()) session.ReadPackets(std::move(handlers));
-  progress.Wipe();
+  progress.Clear();
   report->End();
   output.Flush();
 }

@@ -1,4 +1,4 @@
-// `qbflv packets`: every packet in the order in which a server would get it.
+// `qbflv packets`: every packet in the order of delivery.
 #pragma once
 
 #include <cstdint>

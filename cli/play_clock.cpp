@@ -1,4 +1,4 @@
-// Maps the wall clock to positions in the file: with a speed, pauses and jumps.
+// Maps wall-clock time to positions in the file, with a speed, pauses and seeks.
 #include "cli/play_clock.h"
 
 #include <cmath>
@@ -7,7 +7,7 @@ namespace qbflv::cli {
 
 std::int64_t PlayClock::Position(Time now) const { return static_cast<std::int64_t>(std::floor(At(now).count())); }
 
-void PlayClock::JumpTo(std::int64_t position, Time now) {
+void PlayClock::SetPosition(std::int64_t position, Time now) {
   m_position = Span(static_cast<double>(position));
   m_setAt = now;
 }
@@ -18,7 +18,7 @@ void PlayClock::SetRunning(bool running, Time now) {
   m_running = running;
 }
 
-std::optional<PlayClock::Time> PlayClock::WhenAt(std::int64_t position) const {
+std::optional<PlayClock::Time> PlayClock::TimeOf(std::int64_t position) const {
   const Span ahead = Span(static_cast<double>(position)) - m_position;
   if (!m_running && ahead > Span::zero()) return std::nullopt;
   if (!m_running) return m_setAt;

@@ -1,4 +1,4 @@
-// Maps the wall clock to positions in the file: with a speed, pauses and jumps.
+// Maps wall-clock time to positions in the file, with a speed, pauses and seeks.
 #pragma once
 
 #include <chrono>
@@ -7,35 +7,35 @@
 
 namespace qbflv::cli {
 
-/// Positions are in ms from the file's first tag. Times are passed in and never go back.
+/// Positions are in ms from the file's first tag. The caller passes the time, which must not decrease.
 class PlayClock {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
-  /// Runs from position 0. speed: ms of the file in one of the wall clock, positive.
+  /// Starts at position 0, running. speed: file time divided by wall-clock time, positive.
   PlayClock(double speed, Time now) : m_speed(speed), m_setAt(now) {}
 
   double Speed() const { return m_speed; }
   std::int64_t Position(Time now) const;
 
-  /// Goes on running, or stays stopped, there.
-  void JumpTo(std::int64_t position, Time now);
+  /// Does not start or stop the clock.
+  void SetPosition(std::int64_t position, Time now);
 
   bool IsRunning() const { return m_running; }
   void SetRunning(bool running, Time now);
 
-  /// When that position is or was reached; nothing if the clock stands still before it.
-  std::optional<Time> WhenAt(std::int64_t position) const;
+  /// Time at which the clock reaches or reached the position. Nothing if the clock is stopped before it.
+  std::optional<Time> TimeOf(std::int64_t position) const;
 
  private:
-  /// With fractions, so that many pauses lose no time.
+  /// Floating point, so that repeated pauses accumulate no rounding error.
   using Span = std::chrono::duration<double, std::milli>;
 
   Span At(Time now) const;
 
   double m_speed;
   Span m_position{};
-  /// When m_position was right.
+  /// Time at which m_position was set.
   Time m_setAt;
   bool m_running = true;
 };

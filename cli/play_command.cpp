@@ -1,4 +1,4 @@
-// `qbflv play`: the packets in real time, watched and steered.
+// `qbflv play`: delivers the packets in real time, with a display and keys.
 #include "cli/play_command.h"
 
 #include <algorithm>
@@ -8,12 +8,14 @@
 #include <thread>
 #include <vector>
 
+#include "cli/interrupt.h"
 #include "cli/output.h"
 #include "cli/play_delivery.h"
+#include "cli/played_file.h"
 #include "cli/progress.h"
 #include "cli/seeking.h"
 #include "cli/terminal.h"
-#include "host/first_tags.h"
+#include "cli/time_text.h"
 #include "host/host_error.h"
 #include "host/session.h"
 
@@ -25,8 +27,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kScreenInterval(100);
 constexpr std::chrono::seconds kLineInterval(1);
-/// In ms, of one key press.
-constexpr std::int64_t kSeekStep = 10000;
+/// Distance of a seek by key, in ms.
+constexpr std::int64_t kSeekDistance = 10000;
 
 constexpr double kSlowest = 0.01;
 constexpr double kFastest = 1000;
@@ -39,7 +41,7 @@ std::string CheckSpeed(const std::string& text) {
   return fmt::format("expected a factor from {} to {} instead of '{}'", kSlowest, kFastest, text);
 }
 
-/// The file's time stands still meanwhile.
+/// Pauses delivery while the process is stopped.
 void Suspend(PlayDelivery& delivery, Terminal& terminal) {
   const bool paused = delivery.IsPaused();
   delivery.SetPaused(true, Clock::now());
@@ -47,19 +49,19 @@ void Suspend(PlayDelivery& delivery, Terminal& terminal) {
   delivery.SetPaused(paused, Clock::now());
 }
 
-/// Several seeks that came together become one, to where they lead one by one. False when the user has enough.
-bool TakeKeys(const std::vector<PlayKey>& keys, PlayDelivery& delivery, Terminal& terminal) {
+/// Coalesces queued key presses into one seek to their combined target. Returns false when the user quits.
+bool HandleKeys(const std::vector<PlayKey>& keys, PlayDelivery& delivery, Terminal& terminal) {
   std::optional<std::int64_t> target;
-  const auto move = [&](std::int64_t step) {
-    target = std::max<std::int64_t>(target.value_or(delivery.Position(Clock::now())) + step, 0);
+  const auto move = [&](std::int64_t distance) {
+    target = std::max<std::int64_t>(target.value_or(delivery.Position(Clock::now())) + distance, 0);
   };
   for (const PlayKey key : keys) {
     switch (key) {
       case PlayKey::kLeft:
-        move(-kSeekStep);
+        move(-kSeekDistance);
         break;
       case PlayKey::kRight:
-        move(kSeekStep);
+        move(kSeekDistance);
         break;
       case PlayKey::kSpace:
         if (!delivery.HasEnded()) delivery.SetPaused(!delivery.IsPaused(), Clock::now());
@@ -78,24 +80,26 @@ bool TakeKeys(const std::vector<PlayKey>& keys, PlayDelivery& delivery, Terminal
 }  // namespace
 
 PlayCommand::PlayCommand(CLI::App& app)
-    : Command(app, "play", "Deliver the packets in real time, as a server would, and show how it goes.",
+    : Command(app, "play", "Deliver the packets in real time, as a server does, and show the state.",
               "qbflv play --speed 4 film.flv") {
-  Parser().footer(
-      "Keys on a terminal:\n"
-      "  left, right   seek 10 s back or forward; past the end means to the end\n"
-      "  space         pause, and go on\n"
-      "  q             quit; at the end of the file the command waits for this, or a seek back\n\n"
-      "Elsewhere it prints one line a second, takes no keys, and ends with the file.\n\n" +
-      Parser().get_footer());
+  Parser().footer(std::string(kTimeHelp) + "\n" +
+                  "Keys on a terminal:\n"
+                  "  left, right   seek 10 s back or forward\n"
+                  "  space         pause or continue\n"
+                  "  q             quit; at the end of the file the command waits for this key or a seek\n\n"
+                  "Without a terminal it prints one line per second and ends at the end of the file.\n\n" +
+                  Parser().get_footer());
   Parser()
-      .add_option("--speed", m_speed, "How many times as fast as real time (default: 1)")
+      .add_option("--speed", m_speed, "Speed relative to real time (default: 1)")
       ->type_name("X")
       ->check(CLI::Validator(CheckSpeed, ""));
-  AddTimeOption(Parser(), "--start", m_start, "Begin at this time, in ms from the file's first tag");
+  AddRepairOption(Parser(), MutableOptions(), true);
+  MutableOptions().view.retime = true;  // as a server does
+  AddTimeOption(Parser(), "--start", m_start, "Begin at this time, from the file's first tag");
 }
 
 void PlayCommand::Run() {
-  // Finding the headers of a large file, and the start, can take its time.
+  // Reading the headers of a large file and seeking to the start can take seconds.
   std::optional<Progress> progress(true);
   const host::SessionOptions options = MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) {
     if (progress) progress->Update(offset, size);
@@ -103,10 +107,8 @@ void PlayCommand::Run() {
   host::Session session(options);
   session.ReadHeaders();
   session.RequireStreamHeaders();
-  // By a look at the file: what is delivered before a seek leaves positions behind, and the seek may restart at them
-  // instead of close to its time.
-  const auto firstTime = m_start ? std::make_optional(host::ReadFirstTags(Options().file).timeBase) : std::nullopt;
-  PlayDelivery delivery(session, m_speed, firstTime, Clock::now());
+  const PlayedFile file(options);
+  PlayDelivery delivery(session, file.MakeRestartFilter(session), m_speed, file.TimeBase(), Clock::now());
   if (m_start) {
     const Status status = delivery.SeekTo(*m_start);
     if (Failed(status)) throw host::HostError(fmt::format("cannot seek to {} ms", *m_start), status);
@@ -119,19 +121,19 @@ void PlayCommand::Run() {
     return;
   }
   PlayOnTerminal(delivery, *terminal);
-  const bool isTerminated = terminal->IsTerminated();
+  const int signal = terminal->EndingSignal();
   terminal.reset();
-  // What the screen showed last stays readable.
+  // Leave the last state on the normal screen.
   Output output;
   output.Print("{}\n", PlayLine(delivery.State(Clock::now())));
   output.Flush();
-  if (isTerminated) throw host::HostError("interrupted");
+  if (signal != 0) throw Interrupted(signal);
 }
 
 void PlayCommand::PlayOnTerminal(PlayDelivery& delivery, Terminal& terminal) const {
   Clock::time_point nextScreen = Clock::now();
   do {
-    delivery.Turn(Clock::now());
+    delivery.Update(Clock::now());
     const Clock::time_point now = Clock::now();
     if (now >= nextScreen) {
       PlayState state = delivery.State(now);
@@ -140,14 +142,14 @@ void PlayCommand::PlayOnTerminal(PlayDelivery& delivery, Terminal& terminal) con
       terminal.Show(PlayScreen(state, size.columns, size.rows));
       nextScreen = now + kScreenInterval;
     }
-  } while (TakeKeys(terminal.WaitForKeys(delivery.NextTurn(Clock::now(), nextScreen)), delivery, terminal));
+  } while (HandleKeys(terminal.WaitForKeys(delivery.NextUpdate(Clock::now(), nextScreen)), delivery, terminal));
 }
 
 void PlayCommand::PlayAsLines(PlayDelivery& delivery) {
   Output output;
   Clock::time_point nextLine = Clock::now();
   for (bool ended = false; !ended;) {
-    delivery.Turn(Clock::now());
+    delivery.Update(Clock::now());
     const Clock::time_point now = Clock::now();
     ended = delivery.HasEnded();
     if (ended || now >= nextLine) {
@@ -155,7 +157,7 @@ void PlayCommand::PlayAsLines(PlayDelivery& delivery) {
       output.Flush();
       nextLine = now + kLineInterval;
     }
-    if (!ended) std::this_thread::sleep_until(delivery.NextTurn(now, nextLine));
+    if (!ended) std::this_thread::sleep_until(delivery.NextUpdate(now, nextLine));
   }
 }
 

@@ -1,4 +1,4 @@
-// `qbflv play`: the packets in real time, watched and steered.
+// `qbflv play`: delivers the packets in real time, with a display and keys.
 #pragma once
 
 #include <cstdint>
@@ -17,9 +17,9 @@ class PlayCommand final : public Command {
   void Run() override;
 
  private:
-  /// Ends when the user wants it to.
+  /// Returns when the user quits.
   void PlayOnTerminal(PlayDelivery& delivery, Terminal& terminal) const;
-  /// Ends at the end of the file.
+  /// Returns at the end of the file.
   static void PlayAsLines(PlayDelivery& delivery);
 
   double m_speed = 1;

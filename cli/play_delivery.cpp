@@ -1,10 +1,11 @@
-// Reads packets ahead as a server's buffer does, and sends each out when its time comes.
+// Reads packets ahead, as a server does, and sends each packet when it is due.
 #include "cli/play_delivery.h"
 
 #include <limits>
 #include <utility>
 
 #include "cli/output.h"
+#include "flv/format.h"
 #include "host/buffer.h"
 #include "host/status_text.h"
 
@@ -12,14 +13,14 @@ namespace qbflv::cli {
 
 namespace {
 
-/// How far reading is ahead of sending, in ms of the file.
+/// Length of the read-ahead, in ms of file time.
 constexpr std::int64_t kReadAhead = 2000;
-/// What one turn reads at most: keys are answered in between, also where no packet ever has to wait.
-constexpr int kPacketsPerTurn = 256;
-/// Over how much of the file a bit rate is measured, in ms, and the least that gives one.
+/// Maximum number of packets that one update reads, so that the command also handles keys at a very high speed.
+constexpr int kPacketsPerUpdate = 256;
+/// A bit rate is measured over kRateSpan and unknown for less than kLeastRateSpan, in ms of file time.
 constexpr std::int64_t kRateSpan = 2000;
 constexpr std::int64_t kLeastRateSpan = 500;
-/// Of the flags of audio and key frames, the one that other video frames lack.
+/// Audio packets and key frames have this flag; other video frames do not.
 constexpr std::uint8_t kSwitchOnFlag = 1;
 
 /// The first half of the stream's MIME type.
@@ -37,8 +38,9 @@ std::int64_t StatedDuration(const host::PropertyList& header) {
 
 }  // namespace
 
-PlayDelivery::PlayDelivery(host::Session& session, double speed, std::optional<std::uint32_t> firstTime, Time now)
-    : m_session(session), m_clock(speed, now), m_firstTime(firstTime) {
+PlayDelivery::PlayDelivery(host::Session& session, host::RestartFilter filter, double speed, std::uint32_t firstTime,
+                           Time now)
+    : m_session(session), m_clock(speed, now), m_filter(std::move(filter)), m_firstTime(firstTime) {
   for (const host::StreamHeader& header : session.StreamHeaders()) {
     Stream stream;
     stream.shown.kind = Kind(*header.properties);
@@ -47,23 +49,23 @@ PlayDelivery::PlayDelivery(host::Session& session, double speed, std::optional<s
   }
 }
 
-void PlayDelivery::Turn(Time now) {
+void PlayDelivery::Update(Time now) {
   Fill(now);
   const auto isDue = [&](std::int64_t time) {
-    const std::optional<Time> when = m_clock.WhenAt(time);
+    const std::optional<Time> when = m_clock.TimeOf(time);
     return when && *when <= now;
   };
   while (!m_queue.empty() && isDue(m_queue.front().time)) SendFirst();
-  if (m_ended || !m_queue.empty() || !IsReadToTheEnd()) return;
+  if (m_ended || !m_queue.empty() || !IsReadingDone()) return;
   m_ended = true;
-  m_clock.JumpTo(std::min(Position(now), End()), now);
+  m_clock.SetPosition(std::min(Position(now), End()), now);
   m_clock.SetRunning(false, now);
 }
 
-PlayDelivery::Time PlayDelivery::NextTurn(Time now, Time latest) const {
-  if (!IsReadToTheEnd() && !HasEnough(now)) return now;
+PlayDelivery::Time PlayDelivery::NextUpdate(Time now, Time latest) const {
+  if (!IsReadingDone() && !IsReadAheadFull(now)) return now;
   if (m_queue.empty()) return latest;
-  return std::min(latest, m_clock.WhenAt(m_queue.front().time).value_or(latest));
+  return std::min(latest, m_clock.TimeOf(m_queue.front().time).value_or(latest));
 }
 
 Status PlayDelivery::SeekTo(std::int64_t position) {
@@ -77,10 +79,11 @@ Status PlayDelivery::SeekTo(std::int64_t position) {
   m_sentSince.reset();
   m_ended = false;
   const host::SeekResult result = m_session.Seek(static_cast<std::uint32_t>(position));
+  m_filter.Restart(result.offset);
   m_seekFailed = Failed(result.status);
   m_trouble = m_seekFailed ? "the seek failed: " + host::StatusText(result.status) : std::string();
   const Time now = Time::clock::now();
-  m_clock.JumpTo(position, now);
+  m_clock.SetPosition(position, now);
   m_clock.SetRunning(!m_paused, now);
   return result.status;
 }
@@ -112,22 +115,21 @@ PlayedStream PlayDelivery::StreamState(const Stream& stream, std::int64_t positi
 }
 
 void PlayDelivery::Fill(Time now) {
-  int packets = kPacketsPerTurn;
-  const auto goOn = [&] { return packets > 0 && !HasEnough(now); };
-  if (IsReadToTheEnd() || !goOn()) return;
+  int packets = kPacketsPerUpdate;
+  const auto wantsMore = [&] { return packets > 0 && !IsReadAheadFull(now); };
+  if (IsReadingDone() || !wantsMore()) return;
   host::PacketHandlers handlers;
   handlers.onPacket = [&](IQBPacket& packet) {
-    Queue(packet);
+    m_filter.Take(packet, [&](IQBPacket& playable) { Queue(playable); });
     --packets;
-    return goOn();
+    return wantsMore();
   };
   handlers.onStreamDone = [](std::uint16_t) { return true; };
   m_session.ReadPackets(std::move(handlers));
 }
 
 void PlayDelivery::Queue(IQBPacket& packet) {
-  if (!m_firstTime) m_firstTime = packet.GetTime();
-  const std::int64_t time = packet.GetTime() - *m_firstTime;
+  const std::int64_t time = flv::TimeBetween(m_firstTime, packet.GetTime());
   Stream& stream = m_streams[packet.GetStreamNumber()];
   ++stream.shown.queuedPackets;
   stream.lastQueued = time;
@@ -135,11 +137,11 @@ void PlayDelivery::Queue(IQBPacket& packet) {
   m_queue.push_back({ComPtr<IQBPacket>::Retain(&packet), time});
 }
 
-bool PlayDelivery::HasEnough(Time now) const {
+bool PlayDelivery::IsReadAheadFull(Time now) const {
   return !m_queue.empty() && m_queue.back().time - Position(now) >= kReadAhead;
 }
 
-/// Sending is to let go: there is no network behind this server.
+/// Sending means releasing the packet: there is no network.
 void PlayDelivery::SendFirst() {
   const QueuedPacket first = std::move(m_queue.front());
   m_queue.pop_front();

@@ -1,4 +1,4 @@
-// Reads packets ahead as a server's buffer does, and sends each out when its time comes.
+// Reads packets ahead, as a server does, and sends each packet when it is due.
 #pragma once
 
 #include <algorithm>
@@ -10,6 +10,7 @@
 
 #include "cli/play_clock.h"
 #include "cli/play_view.h"
+#include "host/restart_filter.h"
 #include "host/session.h"
 
 namespace qbflv::cli {
@@ -18,29 +19,28 @@ class PlayDelivery {
  public:
   using Time = PlayClock::Time;
 
-  /// session: outlives this and has its headers. firstTime: the packets' time at position 0; without it, that of the
-  /// first packet that comes. Operations throw HostError.
-  PlayDelivery(host::Session& session, double speed, std::optional<std::uint32_t> firstTime, Time now);
+  /// session: must outlive this and have read its headers. filter: makes it play after seeks. firstTime: packet
+  /// time at position 0. All functions throw HostError.
+  PlayDelivery(host::Session& session, host::RestartFilter filter, double speed, std::uint32_t firstTime, Time now);
 
-  /// Reads on and sends what is due. Does a bounded amount of work.
-  void Turn(Time now);
+  /// Reads ahead and sends the packets that are due. Does a bounded amount of work.
+  void Update(Time now);
 
-  /// When the next Turn is worth it; at most `latest`.
-  Time NextTurn(Time now, Time latest) const;
+  /// Time at which the next Update has work, at most `latest`.
+  Time NextUpdate(Time now, Time latest) const;
 
-  /// Delivers from there on: what the plug-in restarts with before the position is due at once. A position past the
-  /// end, or one where the seek fails, leads to the end. The time that the seek takes does not count as played. Answers
-  /// the seek's status.
+  /// Seeks. Packets before the position are due at once. Playback ends if the position is past the end or the seek
+  /// fails. The clock does not run during the seek. Returns the seek's status.
   Status SeekTo(std::int64_t position);
 
   void SetPaused(bool paused, Time now);
   bool IsPaused() const { return m_paused; }
 
-  /// Whether everything was sent.
+  /// Returns true when every packet was sent.
   bool HasEnded() const { return m_ended; }
 
   std::int64_t Position(Time now) const { return m_clock.Position(now); }
-  /// For all but the file's name.
+  /// Returns everything but the file name.
   PlayState State(Time now) const;
 
  private:
@@ -58,30 +58,31 @@ class PlayDelivery {
   struct Stream {
     PlayedStream shown;
     std::int64_t lastQueued = 0;
-    /// Those whose bit rate is shown, and their bytes.
+    /// The packets of the last kRateSpan, and the sum of their bytes.
     std::deque<SentPacket> sent;
     std::uint64_t sentBytes = 0;
   };
 
   void Fill(Time now);
   void Queue(IQBPacket& packet);
-  bool HasEnough(Time now) const;
-  bool IsReadToTheEnd() const { return m_seekFailed || m_session.DeliveryEnded(); }
+  bool IsReadAheadFull(Time now) const;
+  bool IsReadingDone() const { return m_seekFailed || m_session.DeliveryEnded(); }
   void SendFirst();
   PlayedStream StreamState(const Stream& stream, std::int64_t position) const;
-  /// What is known of where the file ends.
+  /// Best known position of the end of the file.
   std::int64_t End() const { return std::max(m_statedDuration, m_lastSeen); }
 
   host::Session& m_session;
   PlayClock m_clock;
   std::vector<Stream> m_streams;
   std::deque<QueuedPacket> m_queue;
-  std::optional<std::int64_t> m_firstTime;
-  /// Of the longest stream, as its header has it. An unknown one is made up by the plug-in.
+  host::RestartFilter m_filter;
+  const std::uint32_t m_firstTime;
+  /// The longest duration in the stream headers. The plug-in estimates an unknown duration.
   std::int64_t m_statedDuration = 0;
   /// The greatest position of any packet so far.
   std::int64_t m_lastSeen = 0;
-  /// The first packet sent since the start or the last seek: bit rates go back no further.
+  /// Position of the first packet sent since the start or the last seek, where the measurement of bit rates starts.
   std::optional<std::int64_t> m_sentSince;
   bool m_paused = false;
   bool m_ended = false;

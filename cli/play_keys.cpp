@@ -1,4 +1,4 @@
-// Turns what a terminal sends into the keys of `qbflv play`.
+// Decodes the bytes of a terminal into the keys of `qbflv play`.
 #include "cli/play_keys.h"
 
 namespace qbflv::cli {
@@ -7,22 +7,22 @@ namespace {
 
 constexpr char kEscapeByte = '\x1b';
 
-void TakeLetter(char letter, std::vector<PlayKey>& keys) {
+void AppendArrow(char letter, std::vector<PlayKey>& keys) {
   if (letter == 'D') keys.push_back(PlayKey::kLeft);
   if (letter == 'C') keys.push_back(PlayKey::kRight);
 }
 
-void TakePlain(char byte, std::vector<PlayKey>& keys) {
+void AppendPlain(char byte, std::vector<PlayKey>& keys) {
   if (byte == ' ') keys.push_back(PlayKey::kSpace);
   if (byte == 'q' || byte == 'Q') keys.push_back(PlayKey::kQuit);
 }
 
-/// What ends a control sequence; parameters stand before it.
+/// The byte that ends a control sequence, after its parameters.
 bool IsFinal(char byte) { return byte >= '@' && byte <= '~'; }
 
 }  // namespace
 
-std::vector<PlayKey> PlayKeyDecoder::Take(std::string_view bytes) {
+std::vector<PlayKey> PlayKeyDecoder::Decode(std::string_view bytes) {
   std::vector<PlayKey> keys;
   for (const char byte : bytes) m_state = byte == kEscapeByte ? State::kEscape : Next(byte, keys);
   return keys;
@@ -33,18 +33,18 @@ PlayKeyDecoder::State PlayKeyDecoder::Next(char byte, std::vector<PlayKey>& keys
     case State::kEscape:
       if (byte == '[') return State::kControl;
       if (byte == 'O') return State::kFunction;
-      break;  // the escape key alone, and another after it
+      break;  // the escape key alone, followed by another key
     case State::kControl:
       if (!IsFinal(byte)) return State::kControl;
-      TakeLetter(byte, keys);
+      AppendArrow(byte, keys);
       return State::kPlain;
     case State::kFunction:
-      TakeLetter(byte, keys);
+      AppendArrow(byte, keys);
       return State::kPlain;
     case State::kPlain:
       break;
   }
-  TakePlain(byte, keys);
+  AppendPlain(byte, keys);
   return State::kPlain;
 }
 

@@ -1,4 +1,4 @@
-// Turns what a terminal sends into the keys of `qbflv play`.
+// Decodes the bytes of a terminal into the keys of `qbflv play`.
 #pragma once
 
 #include <string_view>
@@ -6,17 +6,17 @@
 
 namespace qbflv::cli {
 
-/// The last two also come as signals.
+/// Signals also produce the last two.
 enum class PlayKey { kLeft, kRight, kSpace, kSuspend, kQuit };
 
-/// A key may arrive in pieces; other keys are passed over whole.
+/// A key may be split between calls. Other keys are ignored.
 class PlayKeyDecoder {
  public:
-  std::vector<PlayKey> Take(std::string_view bytes);
+  std::vector<PlayKey> Decode(std::string_view bytes);
 
  private:
-  /// Where the decoder stands in an escape sequence: after the escape, or after the bracket of a control sequence
-  /// (ESC [ parameters letter), or after the O of a function key (ESC O letter).
+  /// The position in an escape sequence: after the escape, after the bracket of a control sequence (ESC [ parameters
+  /// letter), or after the O of a function key (ESC O letter).
   enum class State { kPlain, kEscape, kControl, kFunction };
 
   State Next(char byte, std::vector<PlayKey>& keys) const;

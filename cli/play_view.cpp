@@ -1,4 +1,4 @@
-// What `qbflv play` shows, as text.
+// The display of `qbflv play`, as text.
 #include "cli/play_view.h"
 
 #include <fmt/format.h>
@@ -41,7 +41,7 @@ std::string RateText(const PlayedStream& stream) {
   return stream.bitRate ? fmt::to_string((*stream.bitRate + 500) / 1000) : "-";
 }
 
-/// Columns that change least stand last, so that a narrow terminal shows the others.
+/// The least important columns are last, because a narrow terminal cuts lines off.
 std::string StreamText(std::size_t number, const PlayedStream& stream) {
   return fmt::format("{:6}  {:5}  {:>7}  {:4} packets {:6} ms  {:>8}  {:>10}", number, stream.kind, RateText(stream),
                      stream.queuedPackets, stream.queuedTime, stream.packets,
@@ -59,8 +59,7 @@ std::string PlayTimeText(std::int64_t milliseconds) {
 }
 
 std::string_view CutToColumns(std::string_view text, std::size_t columns) {
-  // A character beyond ASCII takes two columns at most, and so does what a terminal shows for bytes that are no
-  // character.
+  // A character beyond ASCII takes at most two columns, and so does the replacement for an invalid byte.
   std::size_t used = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
@@ -86,12 +85,15 @@ std::vector<std::string> PlayScreen(const PlayState& state, std::size_t columns,
 }
 
 std::string PlayLine(const PlayState& state) {
-  std::string line = PositionText(state);
+  const bool ended = state.condition == PlayState::Condition::kEnded;
+  std::string line = ended ? "the end  " + PlayTimeText(state.position)
+                           : PlayTimeText(state.position) + " / " + PlayTimeText(state.duration);
   for (const PlayedStream& stream : state.streams) {
-    line += fmt::format("  {} {} kb/s, {} sent, queue {} packets {} ms", stream.kind, RateText(stream), stream.packets,
-                        stream.queuedPackets, stream.queuedTime);
+    line += "  " + stream.kind;
+    if (!ended) line += " " + RateText(stream) + " kb/s";
+    line += fmt::format(" {} sent", stream.packets);
   }
-  if (!state.trouble.empty()) line += "  " + state.trouble;
+  if (!state.trouble.empty()) line += "\n" + state.trouble;
   return line;
 }
 

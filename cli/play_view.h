@@ -1,4 +1,4 @@
-// What `qbflv play` shows, as text.
+// The display of `qbflv play`, as text.
 #pragma once
 
 #include <cstddef>
@@ -10,23 +10,23 @@
 
 namespace qbflv::cli {
 
-/// What was sent of a stream, and what waits for its time.
+/// The sent and the queued packets of a stream.
 struct PlayedStream {
   /// "audio", for example.
   std::string kind;
   std::uint64_t packets = 0;
   std::uint64_t keyFrames = 0;
-  /// Of the last seconds sent, in bits per second; nothing when too little was sent.
+  /// Bit rate of the last seconds in bits per second; nothing when too little was sent.
   std::optional<std::uint64_t> bitRate;
   std::size_t queuedPackets = 0;
-  /// Of the file's time, from the position to the last packet queued.
+  /// File time from the position to the last queued packet, in ms.
   std::int64_t queuedTime = 0;
 };
 
 struct PlayState {
   enum class Condition { kPlaying, kPaused, kEnded };
 
-  /// Must be fit to be shown.
+  /// Contains no control characters.
   std::string file;
   Condition condition = Condition::kPlaying;
   double speed = 1;
@@ -34,20 +34,20 @@ struct PlayState {
   std::int64_t position = 0;
   std::int64_t duration = 0;
   std::vector<PlayedStream> streams;
-  /// What went wrong; usually empty.
+  /// Error message; usually empty.
   std::string trouble;
 };
 
-/// "1:02:03.4", or "2:03.4" when it is less than an hour.
+/// "1:02:03.4", or "2:03.4" for less than an hour.
 std::string PlayTimeText(std::int64_t milliseconds);
 
-/// As much of the text, in UTF-8, as surely fits.
+/// Returns the longest prefix of the UTF-8 text that certainly fits.
 std::string_view CutToColumns(std::string_view text, std::size_t columns);
 
-/// The lines of a terminal of that size, what matters most at the top; none is as wide as the terminal.
+/// The lines for a terminal of that size, the most important first. Every line is narrower than the terminal.
 std::vector<std::string> PlayScreen(const PlayState& state, std::size_t columns, std::size_t rows);
 
-/// Everything in one line.
+/// The state in one line of fewer than 80 columns, except for an error message, which gets a second line.
 std::string PlayLine(const PlayState& state);
 
 }  // namespace qbflv::cli

@@ -1,11 +1,14 @@
-// Where the command finds its plug-in.
+// Finds the plug-in.
 #pragma once
 
 #include <filesystem>
 
 namespace qbflv::cli {
 
-/// The library beside the command, or else where it was installed with it. Throws HostError when it is in neither.
+/// Searches the command's folder, then the installation folder. Throws HostError when the library is in neither.
 std::filesystem::path FindPlugin();
+
+/// The same for the library that watches the calls.
+std::filesystem::path FindWatchLayer();
 
 }  // namespace qbflv::cli

@@ -1,14 +1,16 @@
-// The command as a process of Linux.
+// The command as a Linux process.
 #include <csignal>
+#include <cstdlib>
 
 #include "cli/process.h"
 
 namespace qbflv::cli {
 
 void PrepareProcess() {
-  // Whoever reads the output may stop (as `head` does): that ends the command quietly, even if started otherwise.
+  // A reader of the output may stop early, as `head` does. The command then ends silently, even if its parent ignores
+  // the signal.
   std::signal(SIGPIPE, SIG_DFL);
-  // A file that may not grow further is a failure like others, and cleaned up after.
+  // Writing beyond the file size limit then returns an error, and the command cleans up.
   std::signal(SIGXFSZ, SIG_IGN);
 }
 
@@ -16,9 +18,20 @@ std::vector<std::string> Arguments(int count, char** arguments) {
   return {arguments + (count > 0 ? 1 : 0), arguments + count};
 }
 
+void SetEnvironment(const char* name, const std::filesystem::path& value) { setenv(name, value.c_str(), 1); }
+
 std::span<const int> EndingSignals() {
   static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
   return kSignals;
+}
+
+int EndBySignal(int number) {
+  // The default action of SIGQUIT also writes a core file.
+  if (number != SIGQUIT) {
+    std::signal(number, SIG_DFL);
+    std::raise(number);
+  }
+  return 128 + number;
 }
 
 }  // namespace qbflv::cli

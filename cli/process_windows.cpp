@@ -1,27 +1,42 @@
-// The command as a process of Windows.
+// The command as a Windows process.
 #include <fcntl.h>
 #include <io.h>
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
-// Needs the one above.
+// Requires windows.h.
 #include <shellapi.h>
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 #include "cli/process.h"
 
 namespace qbflv::cli {
 
+namespace {
+
+constexpr int kSignalStatus = 128;
+
+/// Ctrl-C and Ctrl-Break end the process with the status that it has on other systems. Handlers that are added later
+/// run before this one.
+BOOL WINAPI EndOnCtrlC(DWORD event) {
+  if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) ExitProcess(kSignalStatus + SIGINT);
+  return FALSE;
+}
+
+}  // namespace
+
 void PrepareProcess() {
+  SetConsoleCtrlHandler(EndOnCtrlC, TRUE);
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
   SetConsoleOutputCP(CP_UTF8);
 }
 
-// The arguments that main gets went through a code page, and may have lost characters there.
+// The arguments of main were converted to a code page, which may lose characters.
 std::vector<std::string> Arguments(int /*count*/, char** /*arguments*/) {
   int count = 0;
   wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
@@ -34,9 +49,15 @@ std::vector<std::string> Arguments(int /*count*/, char** /*arguments*/) {
   return arguments;
 }
 
+void SetEnvironment(const char* name, const std::filesystem::path& value) {
+  _wputenv_s(std::filesystem::path(name).c_str(), value.c_str());
+}
+
 std::span<const int> EndingSignals() {
   static constexpr int kSignals[] = {SIGINT, SIGTERM};
   return kSignals;
 }
+
+int EndBySignal(int number) { return kSignalStatus + number; }
 
 }  // namespace qbflv::cli

@@ -1,4 +1,4 @@
-// A progress bar on standard error for work that takes its time.
+// A progress bar on standard error for long work.
 #include "cli/progress.h"
 
 #include <fmt/format.h>
@@ -6,20 +6,28 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <string_view>
 
 namespace qbflv::cli {
 
 namespace {
 
 constexpr int kBarWidth = 40;
-/// Short work ends before a bar would appear.
-constexpr std::chrono::milliseconds kPatience(400);
+/// Work shorter than this shows no bar.
+constexpr std::chrono::milliseconds kDelay(400);
 constexpr std::chrono::milliseconds kInterval(100);
+
+/// TERM=dumb: a bar would fill the screen with lines.
+bool CanMoveCursor() {
+  const char* const kind = std::getenv("TERM");
+  return kind == nullptr || std::string_view(kind) != "dumb";
+}
 
 }  // namespace
 
 Progress::Progress(bool wanted)
-    : m_shown(wanted && isatty(STDERR_FILENO) != 0), m_nextUpdate(Clock::now() + kPatience) {}
+    : m_shown(wanted && CanMoveCursor() && isatty(STDERR_FILENO) != 0), m_nextUpdate(Clock::now() + kDelay) {}
 
 void Progress::Update(std::uint64_t done, std::uint64_t total) {
   if (!m_shown || total == 0 || Clock::now() < m_nextUpdate) return;
@@ -31,7 +39,7 @@ void Progress::Update(std::uint64_t done, std::uint64_t total) {
   m_onScreen = true;
 }
 
-void Progress::Wipe() {
+void Progress::Clear() {
   if (!m_onScreen) return;
   fmt::print(stderr, "\r{:{}}\r", "", kBarWidth + 10);
   std::fflush(stderr);

@@ -1,4 +1,4 @@
-// A progress bar on standard error for work that takes its time.
+// A progress bar on standard error for long work.
 #pragma once
 
 #include <chrono>
@@ -6,19 +6,19 @@
 
 namespace qbflv::cli {
 
-/// Shows nothing when standard error is no terminal. The bar is wiped away when it goes.
+/// Shows nothing when standard error is not a terminal or TERM is "dumb". The destructor clears the bar.
 class Progress {
  public:
-  /// wanted: false when the command's own output already shows how it goes.
+  /// wanted: false when the command's own output already shows the progress.
   explicit Progress(bool wanted);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
-  ~Progress() { Wipe(); }
+  ~Progress() { Clear(); }
 
-  /// Bytes done and in all.
+  /// done, total: bytes.
   void Update(std::uint64_t done, std::uint64_t total);
 
-  void Wipe();
+  void Clear();
 
  private:
   using Clock = std::chrono::steady_clock;

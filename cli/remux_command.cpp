@@ -1,96 +1,171 @@
 // `qbflv remux`: the delivered packets as a new FLV file.
 #include "cli/remux_command.h"
 
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <system_error>
 #include <utility>
 #include <vector>
 
+#include "cli/flv_writer.h"
 #include "cli/interrupt.h"
 #include "cli/output.h"
-#include "cli/part_writer.h"
 #include "cli/progress.h"
 #include "cli/seeking.h"
-#include "host/first_tags.h"
-#include "host/flv_writer.h"
+#include "cli/time_text.h"
 #include "host/host_error.h"
-#include "host/session.h"
 
 namespace qbflv::cli {
 
 namespace {
 
-/// The tag type of each stream.
-std::vector<std::uint8_t> TagTypes(const host::Session& session) {
-  std::vector<std::uint8_t> types;
-  for (const host::StreamHeader& header : session.StreamHeaders()) {
-    const host::Property* const type = header.properties->Find("PayloadType");
-    const bool known = type != nullptr && type->kind == host::Property::Kind::kNumber &&
-                       (type->number == host::kAudioTag || type->number == host::kVideoTag);
-    if (!known) throw host::HostError(fmt::format("stream {} is neither audio nor video", types.size()));
-    types.push_back(static_cast<std::uint8_t>(type->number));
-  }
-  return types;
-}
+/// In the list of a file, about 1.8 MB. Those of a film with nothing but key frames are thinned out.
+constexpr std::size_t kMostKeyFrames = 100'000;
 
-host::FlvWriter::Streams Announce(const std::vector<std::uint8_t>& types) {
-  host::FlvWriter::Streams streams;
-  for (const std::uint8_t type : types) (type == host::kAudioTag ? streams.audio : streams.video) = true;
-  return streams;
+struct Missing {
+  std::uint64_t audio = 0;
+  std::uint64_t video = 0;
+
+  bool IsAny() const { return audio > 0 || video > 0; }
+};
+
+/// What a copy of the whole file lacks.
+Missing CountMissing(const PartWriter& part, const flv::FileFacts& facts) {
+  const auto missing = [&](flv::TagType type, std::uint64_t tags) {
+    const std::uint64_t written = part.Packets(type);
+    return tags > written ? tags - written : 0;
+  };
+  return {missing(flv::TagType::kAudio, facts.audio.tags), missing(flv::TagType::kVideo, facts.video.tags)};
 }
 
 }  // namespace
 
 RemuxCommand::RemuxCommand(CLI::App& app)
-    : Command(app, "remux", "Write the packets that the plug-in delivers as a new FLV file.",
-              "qbflv remux --start 60000 --end 90000 --rebase film.flv part.flv") {
+    : Command(app, "remux", "Write the packets that the plug-in delivers to a new FLV file.",
+              "qbflv remux --start 1:00 --end 1:30 --rebase film.flv part.flv") {
   Parser()
-      .add_option("OUT", m_target, "The file to write; it is replaced only when the new one is complete")
-      ->required()
+      .add_option("OUT", m_target,
+                  "The file to write, or - for standard output; it is replaced when the new file is complete")
       ->type_name("");
+  Parser().add_flag("--in-place", m_inPlace, "Replace FILE itself, instead of OUT, when the new file is complete");
   AddTimeOption(
       Parser(), "--start", m_part.start,
-      "Begin where delivery restarts for this time: at a key frame before it, with the codecs' configurations "
-      "in front");
-  AddTimeOption(Parser(), "--end", m_part.end, "Leave out what is later than this time");
-  Parser().add_flag("--rebase", m_part.rebase, "Let times begin at 0");
-  Parser().parse_complete_callback([this] {
-    if (m_part.start && m_part.end && *m_part.end < *m_part.start) {
-      throw CLI::ValidationError("--end", "is before --start");
-    }
-  });
+      "Seek to this time first; the new file begins with the codec configurations and a key frame at or before it");
+  AddTimeOption(Parser(), "--end", m_part.end, "Omit packets later than this time");
+  Parser().add_flag("--rebase", m_rebase, "Make times begin at 0");
+  Parser().add_flag("--retime", MutableOptions().view.retime, "Continue timestamps that jump back or leap ahead");
+  Parser().add_flag("--no-index", m_noIndex, "Write no list of key frames");
+  Parser().add_flag("--strict", m_strict, "Fail, and write nothing, if a playable tag of FILE is missing");
+  Parser().add_flag("--json", m_json, "Print the totals as one JSON object");
+  AddRepairOption(Parser(), MutableOptions(), true);
+  Parser().parse_complete_callback([this] { CheckArguments(); });
   Parser().footer(
-      "The file's metadata comes first, without entries that no longer hold: places in the file, and with\n"
-      "--start or --end the duration. With --start, video frames before the first key frame are left out.\n"
-      "A part without packets is a failure. Times are in ms from the file's first tag.\n\n" +
+      std::string(kTimeHelp) +
+      "FILE is repaired on the way: damaged places and empty tags are left out, and the new file begins with\n"
+      "metadata that is right, and a list of its key frames. Playable tags that did not get into the new file\n"
+      "are reported. A part without packets is an error. Times count from the file's first tag.\n\n" +
       Parser().get_footer());
 }
 
+void RemuxCommand::CheckArguments() {
+  if (m_part.start && m_part.end && *m_part.end < *m_part.start) {
+    throw CLI::ValidationError("--end", "is before --start");
+  }
+  if (m_target.empty() && !m_inPlace) throw CLI::RequiredError("OUT");
+  if (!m_target.empty() && m_inPlace) throw CLI::ValidationError("--in-place", "excludes OUT");
+  if (m_strict && !m_part.IsWhole()) throw CLI::ValidationError("--strict", "is for whole files only");
+  // A part begins at 0 with its own first packet.
+  MutableOptions().view.rebase = m_rebase && !m_part.start;
+}
+
 void RemuxCommand::Run() {
+  CheckTarget();
+  CatchInterrupts();
   Progress progress(true);
-  host::Session session(
-      MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); }));
+  const host::SessionOptions options =
+      MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); });
+  const PlayedFile file(options);
+  if (file.Facts().TagCount() == 0) throw host::HostError("it has no audio or video");
+  host::Session session(options);
   session.ReadHeaders();
   session.RequireStreamHeaders();
-  const std::vector<std::uint8_t> types = TagTypes(session);
-  host::FirstTags first = host::ReadFirstTags(Options().file);
-  if (m_part.start) SeekOrThrow(session, *m_part.start);
+  host::RestartFilter filter = file.MakeRestartFilter(session);
+  if (m_part.start) filter.Restart(SeekOrThrow(session, *m_part.start).offset);
 
-  CatchInterrupts();
-  host::FlvWriter writer(m_target, Announce(types));
-  PartWriter part(writer, types, std::move(first), m_part);
+  FlvWriter writer(m_inPlace ? Options().file : m_target, file.Facts(), m_noIndex ? 0 : kMostKeyFrames);
+  PartWriter part(writer, session.StreamTypes(), file.TimeBase(), m_part);
+  Prepare(part, file);
   host::PacketHandlers handlers;
   handlers.onPacket = [&](IQBPacket& packet) {
-    if (IsInterrupted()) throw host::HostError("interrupted");
-    return part.Write(packet);
+    ThrowIfInterrupted();
+    bool goOn = true;
+    filter.Take(packet, [&](IQBPacket& playable) { goOn = part.Write(playable); });
+    return goOn;
   };
   handlers.onStreamDone = [&](std::uint16_t stream) { return part.EndStream(stream); };
   session.ReadPackets(std::move(handlers));
-  part.End();
+  const std::string missing = DescribeMissing(part, file);
+  if (m_strict && !missing.empty()) throw host::HostError(missing);
+  const bool isEmpty = part.Packets(flv::TagType::kAudio) + part.Packets(flv::TagType::kVideo) == 0;
+  if (isEmpty && !m_part.IsWhole()) throw host::HostError("there are no packets in this part");
   writer.Commit();
-  progress.Wipe();
+  progress.Clear();
+  if (!missing.empty()) fmt::print(stderr, "qbflv: {}: {}\n", Printable(Options().file.string()), missing);
+  PrintTotals(part, file, writer.Size());
+}
 
+/// The plug-in would read what is being written. Links and other names of the same file are recognised.
+void RemuxCommand::CheckTarget() const {
+  std::error_code error;
+  if (!m_inPlace && std::filesystem::equivalent(Options().file, m_target, error)) {
+    throw host::HostError("OUT is the same file; --in-place replaces it");
+  }
+  if (m_target == "-" && isatty(STDOUT_FILENO) != 0) throw host::HostError("standard output is a terminal");
+}
+
+void RemuxCommand::Prepare(PartWriter& part, const PlayedFile& file) const {
+  if (m_rebase && m_part.start) part.RebaseFromFirst();
+  if (m_rebase && !m_part.start && !file.IsRepaired()) part.RebaseFrom(file.Facts().FirstFrameTime());
+}
+
+/// Empty if nothing is missing. Of a part it is not known what belongs to it.
+std::string RemuxCommand::DescribeMissing(const PartWriter& part, const PlayedFile& file) const {
+  const Missing missing = CountMissing(part, file.Facts());
+  if (!m_part.IsWhole() || !missing.IsAny()) return {};
+  const char* reason = "the plug-in did not deliver them";
+  if (!file.IsRepaired()) reason = "the plug-in does not deliver them from the bare file; try without --raw";
+  if (file.ReachableTags() < file.Facts().TagCount()) reason = "they lie beyond 4 GiB, where the plug-in cannot read";
+  return fmt::format("{} of {} audio tags and {} of {} video tags are missing: {}", missing.audio,
+                     file.Facts().audio.tags, missing.video, file.Facts().video.tags, reason);
+}
+
+/// To standard error where the file itself goes to standard output.
+void RemuxCommand::PrintTotals(const PartWriter& part, const PlayedFile& file, std::uint64_t size) const {
+  const std::uint64_t audio = part.Packets(flv::TagType::kAudio);
+  const std::uint64_t video = part.Packets(flv::TagType::kVideo);
+  std::string text;
+  if (m_json) {
+    nlohmann::ordered_json totals = {{"audio_packets", audio}, {"video_packets", video}, {"bytes", size}};
+    if (m_part.IsWhole()) {
+      const Missing missing = CountMissing(part, file.Facts());
+      totals["missing_audio_packets"] = missing.audio;
+      totals["missing_video_packets"] = missing.video;
+    }
+    text = totals.dump() + "\n";
+  } else {
+    if (file.Facts().audio.IsPresent()) text += fmt::format("{:6}  {:10} packets\n", "audio", audio);
+    if (file.Facts().video.IsPresent()) text += fmt::format("{:6}  {:10} packets\n", "video", video);
+    text += fmt::format("{:6}  {:10} bytes\n", "file", size);
+  }
+  if (m_target == "-") {
+    fmt::print(stderr, "{}", text);
+    return;
+  }
   Output output;
-  part.PrintTotals(output);
-  output.Print("{:6}  {:10} bytes\n", "file", writer.Size());
+  output.Print("{}", text);
   output.Flush();
 }
 

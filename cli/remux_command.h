@@ -5,6 +5,7 @@
 
 #include "cli/command.h"
 #include "cli/part_writer.h"
+#include "cli/played_file.h"
 
 namespace qbflv::cli {
 
@@ -14,8 +15,20 @@ class RemuxCommand final : public Command {
   void Run() override;
 
  private:
+  void CheckArguments();
+  void CheckTarget() const;
+  void Prepare(PartWriter& part, const PlayedFile& file) const;
+  std::string DescribeMissing(const PartWriter& part, const PlayedFile& file) const;
+  void PrintTotals(const PartWriter& part, const PlayedFile& file, std::uint64_t size) const;
+
+  /// "-" is standard output.
   std::filesystem::path m_target;
   FilePart m_part;
+  bool m_rebase = false;
+  bool m_noIndex = false;
+  bool m_strict = false;
+  bool m_inPlace = false;
+  bool m_json = false;
 };
 
 }  // namespace qbflv::cli

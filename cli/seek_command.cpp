@@ -1,4 +1,4 @@
-// `qbflv seek`: what seeks cost and where they lead.
+// `qbflv seek`: the cost of seeks and the first packets after them.
 #include "cli/seek_command.h"
 
 #include <algorithm>
@@ -8,6 +8,7 @@
 
 #include "cli/output.h"
 #include "cli/progress.h"
+#include "cli/time_text.h"
 #include "host/host_error.h"
 #include "host/session.h"
 
@@ -15,21 +16,21 @@ namespace qbflv::cli {
 
 namespace {
 
-/// What a stream gives first after a seek.
-struct First {
+/// A stream's first packet after a seek.
+struct FirstPacket {
   bool known = false;
-  /// No packet at all.
+  /// The stream ended without a packet.
   bool done = false;
   std::uint32_t time = 0;
   std::uint8_t flags = 0;
 };
 
-/// Asks every live stream until each has given one packet or has ended.
-std::vector<First> ReadFirstPackets(host::Session& session) {
-  std::vector<First> firsts(session.StreamHeaders().size());
-  const auto note = [&](std::uint16_t stream, const First& first) {
+/// Delivers until every stream has delivered a packet or ended.
+std::vector<FirstPacket> ReadFirstPackets(host::Session& session) {
+  std::vector<FirstPacket> firsts(session.StreamHeaders().size());
+  const auto note = [&](std::uint16_t stream, const FirstPacket& first) {
     if (!firsts[stream].known) firsts[stream] = first;
-    return !std::ranges::all_of(firsts, &First::known);
+    return !std::ranges::all_of(firsts, &FirstPacket::known);
   };
   host::PacketHandlers handlers;
   handlers.onPacket = [&](IQBPacket& packet) {
@@ -45,7 +46,7 @@ void PlayAll(host::Session& session) {
       {.onPacket = [](IQBPacket&) { return true; }, .onStreamDone = [](std::uint16_t) { return true; }});
 }
 
-void PrintHead(Output& output, std::size_t streamCount) {
+void PrintHeading(Output& output, std::size_t streamCount) {
   output.Print("      seek      status   reads   seeks");
   for (std::size_t stream = 0; stream < streamCount; ++stream) {
     output.Print("  {:>12}  flags", fmt::format("stream {} at", stream));
@@ -53,10 +54,11 @@ void PrintHead(Output& output, std::size_t streamCount) {
   output.Print("\n");
 }
 
-void PrintLine(Output& output, std::uint32_t time, const host::SeekResult& result, const std::vector<First>& firsts) {
+void PrintLine(Output& output, std::uint32_t time, const host::SeekResult& result,
+               const std::vector<FirstPacket>& firsts) {
   const auto status = static_cast<std::uint32_t>(result.status);
   output.Print("{:10}  0x{:08x}  {:6}  {:6}", time, status, result.counts.reads, result.counts.seeks);
-  for (const First& first : firsts) {
+  for (const FirstPacket& first : firsts) {
     if (first.done) {
       output.Print("  {:>12}       ", "done");
     } else {
@@ -66,12 +68,13 @@ void PrintLine(Output& output, std::uint32_t time, const host::SeekResult& resul
   output.Print("\n");
 }
 
-void PrintJson(Output& output, std::uint32_t time, const host::SeekResult& result, const std::vector<First>& firsts) {
+void PrintJson(Output& output, std::uint32_t time, const host::SeekResult& result,
+               const std::vector<FirstPacket>& firsts) {
   const auto status = static_cast<std::uint32_t>(result.status);
   output.Print(R"({{"seek":{},"status":"0x{:08x}","reads":{},"seeks":{},"first":[)", time, status, result.counts.reads,
                result.counts.seeks);
   for (std::size_t stream = 0; stream < firsts.size(); ++stream) {
-    const First& first = firsts[stream];
+    const FirstPacket& first = firsts[stream];
     if (stream > 0) output.Print(",");
     if (first.done) {
       output.Print(R"({{"stream":{},"done":true}})", stream);
@@ -85,19 +88,21 @@ void PrintJson(Output& output, std::uint32_t time, const host::SeekResult& resul
 }  // namespace
 
 SeekCommand::SeekCommand(CLI::App& app)
-    : Command(app, "seek", "Seek to each time in turn, and show what it takes and where delivery restarts.",
+    : Command(app, "seek", "Seek to each time in turn; show the file operations and each stream's first packet.",
               "qbflv seek --after-play film.flv 0 60000 30000") {
   Parser()
-      .add_option("MS", m_times, "The times, in ms from the file's first tag")
+      .add_option("TIME", m_times, "The times, from the file's first tag")
       ->required()
       ->type_name("")
       ->expected(1, -1)
-      ->check(IsNumber());
-  Parser().add_flag("--after-play", m_afterPlay, "Play the whole file first, so that every position is known");
-  Parser().add_flag("--json", m_json, "Print one JSON object a line");
+      ->transform(TimeToMilliseconds());
+  Parser().add_flag("--after-play", m_afterPlay, "Play the whole file first, so that the index is complete");
+  AddRepairOption(Parser(), MutableOptions(), false);
+  Parser().add_flag("--json", m_json, "Print one JSON object per line");
   Parser().footer(
-      "Reads and seeks are those of the file, from the call of Seek to its answer. After a seek that fails no\n"
-      "packet is asked for, and the command fails when it has tried the other times.\n\n" +
+      std::string(kTimeHelp) +
+      "The columns reads and seeks count the file operations of each seek. A failed seek shows no packets; the\n"
+      "command then tries the other times and ends with exit status 1.\n\n" +
       Parser().get_footer());
 }
 
@@ -108,15 +113,15 @@ void SeekCommand::Run() {
   session.ReadHeaders();
   session.RequireStreamHeaders();
   if (m_afterPlay) PlayAll(session);
-  progress.Wipe();
+  progress.Clear();
 
   Output output;
-  if (!m_json) PrintHead(output, session.StreamHeaders().size());
+  if (!m_json) PrintHeading(output, session.StreamHeaders().size());
   std::optional<std::uint32_t> failedTime;
   Status failure = kOk;
   for (const std::uint32_t time : m_times) {
     const host::SeekResult result = session.Seek(time);
-    std::vector<First> firsts;
+    std::vector<FirstPacket> firsts;
     if (Succeeded(result.status)) {
       firsts = ReadFirstPackets(session);
     } else {

@@ -1,4 +1,4 @@
-// `qbflv seek`: what seeks cost and where they lead.
+// `qbflv seek`: the cost of seeks and the first packets after them.
 #pragma once
 
 #include <cstdint>

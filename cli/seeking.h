@@ -1,4 +1,4 @@
-// What the commands that seek have in common.
+// Functions shared by the commands that seek.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -10,11 +10,11 @@
 
 namespace qbflv::cli {
 
-/// An option that takes a time in ms.
+/// Adds an option that takes a time and stores it in ms.
 void AddTimeOption(CLI::App& parser, const std::string& name, std::optional<std::uint32_t>& time,
                    const std::string& description);
 
 /// Throws HostError when the seek fails.
-void SeekOrThrow(host::Session& session, std::uint32_t time);
+host::SeekResult SeekOrThrow(host::Session& session, std::uint32_t time);
 
 }  // namespace qbflv::cli

@@ -1,4 +1,4 @@
-// The terminal as the command's whole screen, with its keys.
+// A full-screen display on the terminal, with keys.
 #pragma once
 
 #include <chrono>
@@ -12,12 +12,11 @@
 
 namespace qbflv::cli {
 
-/// From its making to its end the screen shows nothing else, and keys come as they are pressed. However the process
-/// goes, other than by SIGKILL and its like, the terminal is then as it was before.
+/// Owns the whole screen during its lifetime and reports keys as they are pressed. Restores the terminal when the
+/// process ends in any way but SIGKILL.
 class Terminal {
  public:
-  /// Null where there is none to draw on and take keys from: then standard input or output is none, or one that cannot
-  /// move its cursor. At most one at a time.
+  /// Returns null if standard input or output is not a terminal or if it cannot move its cursor. Only one may exist.
   static std::unique_ptr<Terminal> Open();
 
   Terminal() = default;
@@ -30,20 +29,20 @@ class Terminal {
     std::size_t rows;
   };
 
-  /// Of the moment: windows change.
+  /// Returns the current size, which may change.
   virtual Size GetSize() const = 0;
 
-  /// Replaces what is shown, in one write. Lines must be fewer than the columns wide. Throws HostError.
+  /// Replaces the content of the screen. Lines must be narrower than the screen. Throws HostError.
   virtual void Show(std::span<const std::string> lines) = 0;
 
-  /// Waits for keys, until the deadline at most, or until a signal comes.
+  /// Waits for keys, a signal or the deadline.
   virtual std::vector<PlayKey> WaitForKeys(std::chrono::steady_clock::time_point deadline) = 0;
 
-  /// What kSuspend asks for: gives the terminal back and stops the process until it is continued.
+  /// Handles kSuspend: restores the terminal and stops the process until it is continued.
   virtual void Suspend() = 0;
 
-  /// Whether another than the one at the keys wants the process to end.
-  virtual bool IsTerminated() const = 0;
+  /// The signal that asked the process to end, also if a key produced it; 0 for none.
+  virtual int EndingSignal() const = 0;
 };
 
 }  // namespace qbflv::cli

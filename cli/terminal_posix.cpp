@@ -1,4 +1,4 @@
-// The terminal on Linux, by sequences that every terminal there understands.
+// The terminal on Linux, controlled with common escape sequences.
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "cli/process.h"
+#include "cli/screen_text.h"
 #include "cli/terminal.h"
 #include "host/host_error.h"
 #include "host/system.h"
@@ -21,31 +22,27 @@ namespace qbflv::cli {
 
 namespace {
 
-/// The other screen, no cursor, and no wrapping, which would tear the picture when the window gets narrower.
-constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?25l\x1b[?7l\x1b[2J";
-constexpr std::string_view kLeave = "\x1b[?7h\x1b[?25h\x1b[?1049l";
-
 volatile std::sig_atomic_t g_endingSignal = 0;
 volatile std::sig_atomic_t g_suspendWanted = 0;
 volatile std::sig_atomic_t g_continued = 0;
-/// Between Enter and Leave.
+/// 1 between Enter and Leave.
 volatile std::sig_atomic_t g_entered = 0;
-/// What the terminal was like before.
+/// The terminal's settings before Enter.
 termios g_before;
 
 bool Write(std::string_view text) {
   return host::system::Write(STDOUT_FILENO, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
 }
 
-/// Calls only what a signal handler may call. A handler that comes in between does all of it again.
+/// Async-signal-safe. A signal handler that interrupts it runs it again from the start.
 void Leave() {
   if (g_entered == 0) return;
-  Write(kLeave);
+  Write(kLeaveScreen);
   tcsetattr(STDIN_FILENO, TCSANOW, &g_before);
   g_entered = 0;
 }
 
-/// Keys still make signals, which end or suspend as everywhere.
+/// Keeps the keys that produce signals.
 void Enter() {
   g_entered = 1;
   termios now = g_before;
@@ -53,10 +50,10 @@ void Enter() {
   now.c_cc[VMIN] = 1;
   now.c_cc[VTIME] = 0;
   tcsetattr(STDIN_FILENO, TCSANOW, &now);
-  Write(kEnter);
+  Write(kEnterScreen);
 }
 
-/// The first one is noted and ends the command in order. Who sends a second one does not want to wait for that.
+/// The first signal ends the command in order. The second one ends the process at once.
 extern "C" void NoteEndingSignal(int number) {
   if (g_endingSignal != 0) {
     Leave();
@@ -69,7 +66,7 @@ extern "C" void NoteEndingSignal(int number) {
 extern "C" void NoteSuspendSignal(int /*number*/) { g_suspendWanted = 1; }
 extern "C" void NoteContinueSignal(int /*number*/) { g_continued = 1; }
 
-/// A signal that was to be ignored stays ignored. Waiting ends when one comes.
+/// Signals that were ignored stay ignored. No SA_RESTART, so that a signal ends waiting.
 struct sigaction Handle(int number, void (*handler)(int)) {
   struct sigaction action {};
   struct sigaction before {};
@@ -83,7 +80,7 @@ class PosixTerminal final : public Terminal {
  public:
   PosixTerminal() {
     for (const int number : EndingSignals()) m_handlers.push_back({number, Handle(number, NoteEndingSignal)});
-    // A key makes it, and by default it would leave the terminal as it is.
+    // A key produces it, and the default action does not restore the terminal.
     m_handlers.push_back({SIGQUIT, Handle(SIGQUIT, NoteEndingSignal)});
     m_handlers.push_back({SIGTSTP, Handle(SIGTSTP, NoteSuspendSignal)});
     m_handlers.push_back({SIGCONT, Handle(SIGCONT, NoteContinueSignal)});
@@ -97,22 +94,17 @@ class PosixTerminal final : public Terminal {
 
   Size GetSize() const override {
     winsize size{};
-    // Some lines do not know their size.
+    // Serial lines, for example, have no known size.
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return {80, 24};
     return {size.ws_col, size.ws_row};
   }
 
   void Show(std::span<const std::string> lines) override {
-    // Who was suspended and is to end must not take the terminal back: it is the shell's.
+    // A suspended process that is about to end must not enter the screen again: the shell owns the terminal.
     if (g_entered == 0 && g_endingSignal != 0) return;
-    // A shell changes the terminal while the process is stopped, by whomever.
+    // The shell may have changed the terminal while the process was stopped.
     if (std::exchange(g_continued, 0) != 0 || g_entered == 0) Enter();
-    std::string picture = "\x1b[H";
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-      picture += lines[i];
-      picture += i + 1 < lines.size() ? "\x1b[K\r\n" : "\x1b[J";
-    }
-    if (!Write(picture)) throw host::HostError::System("cannot write to the terminal", errno);
+    if (!Write(ScreenText(lines))) throw host::HostError::System("cannot write to the terminal", errno);
   }
 
   std::vector<PlayKey> WaitForKeys(std::chrono::steady_clock::time_point deadline) override {
@@ -130,9 +122,7 @@ class PosixTerminal final : public Terminal {
     std::raise(SIGSTOP);
   }
 
-  bool IsTerminated() const override {
-    return g_endingSignal != 0 && g_endingSignal != SIGINT && g_endingSignal != SIGQUIT;
-  }
+  int EndingSignal() const override { return g_endingSignal; }
 
  private:
   struct Handler {
@@ -144,8 +134,8 @@ class PosixTerminal final : public Terminal {
     std::array<char, 256> bytes;
     const ssize_t count = read(STDIN_FILENO, bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) return {};
-    if (count <= 0) return {PlayKey::kQuit};  // the terminal went away
-    return m_decoder.Take({bytes.data(), static_cast<std::size_t>(count)});
+    if (count <= 0) return {PlayKey::kQuit};  // the terminal was closed
+    return m_decoder.Decode({bytes.data(), static_cast<std::size_t>(count)});
   }
 
   std::vector<Handler> m_handlers;

@@ -1,4 +1,4 @@
-# Warnings and sanitizers, the same for every target.
+# Warnings and sanitizers for every target.
 add_library(qbflv_compiler_options INTERFACE)
 
 set(QBFLV_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor -Wcast-qual
@@ -8,7 +8,7 @@ if(QBFLV_WARNINGS_AS_ERRORS)
 endif()
 target_compile_options(qbflv_compiler_options INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${QBFLV_WARNINGS}>")
 
-# What stands behind an interface may be no C++ object at all, or one of another library: its type is nobody's to check.
+# Without the vptr check: the object behind an interface may belong to another library or not be a C++ object.
 if(QBFLV_SANITIZE)
   target_compile_options(qbflv_compiler_options INTERFACE
     -fsanitize=${QBFLV_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer -fno-sanitize-recover=all

@@ -1,32 +1,51 @@
-# What `cmake --install` puts in place: the plug-in, the command, the interface headers, a package that other CMake
-# projects find them by, and what to read.
+# The files that `cmake --install` installs: the plug-in, the command, the interface headers, a CMake package, and
+# documents.
 include(CMakePackageConfigHelpers)
 
-# A server loads the plug-in by its path, and the command looks for it there. On Windows the plug-in stands beside the
-# command, and its import library among the libraries, for those who would rather link.
+# A server loads the plug-in by its path. On Windows the plug-in is in the folder of the command, and its import library
+# in the library folder.
 install(TARGETS qbflvplus
   RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
-install(TARGETS qbflv RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+if(TARGET qbflv)
+  install(TARGETS qbflv RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endif()
+if(TARGET qbflvplus_watch)
+  install(TARGETS qbflvplus_watch COMPONENT watch
+    RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    ARCHIVE EXCLUDE_FROM_ALL DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+  if(NOT WIN32)
+    install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" COMPONENT watch
+      DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/qbflvplus-watch")
+  endif()
+endif()
 install(FILES
   "${PROJECT_SOURCE_DIR}/plugin/shell/host_interfaces.h"
+  "${PROJECT_SOURCE_DIR}/plugin/shell/host_interfaces_c.h"
   "${PROJECT_SOURCE_DIR}/plugin/util/com_ptr.h"
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/qbflvplus")
 
 if(WIN32)
   set(QBFLV_PLUGIN_FILE "${CMAKE_INSTALL_BINDIR}/qbflvplus.dll")
-  # A folder of our own, unpacked anywhere: what to read stands at its top.
+  # The package is a folder of its own, with the documents at the top.
   set(QBFLV_TEXT_FOLDER ".")
-  # What a host's program exports; the README refers to it by this path.
-  install(FILES "${PROJECT_SOURCE_DIR}/host/heap_operators.def" DESTINATION host)
 else()
   set(QBFLV_PLUGIN_FILE "${CMAKE_INSTALL_LIBDIR}/libqbflvplus.so")
   set(QBFLV_TEXT_FOLDER "${CMAKE_INSTALL_DOCDIR}")
 endif()
-install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/README.md" DESTINATION "${QBFLV_TEXT_FOLDER}")
-# The README refers to it by this path.
-install(FILES "${PROJECT_SOURCE_DIR}/docs/host-guide.md" DESTINATION "${QBFLV_TEXT_FOLDER}/docs")
+install(FILES
+  "${PROJECT_SOURCE_DIR}/LICENSE"
+  "${PROJECT_SOURCE_DIR}/README.md"
+  "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+  "${PROJECT_SOURCE_DIR}/CONTRIBUTING.md"
+  "${PROJECT_SOURCE_DIR}/SECURITY.md"
+  DESTINATION "${QBFLV_TEXT_FOLDER}")
+# The texts refer to each other, and to this file, by these paths.
+install(FILES "${PROJECT_SOURCE_DIR}/host/heap_operators.def" DESTINATION "${QBFLV_TEXT_FOLDER}/host")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${QBFLV_TEXT_FOLDER}/docs")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/" DESTINATION "${QBFLV_TEXT_FOLDER}/examples")
 
 set(QBFLV_PACKAGE_FOLDER "${CMAKE_INSTALL_LIBDIR}/cmake/qbflvplus")
 configure_package_config_file(
@@ -41,3 +60,15 @@ install(FILES
   "${PROJECT_BINARY_DIR}/qbflvplusConfig.cmake"
   "${PROJECT_BINARY_DIR}/qbflvplusConfigVersion.cmake"
   DESTINATION "${QBFLV_PACKAGE_FOLDER}")
+
+# For build systems other than CMake. The tree may be moved: paths are relative to the file.
+if(WIN32)
+  set(QBFLV_PC_LIBS "")
+else()
+  set(QBFLV_PC_LIBS "-rdynamic -ldl")
+endif()
+set(QBFLV_PC_FOLDER "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+file(RELATIVE_PATH QBFLV_PC_PREFIX "/${QBFLV_PC_FOLDER}" "/")
+string(REGEX REPLACE "/$" "" QBFLV_PC_PREFIX "${QBFLV_PC_PREFIX}")
+configure_file("${PROJECT_SOURCE_DIR}/cmake/qbflvplus.pc.in" "${PROJECT_BINARY_DIR}/qbflvplus.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/qbflvplus.pc" DESTINATION "${QBFLV_PC_FOLDER}")

@@ -1,4 +1,7 @@
-# The libraries that the host, the command and the tests are built with. All of them are Debian's.
+# The libraries of the host, the command and the tests. All are Debian packages. The plug-in itself needs none.
+if(NOT (QBFLV_BUILD_COMMAND OR QBFLV_BUILD_TESTS OR QBFLV_BUILD_FUZZERS OR QBFLV_BUILD_BENCHMARKS))
+  return()
+endif()
 if(NOT CMAKE_CROSSCOMPILING)
   find_package(CLI11 REQUIRED)
   find_package(fmt REQUIRED)
@@ -11,8 +14,8 @@ if(NOT CMAKE_CROSSCOMPILING)
   return()
 endif()
 
-# Those that are headers alone are taken from this machine's own, each by itself: the folder that they stand in has the
-# C library's headers too.
+# Header-only libraries come from this machine's packages. Each gets its own include folder, because /usr/include also
+# contains the headers of the native C library.
 set(header_folder "${PROJECT_BINARY_DIR}/header-only")
 file(MAKE_DIRECTORY "${header_folder}")
 function(add_header_library target subfolder header)

@@ -1,4 +1,4 @@
-# The manual pages, made of the command's own help: for builds that run on this machine, where help2man is installed.
+# Makes the manual pages from the command's help if help2man is installed. Not for cross builds.
 find_program(QBFLV_HELP2MAN help2man)
 find_program(QBFLV_GZIP gzip)
 mark_as_advanced(QBFLV_HELP2MAN QBFLV_GZIP)
@@ -6,7 +6,7 @@ if(CMAKE_CROSSCOMPILING OR NOT QBFLV_HELP2MAN OR NOT QBFLV_GZIP)
   return()
 endif()
 
-# How many pages there are is the command's to say; this one always is.
+# The command determines the number of pages; this one always exists.
 set(man_folder "${PROJECT_BINARY_DIR}/man1")
 add_custom_command(OUTPUT "${man_folder}/qbflv.1.gz"
   COMMAND "${CMAKE_COMMAND}" "-DHELP2MAN=${QBFLV_HELP2MAN}" "-DGZIP=${QBFLV_GZIP}" "-DCOMMAND=$<TARGET_FILE:qbflv>"
@@ -15,5 +15,5 @@ add_custom_command(OUTPUT "${man_folder}/qbflv.1.gz"
   COMMENT "Making the manual pages"
   VERBATIM)
 add_custom_target(qbflv_man_pages ALL DEPENDS "${man_folder}/qbflv.1.gz")
-# A program built by itself is installed without them.
+# Building only some targets installs no pages.
 install(DIRECTORY "${man_folder}/" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" FILES_MATCHING PATTERN "*.1.gz")

@@ -1,12 +1,12 @@
-# A packet passes through many small functions of many files, in the plug-in and in the host. In a build that is meant
-# to be used they are optimised harder than the rest, and across files.
+# A packet passes through many small functions in many files of the plug-in and the host. Release builds compile these
+# two with -O3 and link-time optimisation.
 include(CheckIPOSupported)
 set(QBFLV_ACROSS_FILES OFF)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT WIN32 AND NOT QBFLV_SANITIZE)
   check_ipo_supported(RESULT QBFLV_ACROSS_FILES OUTPUT QBFLV_IPO_REFUSAL LANGUAGES CXX)
 endif()
 
-# A static library keeps its plain code beside what the optimiser needs, so that the test programs link in no time.
+# A static library also keeps its machine code, so that the test programs link fast.
 function(qbflv_optimise target)
   set(optimised "$<AND:$<COMPILE_LANGUAGE:CXX>,$<CONFIG:Release,RelWithDebInfo>>")
   target_compile_options(${target} PRIVATE "$<${optimised}:-O3>")

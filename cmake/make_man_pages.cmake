@@ -1,4 +1,4 @@
-# Writes qbflv(1), and a page for each of its commands, from what the command says about itself when asked for help.
+# Writes qbflv(1) and a page for each of its commands from their --help.
 # Run with -DHELP2MAN=… -DGZIP=… -DCOMMAND=… -DFOLDER=….
 get_filename_component(command_folder "${COMMAND}" DIRECTORY)
 

@@ -34,7 +34,7 @@ std::uint64_t Walk(const AMFValue& value) {
 
 }  // namespace
 
-void Try(std::span<const std::uint8_t> input) {
+void TryAmf(Input input) {
   {
     AMFValue value;
     AMFInput whole{.cursor = ByteCursor(input)};

@@ -1,24 +1,203 @@
-// A whole session: the bytes are the script of the host's behaviour and calls, and the file. The first two say how long
-// the script is.
+// A whole session: the bytes are the script of the host's behaviour and calls, and the file. The first two tell the
+// size of the script.
 #include <algorithm>
 
-#include "fuzz/session_host.h"
 #include "fuzz/target.h"
-
-extern "C" qbflv::Status CanUnload2();
+#include "tests/support/decisions.h"
+#include "tests/support/scripted_host.h"
 
 namespace qbflv::fuzz {
+namespace {
 
-void Try(std::span<const std::uint8_t> input) {
-  if (input.size() < 2) return;
-  const std::span<const std::uint8_t> bytes = input.subspan(2);
-  const std::size_t scriptSize = std::min(std::size_t{input[0]} << 8U | input[1], bytes.size());
-  {
-    SessionHost host(bytes.first(scriptSize), bytes.subspan(scriptSize));
-    host.FollowScript();
-    host.PlayWell();
+/// What no request may take, and all of them together: operations on the file, for each byte of it and of a file's
+/// least parts, and together for each byte of the script.
+constexpr std::uint64_t kOperationsPerByte = 64;
+constexpr std::uint64_t kLeastFile = 64;
+
+/// The host's calls nest this deep at most.
+constexpr int kDeepest = 8;
+constexpr int kMostFiles = 16;
+
+test::HostScript ScriptOf(std::uint8_t settings) {
+  test::HostScript script;
+  if ((settings & 1) != 0) {
+    script.preferences.emplace_back("DisableFLVThumbnailSeekModification", (settings & 2) != 0 ? "1" : "0");
   }
-  Require(CanUnload2() == kOk, "no object is left");
+  if ((settings & 4) != 0) script.preferences.emplace_back("FLVMergeSorterMaxTimespan", "50");
+  script.url = (settings & 8) != 0 ? "http://host/a.flv?ProcessTimeUnits=3" : "a.flv";
+  if ((settings & 16) != 0) script.headers.emplace_back("AcceptMetaInfo", "*");
+  return script;
+}
+
+/// A host that does what a script says: how its file completes each operation, and what it calls inside the object's
+/// calls.
+class Session {
+ public:
+  Session(test::Decisions& script, std::size_t scriptSize, Input file)
+      : m_script(script), m_scriptSize(scriptSize), m_bytes(file.begin(), file.end()), m_host(ScriptOf(script.Byte())) {
+    m_host.log.Disable();
+    m_host.CompleteByHand();
+    m_host.OnSinkCall([this](const host::SinkEvent&) { OnSink(); });
+  }
+
+  /// Does what the script says until it is over.
+  void FollowScript() {
+    Start();
+    while (!m_script.IsOver()) {
+      if (!HasPending() || m_script.Choose(4) == 3) {
+        CallSomething();
+      } else {
+        m_host.file->Complete(m_script.Choose(m_host.file->Pending()));
+      }
+    }
+    m_host.Pump();
+    m_host.Close();
+    m_host.ReleasePlugin();
+    Require(m_host.Abandon() == 0, "the object keeps nothing of its host");
+  }
+
+ private:
+  bool HasPending() const { return m_host.file->Pending() > 0; }
+
+  void Start() {
+    ++m_files;
+    if (!m_host.plugin) m_host.MakePlugin();
+    const bool knowsSize = m_script.Choose(4) != 1;
+    m_host.UseFile({.bytes = m_bytes,
+                    .stat = knowsSize ? test::Stat::kPresent : test::Stat::kAbsent,
+                    .failsAtEnd = m_script.Choose(4) == 1,
+                    .decide = [this](test::Asked asked, std::uint32_t count) { return Decide(asked, count); }});
+    m_host.InitPlugin();
+    m_host.InitFileFormat();
+  }
+
+  /// Those that a script reaches by most of its bytes come first.
+  test::Rule Decide(test::Asked asked, std::uint32_t count) {
+    const std::uint64_t bytes = m_bytes.size() + kLeastFile;
+    Require(++m_operations <= kOperationsPerByte * bytes, "a request takes bounded work");
+    Require(++m_allOperations <= kOperationsPerByte * (bytes + m_scriptSize), "a session takes bounded work");
+    if (asked == test::Asked::kHint) return {.result = m_script.Choose(4) == 1 ? kPrefersLinearAccess : kOk};
+    switch (m_script.Choose(7)) {
+      case 1:
+        return {.completes = test::Completes::kLater};
+      case 2:
+        return {.status = kFailed};
+      case 3:
+        return {.size = count / 2};
+      case 4:
+        return {.silent = true};
+      case 5:
+        return {.silent = true, .result = kFailed};
+      case 6:
+        CallSomething();
+        return {};
+      default:
+        return {};
+    }
+  }
+
+  void OnSink() {
+    const std::size_t choice = m_script.Choose(4);
+    if (choice == 2) CallSomething();
+    m_host.ReactInside(choice != 3);
+  }
+
+  /// One call that a host may make at any moment.
+  void CallSomething() {
+    if (m_depth >= kDeepest) return;
+    ++m_depth;
+    m_operations = 0;
+    const ComPtr<IQBFileFormatObject> format = m_host.format;
+    switch (m_script.Choose(12)) {
+      case 1:
+      case 2:
+        m_host.GetPacket(static_cast<std::uint16_t>(m_script.Choose(3)));
+        break;
+      case 3:
+      case 4:
+        m_host.Seek(m_script.Number(2));
+        break;
+      case 5:
+        m_host.Seek(m_script.Number(4));
+        break;
+      case 6:
+        m_host.Close();
+        break;
+      case 7:
+        if (m_files < kMostFiles) Start();
+        break;
+      case 8:
+        // Perhaps the last reference: the one in hand goes with this function.
+        m_host.ReleasePlugin();
+        break;
+      case 9:
+        m_host.GetFileHeader();
+        break;
+      case 10:
+        m_host.GetStreamHeader(static_cast<std::uint16_t>(m_script.Choose(3)));
+        break;
+      case 11:
+        CompleteUnasked();
+        break;
+      default:
+        if (HasPending()) m_host.file->Complete(m_script.Choose(m_host.file->Pending()));
+        break;
+    }
+    --m_depth;
+  }
+
+  void CompleteUnasked() {
+    const auto response = m_host.format.Query<IQBFileResponse>();
+    if (!response) return;
+    const Status status = m_script.Choose(2) == 0 ? kOk : kFailed;
+    switch (m_script.Choose(4)) {
+      case 0:
+        response->ReadDone(status, host::MakeObject<host::Buffer>().Get());
+        break;
+      case 1:
+        response->SeekDone(status);
+        break;
+      case 2:
+        response->InitDone(status);
+        break;
+      default:
+        response.Query<IQBFileStatResponse>()->StatDone(status, m_script.Number(4));
+        break;
+    }
+  }
+
+  test::Decisions& m_script;
+  const std::size_t m_scriptSize;
+  const test::Bytes m_bytes;
+  /// On the file, since the last request, and in all.
+  std::uint64_t m_operations = 0;
+  std::uint64_t m_allOperations = 0;
+  int m_files = 0;
+  int m_depth = 0;
+  test::ScriptedHost m_host;
+};
+
+/// Plays the file as a good host does: to its end, and twice from a time to the end again, the second time with what
+/// was learned on the way.
+void PlayWell(Input file) {
+  test::ScriptedHost host({.file = {.bytes = {file.begin(), file.end()}}});
+  host.log.Disable();
+  host.PlayNested(50);
+  if (host.StreamCount() > 0) host.Seek(1000);
+  Require(host.Unasked().empty(), "no sink call comes unasked");
+  Require(host.file->Operations() <= 3 * kOperationsPerByte * (file.size() + kLeastFile), "it takes bounded work");
+}
+
+}  // namespace
+
+void TrySession(Input input) {
+  if (input.size() < 2) return;
+  const Input bytes = input.subspan(2);
+  const std::size_t scriptSize = std::min(std::size_t{input[0]} << 8U | input[1], bytes.size());
+  test::Decisions script(bytes.first(scriptSize));
+  Session(script, scriptSize, bytes.subspan(scriptSize)).FollowScript();
+  PlayWell(bytes.subspan(scriptSize));
+  Require(test::Exports().canUnload() == kOk, "no object is left");
 }
 
 }  // namespace qbflv::fuzz

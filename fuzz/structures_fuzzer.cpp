@@ -5,24 +5,24 @@
 #include <utility>
 #include <vector>
 
-#include "fuzz/decisions.h"
 #include "fuzz/target.h"
 #include "host/buffer.h"
 #include "host/packet.h"
 #include "plugin/index/stream_index_table.h"
 #include "plugin/reader/merge_sorter.h"
+#include "tests/support/decisions.h"
 
 namespace qbflv::fuzz {
 namespace {
 
 /// A time or an offset: mostly a small step, sometimes anything.
-std::uint32_t Near(Decisions& decisions, std::uint32_t last) {
+std::uint32_t Near(test::Decisions& decisions, std::uint32_t last) {
   const std::uint8_t how = decisions.Byte();
   if (how < 192) return last + how;
   return how < 240 ? last - decisions.Byte() : decisions.Number(4);
 }
 
-void TryIndex(Decisions& decisions) {
+void TryIndex(test::Decisions& decisions) {
   const std::uint32_t granularity = decisions.Choose(4) == 0 ? decisions.Number(2) : 50;
   const std::uint32_t capacity = decisions.Byte();
   CStreamIndexTable table;
@@ -104,7 +104,7 @@ std::pair<Status, std::uint16_t> NextOf(const std::vector<ModelQueue>& queues, c
   return {kOk, *next};
 }
 
-void TrySorter(Decisions& decisions) {
+void TrySorter(test::Decisions& decisions) {
   const auto streams = static_cast<std::uint16_t>(1 + decisions.Choose(3));
   const MergeSorterLimits limits{.maxPackets = decisions.Byte(), .maxTimespan = decisions.Number(2), .maxBytes = 2000};
   CMergeSorter sorter;
@@ -155,9 +155,9 @@ void TrySorter(Decisions& decisions) {
 
 }  // namespace
 
-void Try(std::span<const std::uint8_t> input) {
+void TryStructures(Input input) {
   if (input.empty()) return;
-  Decisions decisions(input.subspan(1));
+  test::Decisions decisions(input.subspan(1));
   input[0] % 2 == 0 ? TryIndex(decisions) : TrySorter(decisions);
 }
 

@@ -50,7 +50,7 @@ std::size_t StartTimePlainly(std::string_view text) {
 
 }  // namespace
 
-void Try(std::span<const std::uint8_t> input) {
+void TryUrl(Input input) {
   if (input.empty()) return;
   // Up to its first NUL, as a host hands it over.
   const auto* const text = reinterpret_cast<const char*>(input.data()) + 1;
@@ -64,7 +64,7 @@ void Try(std::span<const std::uint8_t> input) {
   Require(static_cast<bool>(options), "and there is a list of them");
   Require(ParseTimeValue(url) == TimePlainly(url), "a time is what its fields say");
   // The plain search takes the square of the length.
-  if (url.size() <= 512) Require(FindStartTime(url) == StartTimePlainly(url), "the first time behind a $ is found");
+  if (url.size() <= 512) Require(FindStartTime(url) == StartTimePlainly(url), "the first time after a $ is found");
 }
 
 }  // namespace qbflv::fuzz

@@ -1,17 +1,16 @@
-// Reads a file in large blocks and answers small reads with slices of them. A file that is in memory already is one
-// block.
+// Reads a byte source in large blocks and serves small reads as slices of them. Bytes in memory are a block already.
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 
-#include "host/file_descriptor.h"
+#include "flv/byte_source.h"
 #include "plugin/shell/host_interfaces.h"
 
 namespace qbflv::host {
 
-/// Bytes that keep the block alive of which they are a part.
+/// Part of a block. bytes keeps the whole block alive.
 struct Slice {
   std::shared_ptr<std::uint8_t[]> bytes;
   std::uint32_t size = 0;
@@ -19,29 +18,29 @@ struct Slice {
 
 class BlockReader {
  public:
-  /// Told the offset that was read and the file's size, both in bytes, whenever a block is read. Must not throw.
+  /// Called after each block that is read, with the requested offset and the source's size in bytes. Must not throw.
   using Observer = std::function<void(std::uint64_t offset, std::uint64_t fileSize)>;
 
-  BlockReader(FileDescriptor file, Observer observer);
-  /// Over bytes in memory, which are shared with whoever else holds them and must not change.
-  BlockReader(std::shared_ptr<std::uint8_t[]> bytes, std::uint64_t size);
+  explicit BlockReader(std::shared_ptr<const flv::ByteSource> source, Observer observer = nullptr);
 
-  /// The bytes at offset, fewer than count (also none) where the file ends. Throws std::bad_alloc.
+  /// Returns the bytes at offset: fewer than count at the end of the source, none past it. Throws std::bad_alloc.
   Status Read(std::uint64_t offset, std::uint32_t count, Slice& slice);
 
-  /// The bytes at offset will be asked for soon: if they are at hand, they come into the cache meanwhile.
+  /// Prefetches the bytes at offset into the processor's cache if they are in the current block.
   void FetchAhead(std::uint64_t offset) const;
 
-  /// The file's size as it is now, or 0 if it cannot be told.
-  std::uint64_t FileSize() const;
+  /// Current size of the source in bytes, or 0 if it is unknown.
+  std::uint64_t SourceSize() const { return m_source->Size(); }
 
   std::uint64_t BlocksRead() const { return m_blocksRead; }
 
  private:
+  /// Takes the bytes that the source has in memory. False if those at offset are not.
+  bool ShareBlock(std::uint64_t offset, std::uint32_t count);
   Status ReadBlock(std::uint64_t offset, std::uint32_t count);
   std::uint64_t BlockStart(std::uint64_t offset, std::uint32_t count) const;
 
-  FileDescriptor m_file;
+  std::shared_ptr<const flv::ByteSource> m_source;
   Observer m_observer;
   std::shared_ptr<std::uint8_t[]> m_block;
   std::uint64_t m_blockOffset = 0;

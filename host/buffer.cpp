@@ -1,4 +1,4 @@
-// The host's blocks of bytes: owned, or slices of blocks that several buffers share.
+// The host's byte buffers: they own their bytes or share a block with other buffers.
 #include "host/buffer.h"
 
 #include <algorithm>

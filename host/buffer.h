@@ -1,4 +1,4 @@
-// The host's blocks of bytes: owned, or slices of blocks that several buffers share.
+// The host's byte buffers: they own their bytes or share a block with other buffers.
 #pragma once
 
 #include <cstdint>
@@ -14,11 +14,11 @@ namespace qbflv::host {
 class Buffer final : public ComObject<IQBBuffer>, public Pooled<Buffer> {
  public:
   Buffer() = default;
-  /// A buffer over the first size bytes, which stay shared with whoever else holds them.
+  /// Wraps the first size bytes without copying them.
   Buffer(std::shared_ptr<std::uint8_t[]> bytes, std::uint32_t size);
 
   Status Set(const std::uint8_t* bytes, std::uint32_t length) override;
-  /// Bytes beyond the old size are 0. Only growing copies a shared block.
+  /// New bytes are 0. Growing copies the bytes; shrinking does not.
   Status SetSize(std::uint32_t size) override;
   std::uint32_t GetSize() override { return m_size; }
   std::uint8_t* GetBuffer() override { return m_bytes.get(); }
@@ -28,13 +28,13 @@ class Buffer final : public ComObject<IQBBuffer>, public Pooled<Buffer> {
   std::uint32_t m_size = 0;
 };
 
-/// A buffer with the text and its NUL.
+/// Returns a buffer with the text and a terminating NUL.
 ComPtr<IQBBuffer> MakeTextBuffer(std::string_view text);
 
-/// The bytes of a buffer; none for a null one.
+/// Returns the bytes of a buffer, none for a null pointer.
 std::span<const std::uint8_t> BufferBytes(IQBBuffer* buffer);
 
-/// The text in a buffer: up to its first NUL, or all of it if it has none.
+/// Returns the text in a buffer up to its first NUL, or all of it if there is none.
 std::string_view BufferText(IQBBuffer* buffer);
 
 }  // namespace qbflv::host

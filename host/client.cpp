@@ -1,3 +1,4 @@
+// One object of the plug-in on one open file: what a server keeps for each of its clients.
 #include "host/client.h"
 
 #include <utility>
@@ -7,7 +8,7 @@
 
 namespace qbflv::host {
 
-/// Passes on to the client that owns it, and outlives it if the plug-in does.
+/// Forwards to its client. May outlive the client while the plug-in holds a reference, but receives no calls then.
 class Client::Sink final : public ComObject<IQBFormatSink> {
  public:
   explicit Sink(Client& client) : m_client(client) {}
@@ -43,24 +44,14 @@ class Client::Sink final : public ComObject<IQBFormatSink> {
   Client& m_client;
 };
 
-namespace {
-
-FileOptions OptionsWith(FileOptions::Answers answers) {
-  FileOptions options;
-  options.answers = answers;
-  return options;
-}
-
-}  // namespace
-
-Client::Client(const PluginLibrary& library, IUnknown* context, BlockReader file, FileOptions::Answers answers)
-    : m_file(MakeObject<FileObject>(std::move(file), OptionsWith(answers), m_loop)),
+Client::Client(const PluginLibrary& library, IUnknown* context, BlockReader file, const FileOptions& options)
+    : m_file(MakeObject<FileObject>(std::move(file), options, m_loop)),
       m_sink(MakeObject<Sink>(*this)),
       m_plugin(library.CreateInstance()),
       m_format(m_plugin.Query<IQBFileFormatObject>()) {
-  if (!m_format) throw HostError("the plug-in's object reads no files", kNoInterface);
+  if (!m_format) throw HostError("the plug-in's object is no file-format object", kNoInterface);
   const Status status = m_plugin->InitPlugin(context);
-  if (Failed(status)) throw HostError("the plug-in does not take its context", status);
+  if (Failed(status)) throw HostError("the plug-in rejects its context", status);
 }
 
 Client::~Client() { m_format->Close(); }
@@ -68,23 +59,23 @@ Client::~Client() { m_format->Close(); }
 bool Client::Open() {
   const auto request = MakeObject<Request>("clip.flv");
   m_format->InitFileFormat(request.Get(), m_sink.Get(), m_file.Get());
-  AnswerAll();
+  RunCompletions();
   return m_isOpen;
 }
 
 bool Client::ReadHeaders() {
   m_headersRead = 0;
   m_format->GetFileHeader();
-  AnswerAll();
+  RunCompletions();
   for (std::uint16_t stream = 0; stream < m_streamCount; ++stream) {
     m_format->GetStreamHeader(stream);
-    AnswerAll();
+    RunCompletions();
   }
   return m_streamCount > 0 && m_headersRead == m_streamCount;
 }
 
-void Client::AnswerAll() {
-  while (Answer()) {
+void Client::RunCompletions() {
+  while (RunCompletion()) {
   }
 }
 

@@ -1,4 +1,4 @@
-// One object of the plug-in on one open file, asked a step at a time: what a server keeps for each of its clients.
+// One object of the plug-in on one open file: what a server keeps for each of its clients.
 #pragma once
 
 #include <cstdint>
@@ -9,27 +9,26 @@
 
 namespace qbflv::host {
 
-/// Used by one thread at a time. What is delivered goes to the operations that a derived class overrides; each is
-/// called from inside the plug-in, must not throw, and may ask on.
+/// Used by one thread at a time. A derived class overrides the functions that receive packets. The plug-in calls them;
+/// they must not throw and may make further requests.
 class Client {
  public:
-  /// context: of the whole server, with an object factory. Throws HostError when no object can be made.
-  Client(const PluginLibrary& library, IUnknown* context, BlockReader file, FileOptions::Answers answers);
+  /// context: shared by all clients of a server; provides an object factory. Throws HostError.
+  Client(const PluginLibrary& library, IUnknown* context, BlockReader file, const FileOptions& options);
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
-  /// Closes the object, whatever it is doing.
+  /// Closes the object in any state.
   virtual ~Client();
 
-  /// Opens the file, and reads all headers. Each runs the answers that wait, and is false when the object does not get
-  /// that far.
+  /// Open opens the file, ReadHeaders reads all headers. Both run the pending completions and return false on failure.
   bool Open();
   bool ReadHeaders();
   std::uint16_t StreamCount() const { return m_streamCount; }
 
   Status GetPacket(std::uint16_t stream) { return m_format->GetPacket(stream); }
   Status Seek(std::uint32_t time) { return m_format->Seek(time); }
-  /// Gives the oldest of the file's answers that wait; false when none does.
-  bool Answer() { return m_loop.RunOne(); }
+  /// Runs the oldest pending completion of the file. Returns false when there is none.
+  bool RunCompletion() { return m_loop.RunOne(); }
 
  protected:
   virtual void OnPacket(std::uint16_t stream, IQBPacket& packet) = 0;
@@ -39,7 +38,7 @@ class Client {
  private:
   class Sink;
 
-  void AnswerAll();
+  void RunCompletions();
 
   EventLoop m_loop;
   ComPtr<FileObject> m_file;

@@ -12,8 +12,8 @@
 
 namespace qbflv::host {
 
-/// Implements the first three slots for a class with the given interfaces, of which the first is its identity. Objects
-/// are made with MakeObject and end in their last Release.
+/// Implements the first three slots for a class with the given interfaces. The first interface is the object's
+/// identity. Create objects with MakeObject; the last Release deletes them.
 template <typename FirstInterface, typename... Interfaces>
 class ComObject : public FirstInterface, public Interfaces... {
  public:
@@ -40,7 +40,7 @@ class ComObject : public FirstInterface, public Interfaces... {
   ComObject() = default;
   virtual ~ComObject() = default;
 
-  /// The object's interface with this identifier, or null. A class overrides it to offer more, or less.
+  /// Returns the interface with this identifier, or null. A class overrides it to add or hide interfaces.
   virtual void* FindInterface(const GUID& id) {
     const std::pair<const GUID*, void*> table[] = {{&IUnknown::kId, static_cast<FirstInterface*>(this)},
                                                    {&FirstInterface::kId, static_cast<FirstInterface*>(this)},
@@ -63,7 +63,7 @@ ComPtr<Object> MakeObject(Arguments&&... arguments) {
   return ComPtr<Object>::Adopt(new Object(std::forward<Arguments>(arguments)...));
 }
 
-/// What an interface operation does, with its shortage of memory as a status: nothing is thrown across the boundary.
+/// Runs an interface operation and turns std::bad_alloc into a status: no exception may reach the plug-in.
 template <typename Action>
 Status WithoutThrowing(Action&& action) {
   try {

@@ -1,3 +1,4 @@
+// What the host offers to a plug-in: its object factory and its preferences.
 #include "host/context.h"
 
 #include "host/object_factory.h"

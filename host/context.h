@@ -9,8 +9,7 @@
 
 namespace qbflv::host {
 
-/// Passes on the identifiers that it does not answer for itself, first to the factory, then to the preferences; either
-/// may be null.
+/// Forwards queries for other interfaces to the factory, then to the preferences. Either may be null.
 class Context final : public ComObject<IUnknown> {
  public:
   Context(ComPtr<IQBObjectFactory> factory, ComPtr<IQBPreferences> preferences)
@@ -30,7 +29,7 @@ class Context final : public ComObject<IUnknown> {
 
 using NamedTexts = std::vector<std::pair<std::string, std::string>>;
 
-/// A context with this host's object factory, and with these preferences.
+/// Returns a context with this host's object factory and the given preferences.
 ComPtr<Context> MakeContext(const NamedTexts& preferences = {});
 
 }  // namespace qbflv::host

@@ -1,4 +1,4 @@
-// A queue of things to do, run by whoever holds it, on the caller's thread.
+// A queue of tasks that the caller runs on its own thread.
 #include "host/event_loop.h"
 
 #include <utility>

@@ -1,4 +1,4 @@
-// A queue of things to do, run by whoever holds it, on the caller's thread.
+// A queue of tasks that the caller runs on its own thread.
 #pragma once
 
 #include <deque>
@@ -10,10 +10,10 @@ class EventLoop {
  public:
   void Post(std::function<void()> task);
 
-  /// Runs the oldest task; false when there is none.
+  /// Runs the oldest task. Returns false when there is none.
   bool RunOne();
 
-  /// Drops what is waiting.
+  /// Drops all pending tasks.
   void Clear() { m_tasks.clear(); }
 
  private:

@@ -20,7 +20,7 @@ class FileDescriptor {
   int Number() const { return m_number; }
   bool IsOpen() const { return m_number >= 0; }
 
-  /// False when the system reports that what was written could not be kept.
+  /// Returns false when the system reports an error in earlier writes.
   bool Close() { return m_number < 0 || close(std::exchange(m_number, -1)) == 0; }
 
  private:

@@ -1,38 +1,29 @@
-// The host's file object: one file, of the file system or in memory, answering the way a chosen host would.
+// The host's file object: one file on disk or in memory, with the behaviour of a selected kind of host.
 #include "host/file_object.h"
 
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <limits>
 #include <utility>
 
 #include "host/host_error.h"
-#include "host/system.h"
+#include "host/open_file.h"
 
 namespace qbflv::host {
 
 namespace {
 
-/// The value of SetAccessHint that announces jumps.
-constexpr std::uint32_t kJumpsAhead = 1;
-
-void RequireReadableFile(const system::FileStatus& status) {
-  if (status.isDirectory) throw HostError("it is a directory");
-  if (!status.isRegular) throw HostError("it is not a regular file");
-  if (status.size > std::numeric_limits<std::uint32_t>::max()) {
-    throw HostError(fmt::format("it has {} bytes; files of 4 GiB or more cannot be read", status.size));
-  }
-}
+/// The value of SetAccessHint that announces random access.
+constexpr std::uint32_t kRandomAccess = 1;
 
 }  // namespace
 
 ComPtr<FileObject> FileObject::Open(const std::filesystem::path& path, FileOptions options, EventLoop& loop) {
-  FileDescriptor file(system::OpenForReading(path));
-  if (!file.IsOpen()) throw HostError::System("cannot open the file", errno);
-  system::FileStatus status;
-  if (!system::GetStatus(file.Number(), status)) throw HostError::System("cannot look at the file", errno);
-  RequireReadableFile(status);
+  auto file = OpenFile(path);
+  const std::uint64_t size = file->Size();
+  if (size > std::numeric_limits<std::uint32_t>::max()) {
+    throw HostError(fmt::format("it has {} bytes; files of 4 GiB or more cannot be read", size));
+  }
   BlockReader reader(std::move(file), options.onBlock);
   return MakeObject<FileObject>(std::move(reader), std::move(options), loop);
 }
@@ -50,7 +41,7 @@ Status FileObject::Init(std::uint32_t /*flags*/, IQBFileResponse* response) {
   return WithoutThrowing([&] {
     m_response = std::make_shared<ComPtr<IQBFileResponse>>(ComPtr<IQBFileResponse>::Retain(response));
     m_position = 0;
-    return Answer([to = m_response] { (*to)->InitDone(kOk); });
+    return Complete([to = m_response] { (*to)->InitDone(kOk); });
   });
 }
 
@@ -65,7 +56,7 @@ Status FileObject::Read(std::uint32_t count) {
   ++m_counts.reads;
   ComPtr<Buffer> buffer;
   const Status status = WithoutThrowing([&] { return ReadBuffer(count, buffer); });
-  return Answer([to = m_response, status, buffer = std::move(buffer)] { (*to)->ReadDone(status, buffer.Get()); });
+  return Complete([to = m_response, status, buffer = std::move(buffer)] { (*to)->ReadDone(status, buffer.Get()); });
 }
 
 Status FileObject::ReadBuffer(std::uint32_t count, ComPtr<Buffer>& buffer) {
@@ -85,27 +76,27 @@ Status FileObject::Seek(std::uint32_t offset, BOOL relative) {
   ++m_counts.seeks;
   m_position = offset;
   m_reader.FetchAhead(offset);
-  return Answer([to = m_response] { (*to)->SeekDone(kOk); });
+  return Complete([to = m_response] { (*to)->SeekDone(kOk); });
 }
 
 Status FileObject::SetAccessHint(std::uint32_t hint) {
-  const bool objects = hint == kJumpsAhead && m_options.order == FileOptions::Order::kLinear;
-  return objects ? kPrefersLinearAccess : kOk;
+  const bool prefersLinear = hint == kRandomAccess && m_options.order == FileOptions::Order::kLinear;
+  return prefersLinear ? kPrefersLinearAccess : kOk;
 }
 
 Status FileObject::Stat(IQBFileStatResponse* response) {
   if (response == nullptr) return kInvalidArgument;
   if (!m_response) return kInvalidState;
   const bool known = m_options.stat == FileOptions::Stat::kYes;
-  const auto size = known ? static_cast<std::uint32_t>(m_reader.FileSize()) : 0;
-  return Answer(
+  const auto size = known ? static_cast<std::uint32_t>(m_reader.SourceSize()) : 0;
+  return Complete(
       [to = ComPtr<IQBFileStatResponse>::Retain(response), known, size] { to->StatDone(known ? kOk : kFailed, size); });
 }
 
-/// The answer may call back, or drop the last reference to this object, which is therefore not touched after it.
+/// The completion may call back or release the last reference to this object; do not touch members after it.
 template <typename Completion>
-Status FileObject::Answer(Completion&& completion) {
-  if (m_options.answers == FileOptions::Answers::kInline) {
+Status FileObject::Complete(Completion&& completion) {
+  if (m_options.completions == FileOptions::Completions::kInline) {
     completion();
     return kOk;
   }

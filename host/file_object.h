@@ -1,4 +1,4 @@
-// The host's file object: one file, of the file system or in memory, answering the way a chosen host would.
+// The host's file object: one file on disk or in memory, with the behaviour of a selected kind of host.
 #pragma once
 
 #include <cstdint>
@@ -12,75 +12,76 @@
 
 namespace qbflv::host {
 
-/// How a file object behaves: hosts differ, and a plug-in has to live with each.
+/// Selects the behaviour of a file object. Real hosts differ in these points, and the plug-in must work with each.
 struct FileOptions {
-  enum class Answers { kInline, kQueued };
+  enum class Completions { kInline, kQueued };
   enum class EndOfFile { kShort, kFail };
   enum class Stat { kYes, kNo, kFail };
   enum class Order { kRandom, kLinear };
 
-  /// Inside the call that asks, or from the event loop.
-  Answers answers = Answers::kInline;
-  /// A read with nothing left gives an empty buffer, or fails with kFailed.
+  /// Operations complete inside the call, or later from the event loop.
+  Completions completions = Completions::kInline;
+  /// A read at the end of the file returns an empty buffer, or fails with kFailed.
   EndOfFile endOfFile = EndOfFile::kShort;
-  /// Whether there is IQBFileStat, and whether it knows.
+  /// Whether IQBFileStat is available, and whether it succeeds.
   Stat stat = Stat::kYes;
-  /// kLinear asks for front-to-back reading.
+  /// kLinear tells the plug-in that the file prefers front-to-back reading.
   Order order = Order::kRandom;
-  /// Of a file of the file system.
-  BlockReader::Observer onBlock;
+  /// Called for files on disk only.
+  BlockReader::Observer onBlock = nullptr;
 };
 
-/// What was asked of a file object.
+/// The operations of a file object since it was created.
 struct FileCounts {
   std::uint64_t reads = 0;
   std::uint64_t seeks = 0;
-  /// Bytes handed out.
+  /// Bytes returned by reads.
   std::uint64_t bytes = 0;
 };
 
 class FileObject final : public ComObject<IQBSourceFile, IQBFileStat> {
  public:
-  /// loop: runs the queued answers; must live as long as the object. Throws HostError for what is no readable file, or
-  /// too large for 32-bit offsets.
+  /// loop: runs the queued completions; must outlive the object. Throws HostError if the path is not a readable regular
+  /// file or if the file is too large for 32-bit offsets.
   static ComPtr<FileObject> Open(const std::filesystem::path& path, FileOptions options, EventLoop& loop);
 
-  /// reader: what the file's bytes come from.
+  /// reader: the source of the bytes.
   FileObject(BlockReader reader, FileOptions options, EventLoop& loop);
 
-  /// Starts over at offset 0. The flags are not looked at: any position of any file can be read.
+  /// Resets the position to 0. Ignores the flags: every file supports random access.
   Status Init(std::uint32_t flags, IQBFileResponse* response) override;
-  /// What is still unanswered is dropped. Init may start the object again.
+  /// Drops the pending completions. Init may open the object again.
   Status Close() override;
   Status Read(std::uint32_t count) override;
-  /// Succeeds for every offset; relative ones are refused, nobody asks for them.
+  /// Accepts every absolute offset. Relative offsets are not implemented because the plug-in never uses them.
   Status Seek(std::uint32_t offset, BOOL relative) override;
   Status SetAccessHint(std::uint32_t hint) override;
 
   Status Stat(IQBFileStatResponse* response) override;
 
+  /// Where the next read begins, in bytes.
+  std::uint64_t Position() const { return m_position; }
   const FileCounts& Counts() const { return m_counts; }
   std::uint64_t BlocksRead() const { return m_reader.BlocksRead(); }
 
  protected:
-  /// Without IQBFileStat when the options say so.
+  /// Hides IQBFileStat when the options say so.
   void* FindInterface(const GUID& id) override;
 
  private:
   Status ReadBuffer(std::uint32_t count, ComPtr<Buffer>& buffer);
 
-  /// completion: gives the answer. It holds the response, so that whom it answers lives on whatever is released
-  /// meanwhile.
+  /// Runs the completion inside the call or queues it. The completion holds a reference to the response object.
   template <typename Completion>
-  Status Answer(Completion&& completion);
+  Status Complete(Completion&& completion);
 
   BlockReader m_reader;
   const FileOptions m_options;
   EventLoop& m_loop;
-  /// Null until Init and after Close. Each answer holds it, counted on this side of the boundary: that costs no call,
-  /// and no atomic operation while the process has but one thread.
+  /// Null before Init and after Close. Completions share this pointer instead of adding a reference to the interface:
+  /// that saves a virtual call and, in a process with one thread, an atomic operation.
   std::shared_ptr<ComPtr<IQBFileResponse>> m_response;
-  /// Changes with Close, so that an answer still queued is known to be late.
+  /// Close increments it, so that completions queued before are recognised as stale.
   std::uint32_t m_session = 0;
   std::uint64_t m_position = 0;
   FileCounts m_counts;

@@ -1,4 +1,4 @@
-// What the host throws: one line that says what failed.
+// The host's exception: one line of text that says what failed.
 #include "host/host_error.h"
 
 #include <system_error>

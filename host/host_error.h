@@ -1,4 +1,4 @@
-// What the host throws: one line that says what failed.
+// The host's exception: one line of text that says what failed.
 #pragma once
 
 #include <stdexcept>
@@ -13,7 +13,7 @@ class HostError : public std::runtime_error {
   explicit HostError(const std::string& what) : std::runtime_error(what) {}
   HostError(const std::string& what, Status status) : std::runtime_error(what + ": " + StatusText(status)) {}
 
-  /// For a failed system call, with the text of its error number.
+  /// Describes a failed system call with the text of its error number.
   static HostError System(const std::string& what, int errorNumber);
 };
 

@@ -1,3 +1,4 @@
+// A file's bytes in memory, shared by all readers.
 #include "host/memory_file.h"
 
 #include <fstream>

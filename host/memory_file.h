@@ -1,4 +1,4 @@
-// A file's bytes in memory, shared by all that read it.
+// A file's bytes in memory, shared by all readers.
 #pragma once
 
 #include <cstdint>
@@ -13,11 +13,14 @@ struct MemoryFile {
   std::shared_ptr<std::uint8_t[]> bytes;
   std::uint64_t size = 0;
 
-  BlockReader Open() const { return {bytes, size}; }
+  BlockReader Open() const { return BlockReader(Source()); }
+  std::shared_ptr<const flv::ByteSource> Source() const {
+    return std::make_shared<flv::MemorySource>(flv::SharedBytes{bytes, size});
+  }
 };
 
-/// Room for a file's bytes, which are not set. A large one takes large pages where the system has them: a reader that
-/// goes from tag header to tag header would else wait for the page tables nearly as often as for the bytes.
+/// Allocates memory for a file's bytes without initialising it. Asks for large pages: a reader that jumps from tag
+/// header to tag header otherwise misses the page-table cache nearly as often as the data cache.
 MemoryFile MakeMemoryFile(std::uint64_t size);
 
 /// Throws HostError.

@@ -1,4 +1,4 @@
-// Makes the host's objects for the plug-in.
+// Creates the host's objects for the plug-in.
 #include "host/object_factory.h"
 
 #include "host/buffer.h"
@@ -10,10 +10,10 @@ namespace qbflv::host {
 
 namespace {
 
-/// The object's one reference, as the interface that was asked for.
+/// Transfers the object's one reference to the caller, as the requested interface.
 template <typename Interface, typename Object>
-Status HandOut(ComPtr<Object> made, void** object) {
-  Interface* const interface = made.Detach();
+Status Transfer(ComPtr<Object> created, void** object) {
+  Interface* const interface = created.Detach();
   *object = interface;
   return kOk;
 }
@@ -24,11 +24,11 @@ Status ObjectFactory::CreateInstance(const GUID& classId, void** object) {
   if (object == nullptr) return kInvalidArgument;
   *object = nullptr;
   return WithoutThrowing([&] {
-    // The most wanted first.
-    if (classId == IQBPacket::kId) return HandOut<IQBPacket>(MakeObject<Packet>(), object);
-    if (classId == IQBBuffer::kId) return HandOut<IQBBuffer>(MakeObject<Buffer>(), object);
-    if (classId == IQBPropertyList::kId) return HandOut<IQBPropertyList>(MakeObject<PropertyList>(), object);
-    if (classId == IQBRTPPacket::kId) return HandOut<IQBRTPPacket>(MakeObject<RtpPacket>(), object);
+    // The most frequent class first.
+    if (classId == IQBPacket::kId) return Transfer<IQBPacket>(MakeObject<Packet>(), object);
+    if (classId == IQBBuffer::kId) return Transfer<IQBBuffer>(MakeObject<Buffer>(), object);
+    if (classId == IQBPropertyList::kId) return Transfer<IQBPropertyList>(MakeObject<PropertyList>(), object);
+    if (classId == IQBRTPPacket::kId) return Transfer<IQBRTPPacket>(MakeObject<RtpPacket>(), object);
     return kNoInterface;
   });
 }

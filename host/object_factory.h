@@ -1,4 +1,4 @@
-// Makes the host's objects for the plug-in.
+// Creates the host's objects for the plug-in.
 #pragma once
 
 #include "host/com_object.h"

@@ -1,4 +1,4 @@
-// What a plug-in says about itself.
+// The plug-in's description of itself.
 #include "host/plugin_info.h"
 
 #include "plugin/util/com_ptr.h"

@@ -1,4 +1,4 @@
-// What a plug-in says about itself.
+// The plug-in's description of itself.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ struct PluginInfo {
   std::vector<std::string> packetFormats;
 };
 
-/// Asks a file-format object; what it does not offer stays empty.
+/// Queries a file-format object. Fields that it does not provide stay empty.
 PluginInfo DescribePlugin(IQBPlugin* plugin);
 
 }  // namespace qbflv::host

@@ -1,4 +1,4 @@
-// The plug-in's dynamic library, loaded with the system loader as a server would.
+// The plug-in's dynamic library, loaded with the system loader as in a server.
 #pragma once
 
 #include <filesystem>
@@ -8,7 +8,7 @@
 
 namespace qbflv::host {
 
-/// Unloads the library when it goes, unless the library still has objects.
+/// The destructor unloads the library unless the library still has objects.
 class PluginLibrary {
  public:
   /// Throws HostError when the library cannot be loaded or lacks one of the two exports.
@@ -17,7 +17,7 @@ class PluginLibrary {
   PluginLibrary& operator=(const PluginLibrary&) = delete;
   ~PluginLibrary();
 
-  /// A new file-format object. Throws HostError.
+  /// Creates a file-format object. Throws HostError.
   ComPtr<IQBPlugin> CreateInstance() const;
 
   bool CanUnload() const { return m_canUnload() == kOk; }

@@ -1,4 +1,4 @@
-// Memory for the objects of which a host makes two or three for every packet.
+// Memory pools for objects that a host creates for every packet.
 #pragma once
 
 #include <cstddef>
@@ -8,9 +8,9 @@
 
 namespace qbflv::host {
 
-/// Gives a final class operators new and delete that keep freed blocks for the next object of that class, on the same
-/// thread and without a lock. Under a sanitizer memory is not kept, so that a use after the end is seen; nor on
-/// Windows, where the compiler's threads have trouble with what is left to do at their ends.
+/// Gives a final class operators new and delete that reuse freed blocks for the next object of that class, for each
+/// thread separately and without a lock. Disabled under a sanitizer, so that it detects a use after free, and on
+/// Windows, where thread-local destructors are unreliable with this compiler.
 template <typename Object>
 class Pooled {
  public:
@@ -47,7 +47,7 @@ class Pooled {
     Pool(const Pool&) = delete;
     Pool& operator=(const Pool&) = delete;
     ~Pool() {
-      // What is freed on this thread from now on goes straight back.
+      // A full pool: blocks freed on this thread from now on bypass it.
       count = kMostKept;
       while (first != nullptr) ::operator delete(std::exchange(first, first->next));
     }

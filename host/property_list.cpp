@@ -1,4 +1,4 @@
-// The host's named values, which keep the order in which they were first set.
+// The host's list of named values, in the order in which they were first set.
 #include "host/property_list.h"
 
 #include "host/buffer.h"
@@ -37,7 +37,7 @@ Status PropertyList::SetBuffer(const char* name, IQBBuffer* value) {
 }
 
 Status PropertyList::GetBuffer(const char* name, IQBBuffer** value) {
-  return HandOut(name, Property::Kind::kBytes, value);
+  return GetObject(name, Property::Kind::kBytes, value);
 }
 
 Status PropertyList::SetCString(const char* name, IQBBuffer* value) {
@@ -46,7 +46,7 @@ Status PropertyList::SetCString(const char* name, IQBBuffer* value) {
 }
 
 Status PropertyList::GetCString(const char* name, IQBBuffer** value) {
-  return HandOut(name, Property::Kind::kText, value);
+  return GetObject(name, Property::Kind::kText, value);
 }
 
 Status PropertyList::SetText(const char* name, std::string_view text) {
@@ -79,14 +79,14 @@ Status PropertyList::Store(const char* name, Property::Kind kind, std::uint32_t 
     try {
       m_positions.emplace(std::move(key), m_properties.size() - 1);
     } catch (...) {
-      m_properties.pop_back();  // what fails on the way leaves the list as it was
+      m_properties.pop_back();  // a failure leaves the list unchanged
       throw;
     }
     return kOk;
   });
 }
 
-Status PropertyList::HandOut(const char* name, Property::Kind kind, IQBBuffer** value) const {
+Status PropertyList::GetObject(const char* name, Property::Kind kind, IQBBuffer** value) const {
   if (value == nullptr) return kInvalidArgument;
   *value = nullptr;
   if (name == nullptr) return kInvalidArgument;

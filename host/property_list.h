@@ -1,4 +1,4 @@
-// The host's named values, which keep the order in which they were first set.
+// The host's list of named values, in the order in which they were first set.
 #pragma once
 
 #include <cstddef>
@@ -12,22 +12,21 @@
 
 namespace qbflv::host {
 
-/// One named value.
 struct Property {
   enum class Kind { kNumber, kBytes, kText };
 
   std::string name;
   Kind kind = Kind::kNumber;
   std::uint32_t number = 0;
-  /// The value of the other two kinds.
+  /// The value of kBytes and kText.
   ComPtr<IQBBuffer> buffer;
 };
 
-/// Names compare without regard to the case of ASCII letters, as the headers of a request do; the spelling that came
-/// first stays.
+/// Names are compared without regard to the case of ASCII letters, like request headers. The first spelling of a name
+/// is kept.
 class PropertyList final : public ComObject<IQBPropertyList> {
  public:
-  /// The class's own identifier, by which the host finds its lists again behind the interface.
+  /// The identifier of the class itself: the host queries it to get from the interface to its own class.
   static constexpr GUID kId{0x8F5A1E04, 0x6C3B, 0x4D27, {0x9A, 0x51, 0x30, 0xD2, 0x7E, 0x44, 0x1B, 0xC6}};
 
   Status SetULONG32(const char* name, std::uint32_t value) override;
@@ -40,7 +39,7 @@ class PropertyList final : public ComObject<IQBPropertyList> {
   Status SetText(const char* name, std::string_view text);
 
   const std::vector<Property>& Properties() const { return m_properties; }
-  /// The property of that name, or null; valid until the list is changed.
+  /// Returns the property of that name, or null. The pointer is valid until the list changes.
   const Property* Find(const char* name) const;
 
  protected:
@@ -48,10 +47,10 @@ class PropertyList final : public ComObject<IQBPropertyList> {
 
  private:
   Status Store(const char* name, Property::Kind kind, std::uint32_t number, IQBBuffer* buffer);
-  Status HandOut(const char* name, Property::Kind kind, IQBBuffer** value) const;
+  Status GetObject(const char* name, Property::Kind kind, IQBBuffer** value) const;
 
   std::vector<Property> m_properties;
-  /// Positions in m_properties by the lower-case name: a URL may bring thousands of options.
+  /// Maps lower-case names to positions in m_properties. A URL may contain thousands of options.
   std::unordered_map<std::string, std::size_t> m_positions;
 };
 

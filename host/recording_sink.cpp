@@ -1,4 +1,4 @@
-// A format sink that turns every call into one record.
+// A format sink that turns every call into an event.
 #include "host/recording_sink.h"
 
 #include <utility>
@@ -8,32 +8,32 @@ namespace qbflv::host {
 RecordingSink::RecordingSink(Listener listener) : m_listener(std::move(listener)) {}
 
 Status RecordingSink::InitDone(Status status) {
-  return Take({SinkEvent::Kind::kInitDone, status, 0, nullptr, nullptr});
+  return Record({SinkEvent::Kind::kInitDone, status, 0, nullptr, nullptr});
 }
 
 Status RecordingSink::PacketReady(Status status, IQBPacket* packet) {
   const std::uint16_t stream = packet == nullptr ? std::uint16_t{0} : packet->GetStreamNumber();
-  return Take({SinkEvent::Kind::kPacketReady, status, stream, ComPtr<IQBPacket>::Retain(packet), nullptr});
+  return Record({SinkEvent::Kind::kPacketReady, status, stream, ComPtr<IQBPacket>::Retain(packet), nullptr});
 }
 
 Status RecordingSink::SeekDone(Status status) {
-  return Take({SinkEvent::Kind::kSeekDone, status, 0, nullptr, nullptr});
+  return Record({SinkEvent::Kind::kSeekDone, status, 0, nullptr, nullptr});
 }
 
 Status RecordingSink::FileHeaderReady(Status status, IQBPropertyList* header) {
-  return Take({SinkEvent::Kind::kFileHeaderReady, status, 0, nullptr, ComPtr<IQBPropertyList>::Retain(header)});
+  return Record({SinkEvent::Kind::kFileHeaderReady, status, 0, nullptr, ComPtr<IQBPropertyList>::Retain(header)});
 }
 
 Status RecordingSink::StreamHeaderReady(Status status, IQBPropertyList* header) {
-  return Take({SinkEvent::Kind::kStreamHeaderReady, status, 0, nullptr, ComPtr<IQBPropertyList>::Retain(header)});
+  return Record({SinkEvent::Kind::kStreamHeaderReady, status, 0, nullptr, ComPtr<IQBPropertyList>::Retain(header)});
 }
 
 Status RecordingSink::StreamDone(std::uint16_t stream) {
-  return Take({SinkEvent::Kind::kStreamDone, kOk, stream, nullptr, nullptr});
+  return Record({SinkEvent::Kind::kStreamDone, kOk, stream, nullptr, nullptr});
 }
 
-Status RecordingSink::Take(SinkEvent event) {
-  // The listener may make the plug-in drop the last reference to this sink, and with it the listener.
+Status RecordingSink::Record(SinkEvent event) {
+  // The listener may cause the plug-in to release the last reference to this sink, and so delete the listener.
   const auto self = ComPtr<RecordingSink>::Retain(this);
   return WithoutThrowing([&] {
     if (m_listener) {

@@ -1,4 +1,4 @@
-// A format sink that turns every call into one record.
+// A format sink that turns every call into an event.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace qbflv::host {
 
-/// One call of the sink; what a call does not carry is 0 or null.
+/// One call of the sink. Fields that the call does not have are 0 or null.
 struct SinkEvent {
   enum class Kind { kInitDone, kPacketReady, kSeekDone, kFileHeaderReady, kStreamHeaderReady, kStreamDone };
 
@@ -22,12 +22,12 @@ struct SinkEvent {
 
 class RecordingSink final : public ComObject<IQBFormatSink> {
  public:
-  /// Gets each event inside the call. Must not throw: the caller is the plug-in. May call the plug-in back.
+  /// Receives each event inside the call. Must not throw, because the plug-in is the caller. May call the plug-in.
   using Listener = std::function<void(const SinkEvent&)>;
 
   /// Keeps the events in a list.
   RecordingSink() = default;
-  /// Passes the events on and keeps none.
+  /// Forwards the events and keeps none.
   explicit RecordingSink(Listener listener);
 
   Status InitDone(Status status) override;
@@ -40,7 +40,7 @@ class RecordingSink final : public ComObject<IQBFormatSink> {
   const std::vector<SinkEvent>& Events() const { return m_events; }
 
  private:
-  Status Take(SinkEvent event);
+  Status Record(SinkEvent event);
 
   Listener m_listener;
   std::vector<SinkEvent> m_events;

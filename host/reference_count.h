@@ -10,11 +10,10 @@
 
 namespace qbflv::host {
 
-/// Counts from 1. Any thread may hold a reference; while the process has but one thread, as the C library tells, no
-/// count costs an atomic operation.
+/// Starts at 1. Thread-safe. Avoids atomic operations while the C library reports that the process has one thread.
 class ReferenceCount {
  public:
-  /// Each answers the new count.
+  /// Both return the new count.
   std::uint32_t Increment() {
     if (!IsShared()) return Set(Load() + 1);
     return m_count.fetch_add(1, std::memory_order_relaxed) + 1;

@@ -1,4 +1,4 @@
-// What a client asked for: a URL and headers.
+// A client's request: a URL and headers.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ class Request final : public ComObject<IQBRequest> {
  public:
   explicit Request(std::string url) : m_url(std::move(url)) {}
 
-  /// The list that GetHeaders hands out, to be filled before the request is used.
+  /// The list that GetHeaders returns. Fill it before the request is used.
   PropertyList& Headers() { return *m_headers; }
 
   Status GetHeaders(IQBPropertyList** headers) override {

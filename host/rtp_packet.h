@@ -1,4 +1,4 @@
-// The host's media packets that carry an RTP time beside their own.
+// The host's media packets with an additional RTP time.
 #pragma once
 
 #include <cstdint>

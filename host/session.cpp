@@ -1,8 +1,9 @@
-// One file played through the plug-in, from loading the library to the last packet.
+// Plays one file through the plug-in, from loading the library to the last packet.
 #include "host/session.h"
 
 #include <fmt/format.h>
 
+#include "host/buffer.h"
 #include "host/host_error.h"
 #include "host/request.h"
 
@@ -19,43 +20,52 @@ ComPtr<Request> MakeRequest(const SessionOptions& options) {
   return request;
 }
 
-/// The list behind the interface. It was made by this host's factory, so it is there.
-ComPtr<PropertyList> TakeList(const SinkEvent& event) { return event.header.Query<PropertyList>(); }
+/// Succeeds for every list that this host's factory created.
+ComPtr<PropertyList> ListOf(const SinkEvent& event) { return event.header.Query<PropertyList>(); }
+
+ComPtr<FileObject> OpenFileObject(const SessionOptions& options, EventLoop& loop) {
+  if (!options.view) return FileObject::Open(options.file, options.fileOptions, loop);
+  FileOptions fileOptions = options.fileOptions;
+  fileOptions.stat = FileOptions::Stat::kNo;
+  return MakeObject<FileObject>(BlockReader(options.view, fileOptions.onBlock), fileOptions, loop);
+}
 
 }  // namespace
 
 Session::Session(const SessionOptions& options) : Session(options.plugin) {
-  m_file = FileObject::Open(options.file, options.fileOptions, m_loop);
+  m_view = options.view;
+  m_file = OpenFileObject(options, m_loop);
   m_sink = MakeObject<RecordingSink>([this](const SinkEvent& event) { OnEvent(event); });
   m_plugin = m_library.CreateInstance();
   m_format = m_plugin.Query<IQBFileFormatObject>();
-  if (!m_format) throw HostError("the plug-in's object reads no files", kNoInterface);
+  if (!m_format) throw HostError("the plug-in's object is no file-format object", kNoInterface);
 
   const Status status = m_plugin->InitPlugin(MakeContext(options.preferences).Get());
-  if (Failed(status)) throw HostError("the plug-in does not take its context", status);
+  if (Failed(status)) throw HostError("the plug-in rejects its context", status);
   const auto request = MakeRequest(options);
-  const SinkEvent answer = Ask(SinkEvent::Kind::kInitDone, "opening the file",
-                               [&] { return m_format->InitFileFormat(request.Get(), m_sink.Get(), m_file.Get()); });
-  if (Failed(answer.status)) throw HostError("the plug-in cannot open the file", answer.status);
+  const SinkEvent completion = RunRequest(SinkEvent::Kind::kInitDone, "opening the file", [&] {
+    return m_format->InitFileFormat(request.Get(), m_sink.Get(), m_file.Get());
+  });
+  if (Failed(completion.status)) throw HostError("the plug-in cannot open the file", completion.status);
 }
 
 Session::~Session() { Close(); }
 
 void Session::ReadHeaders() {
-  const SinkEvent answer =
-      Ask(SinkEvent::Kind::kFileHeaderReady, "reading the file header", [&] { return m_format->GetFileHeader(); });
-  if (Failed(answer.status)) throw HostError("there is no file header", answer.status);
-  m_fileHeader = TakeList(answer);
+  const SinkEvent completion = RunRequest(SinkEvent::Kind::kFileHeaderReady, "reading the file header",
+                                          [&] { return m_format->GetFileHeader(); });
+  if (Failed(completion.status)) throw HostError("there is no file header", completion.status);
+  m_fileHeader = ListOf(completion);
   std::uint32_t streamCount = 0;
   if (!m_fileHeader || Failed(m_fileHeader->GetULONG32("StreamCount", &streamCount)) || streamCount > 0xFFFF) {
-    throw HostError("the file header does not tell the number of streams");
+    throw HostError("the file header has no stream count");
   }
   for (std::uint32_t stream = 0; stream < streamCount; ++stream) {
-    const SinkEvent header = Ask(SinkEvent::Kind::kStreamHeaderReady, "reading a stream header",
-                                 [&] { return m_format->GetStreamHeader(static_cast<std::uint16_t>(stream)); });
-    m_streamHeaders.push_back({header.status, TakeList(header)});
+    const SinkEvent header = RunRequest(SinkEvent::Kind::kStreamHeaderReady, "reading a stream header",
+                                        [&] { return m_format->GetStreamHeader(static_cast<std::uint16_t>(stream)); });
+    m_streamHeaders.push_back({header.status, ListOf(header)});
   }
-  StartOver();
+  ResetDelivery();
 }
 
 void Session::RequireStreamHeaders() const {
@@ -65,11 +75,26 @@ void Session::RequireStreamHeaders() const {
   }
 }
 
+std::vector<flv::TagType> Session::StreamTypes() const {
+  RequireStreamHeaders();
+  std::vector<flv::TagType> types;
+  for (const StreamHeader& header : m_streamHeaders) {
+    const Property* const type = header.properties->Find("PayloadType");
+    const std::uint32_t number = type != nullptr && type->kind == Property::Kind::kNumber ? type->number : 0;
+    const auto tagType = static_cast<flv::TagType>(number);
+    if (tagType != flv::TagType::kAudio && tagType != flv::TagType::kVideo) {
+      throw HostError(fmt::format("stream {} is neither audio nor video", types.size()));
+    }
+    types.push_back(tagType);
+  }
+  return types;
+}
+
 void Session::ReadPackets(PacketHandlers handlers) {
   RequireStreamHeaders();
   m_handlers = std::move(handlers);
   m_stopped = false;
-  for (; !m_kept.empty() && !IsPaused(); m_kept.pop_front()) Pass(m_kept.front());
+  for (; !m_undelivered.empty() && !IsPaused(); m_undelivered.pop_front()) Deliver(m_undelivered.front());
   for (std::size_t stream = 0; stream < m_streams.size() && !IsPaused(); ++stream) {
     RequestPacket(static_cast<std::uint16_t>(stream));
   }
@@ -79,44 +104,46 @@ void Session::ReadPackets(PacketHandlers handlers) {
   m_stopped = true;
   m_handlers = {};
   if (m_failure) std::rethrow_exception(std::exchange(m_failure, nullptr));
-  if (!paused) throw HostError("the plug-in stopped delivering packets before the streams were done");
+  if (!paused) throw HostError("the plug-in stopped delivery before the streams were done");
 }
 
 SeekResult Session::Seek(std::uint32_t time) {
   RequireStreamHeaders();
   const FileCounts before = m_file->Counts();
-  const SinkEvent answer = Ask(SinkEvent::Kind::kSeekDone, "seeking", [&] { return m_format->Seek(time); });
-  // Only now: what came before the answer belongs to what was sought away from.
-  StartOver();
+  const SinkEvent completion = RunRequest(SinkEvent::Kind::kSeekDone, "seeking", [&] { return m_format->Seek(time); });
+  // Not before the completion: packets that arrive before it belong to the position before the seek.
+  ResetDelivery();
   const FileCounts& after = m_file->Counts();
-  return {answer.status, {after.reads - before.reads, after.seeks - before.seeks, after.bytes - before.bytes}};
+  return {completion.status,
+          {after.reads - before.reads, after.seeks - before.seeks, after.bytes - before.bytes},
+          m_file->Position()};
 }
 
-void Session::StartOver() {
+void Session::ResetDelivery() {
   m_streams.assign(m_streamHeaders.size(), {});
   m_streamsLeft = m_streams.size();
-  m_kept.clear();
+  m_undelivered.clear();
 }
 
 template <typename Request>
-SinkEvent Session::Ask(SinkEvent::Kind answer, const char* what, Request request) {
-  m_awaited = answer;
-  m_answer.reset();
+SinkEvent Session::RunRequest(SinkEvent::Kind completion, const char* what, Request request) {
+  m_awaited = completion;
+  m_completion.reset();
   const Status status = request();
-  if (Failed(status) && !m_answer) return {answer, status, 0, nullptr, nullptr};
-  while (!m_answer && m_loop.RunOne()) {
+  if (Failed(status) && !m_completion) return {completion, status, 0, nullptr, nullptr};
+  while (!m_completion && m_loop.RunOne()) {
   }
-  if (!m_answer) throw HostError(fmt::format("{}: the plug-in does not answer", what));
-  return *m_answer;
+  if (!m_completion) throw HostError(fmt::format("{}: the plug-in does not complete the request", what));
+  return *m_completion;
 }
 
-/// Exceptions wait here until the plug-in has returned: it is no code to throw through.
+/// Stores exceptions until the plug-in has returned: they must not propagate through it.
 void Session::OnEvent(const SinkEvent& event) noexcept {
   try {
     if (event.kind == SinkEvent::Kind::kPacketReady || event.kind == SinkEvent::Kind::kStreamDone) {
       OnDelivery(event);
     } else if (event.kind == m_awaited) {
-      m_answer = event;
+      m_completion = event;
     }
   } catch (...) {
     m_failure = std::current_exception();
@@ -126,21 +153,31 @@ void Session::OnEvent(const SinkEvent& event) noexcept {
 
 void Session::OnDelivery(const SinkEvent& event) {
   const bool isPacket = event.kind == SinkEvent::Kind::kPacketReady;
-  if (isPacket && !event.packet) throw HostError("the plug-in delivered no packet", event.status);
+  if (isPacket && !event.packet) throw HostError("the plug-in delivered a null packet", event.status);
   if (event.stream >= m_streams.size()) {
-    throw HostError(fmt::format("the plug-in delivers for stream {}, which there is not", event.stream));
+    throw HostError(fmt::format("the plug-in delivers for stream {}, which does not exist", event.stream));
   }
   m_streams[event.stream].requested = false;
-  if (m_stopped) {
-    m_kept.push_back(event);
+  if (isPacket && IsClosing(*event.packet)) {
+    if (!m_stopped) RequestPacket(event.stream);
     return;
   }
-  Pass(event);
-  // Without this request the plug-in comes to rest: that is how delivery stops.
+  if (m_stopped) {
+    m_undelivered.push_back(event);
+    return;
+  }
+  Deliver(event);
+  // Delivery stops when the host makes no further request.
   if (isPacket && !m_stopped) RequestPacket(event.stream);
 }
 
-void Session::Pass(const SinkEvent& event) {
+bool Session::IsClosing(IQBPacket& packet) const {
+  if (!m_view || packet.GetTime() != m_view->Layout().ClosingTime()) return false;
+  const auto buffer = ComPtr<IQBBuffer>::Adopt(packet.GetPacketBuffer());
+  return m_view->Layout().IsClosing(packet.GetTime(), BufferBytes(buffer.Get()));
+}
+
+void Session::Deliver(const SinkEvent& event) {
   if (event.kind == SinkEvent::Kind::kPacketReady) {
     m_stopped = !m_handlers.onPacket(*event.packet);
     return;

@@ -1,4 +1,4 @@
-// One file played through the plug-in, from loading the library to the last packet.
+// Plays one file through the plug-in, from loading the library to the last packet.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "flv/format.h"
+#include "flv/view.h"
 #include "host/context.h"
 #include "host/event_loop.h"
 #include "host/file_object.h"
@@ -24,35 +26,40 @@ namespace qbflv::host {
 struct SessionOptions {
   std::filesystem::path plugin;
   std::filesystem::path file;
+  /// What the plug-in reads instead of the bare file, if set. The file object then does not tell its size, since the
+  /// plug-in would take durations from the closing tags; these are not passed on as packets.
+  std::shared_ptr<const flv::View> view;
   std::string url;
-  /// Of the request. Texts, as the headers of a client's request are.
+  /// Headers of the request, as texts.
   NamedTexts headers;
   NamedTexts preferences;
   FileOptions fileOptions;
 };
 
-/// A stream's header, or why there is none.
+/// A stream's header. properties is null when status is a failure.
 struct StreamHeader {
   Status status = kOk;
   ComPtr<PropertyList> properties;
 };
 
-/// Who takes the packets. Each answers whether to go on; what it throws reaches the caller of ReadPackets.
+/// Receive the packets. Both return whether delivery continues. Their exceptions reach the caller of ReadPackets.
 struct PacketHandlers {
   std::function<bool(IQBPacket& packet)> onPacket;
   std::function<bool(std::uint16_t stream)> onStreamDone;
 };
 
-/// How a seek ended, and what it asked of the file until then.
+/// The result of a seek, and the operations on the file that it took.
 struct SeekResult {
   Status status = kOk;
   FileCounts counts;
+  /// Where delivery restarts, in the bytes that the plug-in reads.
+  std::uint64_t offset = 0;
 };
 
-/// The steps are taken in the order in which they stand here, the last two as often as one likes. All throw HostError.
+/// Call the functions in the order of their declaration; ReadPackets and Seek any number of times. All throw HostError.
 class Session {
  public:
-  /// Loads the plug-in, opens the file and lets the plug-in open it.
+  /// Loads the plug-in and opens the file with it.
   explicit Session(const SessionOptions& options);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
@@ -60,47 +67,56 @@ class Session {
 
   PluginInfo Describe() const { return DescribePlugin(m_plugin.Get()); }
 
-  /// Reads the file header and every stream's header. A stream without a header is no failure yet.
+  /// Reads the file header and the header of every stream. Does not throw if a stream has no header.
   void ReadHeaders();
+
+  /// Of each stream, from its header. Throws if a stream is neither audio nor video, or has no header.
+  std::vector<flv::TagType> StreamTypes() const;
 
   const PropertyList& FileHeader() const { return *m_fileHeader; }
   const std::vector<StreamHeader>& StreamHeaders() const { return m_streamHeaders; }
 
-  /// Throws, with its number, if a stream has no header: without all of them there are no packets.
+  /// Throws if a stream has no header. Packets are available only with all stream headers.
   void RequireStreamHeaders() const;
 
-  /// Delivers until every stream is done, a handler has enough, or something fails. Each live stream always has a
-  /// request outstanding. Goes on where an earlier call stopped. Needs all stream headers.
+  /// Delivers until every stream is done, a handler stops it, or an error occurs. Keeps one request pending for each
+  /// stream that is not done. Continues where an earlier call stopped. Requires all stream headers.
   void ReadPackets(PacketHandlers handlers);
 
-  /// Whether every stream is done.
+  /// The operations on the file since the session began.
+  const FileCounts& Counts() const { return m_file->Counts(); }
+
+  /// Returns true when every stream is done.
   bool DeliveryEnded() const { return m_streamsLeft == 0; }
 
-  /// Moves delivery to a time in ms, counted from the file's first tag. Whatever comes of it, every stream is live
-  /// again. Needs all stream headers.
+  /// Moves delivery to a time in ms from the file's first tag. No stream is done afterwards, even if the seek fails.
+  /// Requires all stream headers.
   SeekResult Seek(std::uint32_t time);
 
  private:
-  /// Whatever fails after it finds a whole session, which ends properly: Close breaks the circle of references between
-  /// the file and the plug-in.
+  /// Delegating to this constructor makes the destructor run when the public one throws. The destructor's Close breaks
+  /// the reference cycle between the file and the plug-in.
   explicit Session(const std::filesystem::path& plugin) : m_library(plugin) {}
 
-  /// Makes a request of the plug-in and runs the event loop until the sink has the answer, whose status may be a
-  /// failure. A request that is refused counts as answered so.
+  /// Makes a request and runs the event loop until the sink receives its completion. Returns a refused request as a
+  /// completion with the status of the refusal.
   template <typename Request>
-  SinkEvent Ask(SinkEvent::Kind answer, const char* what, Request request);
+  SinkEvent RunRequest(SinkEvent::Kind completion, const char* what, Request request);
 
   void OnEvent(const SinkEvent& event) noexcept;
   void OnDelivery(const SinkEvent& event);
-  /// To the handlers.
-  void Pass(const SinkEvent& event);
+  /// Returns true for packets that are in the view but not in the file.
+  bool IsClosing(IQBPacket& packet) const;
+  /// Calls the handlers.
+  void Deliver(const SinkEvent& event);
   void RequestPacket(std::uint16_t stream);
   bool IsPaused() const { return m_stopped || DeliveryEnded(); }
-  void StartOver();
+  void ResetDelivery();
   void Close();
 
-  // The library stands first, so that it goes after everything that may hold an object of it.
+  // The library is the first member: it must outlive everything that may hold one of its objects.
   PluginLibrary m_library;
+  std::shared_ptr<const flv::View> m_view;
   EventLoop m_loop;
   ComPtr<FileObject> m_file;
   ComPtr<RecordingSink> m_sink;
@@ -111,17 +127,16 @@ class Session {
   std::vector<StreamHeader> m_streamHeaders;
 
   SinkEvent::Kind m_awaited = SinkEvent::Kind::kInitDone;
-  std::optional<SinkEvent> m_answer;
+  std::optional<SinkEvent> m_completion;
 
   PacketHandlers m_handlers;
-  /// What is known of a stream's delivery.
   struct StreamState {
     bool requested = false;
     bool done = false;
   };
   std::vector<StreamState> m_streams;
-  /// What was delivered after a handler had enough: requests that were open then are still answered.
-  std::deque<SinkEvent> m_kept;
+  /// Events that arrived after a handler stopped delivery. Requests that were pending then still complete.
+  std::deque<SinkEvent> m_undelivered;
   std::size_t m_streamsLeft = 0;
   bool m_stopped = true;
   std::exception_ptr m_failure;

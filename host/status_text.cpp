@@ -1,4 +1,4 @@
-// Statuses as people read them.
+// Statuses as text.
 #include "host/status_text.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-// Statuses as people read them.
+// Statuses as text.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ namespace qbflv::host {
 /// For example 0x80004005.
 std::string StatusHex(Status status);
 
-/// What a known status means, in a few words.
+/// The meaning of a status in a few words.
 std::string_view StatusWords(Status status);
 
 /// Both: the number, then the words in parentheses.

@@ -1,4 +1,4 @@
-// What the host needs of the operating system and the C++ library does not offer.
+// Functions of the operating system that the C++ library does not offer.
 #pragma once
 
 #include <cstdint>
@@ -8,9 +8,9 @@
 
 namespace qbflv::host::system {
 
-/// File descriptors; -1 with errno on failure. Opening waits for nobody, not even for the other end of a named pipe.
+/// Both return a file descriptor, or -1 with errno. Opening never blocks, not even on a named pipe.
 int OpenForReading(const std::filesystem::path& path);
-/// The file must not be there yet.
+/// For reading, too. Fails if the file exists.
 int CreateForWriting(const std::filesystem::path& path);
 
 struct FileStatus {
@@ -20,28 +20,37 @@ struct FileStatus {
   std::uint64_t size = 0;
 };
 
-/// False with errno on failure.
+/// Returns false with errno on failure.
 bool GetStatus(int descriptor, FileStatus& status);
 
-/// Reads from that offset on; answers the number of bytes, 0 at the end of the file, or -1 with errno on failure.
+/// Reads at the offset. Returns the number of bytes, 0 at the end of the file, or -1 with errno.
 std::int64_t ReadAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes);
 
-/// Writes all of it. False with errno on failure.
+/// Writes all bytes. Returns false with errno on failure.
 bool Write(int descriptor, std::span<const std::uint8_t> bytes);
 
-/// Waits until what was written is on the disk. False with errno on failure.
+/// The same at an offset of the file.
+bool WriteAt(int descriptor, std::uint64_t offset, std::span<const std::uint8_t> bytes);
+
+/// Cuts the file off behind size bytes. Returns false with errno on failure.
+bool Truncate(int descriptor, std::uint64_t size);
+
+/// The descriptor of standard output, which from now on takes bytes as they are.
+int BinaryOutput();
+
+/// Waits until the written bytes are on the disk. Returns false with errno on failure.
 bool FlushToDisk(int descriptor);
 
-/// Asks for large pages behind memory that was not written to yet; what cannot be had is left as it is.
+/// Asks the system for large pages for memory that has not been written yet. Has no effect where it cannot.
 void PreferLargePages(std::span<std::uint8_t> memory);
 
-/// A dynamic library, or null with a text that says why.
+/// Returns the library's handle, or null with an error text.
 void* OpenLibrary(const std::filesystem::path& path, std::string& error);
 void CloseLibrary(void* library);
-/// Null when the library exports no such name.
+/// Returns null when the library does not export the name.
 void* FindExport(void* library, const char* name);
 
-/// The running program; empty if it cannot be told.
+/// The path of the running program, or an empty path if it is unknown.
 std::filesystem::path ProgramPath();
 
 }  // namespace qbflv::host::system

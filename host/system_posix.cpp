@@ -1,4 +1,4 @@
-// The operating system as Linux has it.
+// The functions of the operating system on Linux.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -16,7 +16,7 @@ namespace qbflv::host::system {
 int OpenForReading(const std::filesystem::path& path) { return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); }
 
 int CreateForWriting(const std::filesystem::path& path) {
-  return open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  return open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
 }
 
 bool GetStatus(int descriptor, FileStatus& status) {
@@ -39,6 +39,21 @@ bool Write(int descriptor, std::span<const std::uint8_t> bytes) {
   }
   return true;
 }
+
+bool WriteAt(int descriptor, std::uint64_t offset, std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = pwrite(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+    offset += static_cast<std::uint64_t>(written);
+  }
+  return true;
+}
+
+bool Truncate(int descriptor, std::uint64_t size) { return ftruncate(descriptor, static_cast<off_t>(size)) == 0; }
+
+int BinaryOutput() { return STDOUT_FILENO; }
 
 bool FlushToDisk(int descriptor) { return fsync(descriptor) == 0; }
 

@@ -1,4 +1,4 @@
-// The operating system as Windows has it.
+// The functions of the operating system on Windows.
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
@@ -21,7 +21,7 @@ int OpenForReading(const std::filesystem::path& path) {
 }
 
 int CreateForWriting(const std::filesystem::path& path) {
-  return _wsopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT, _SH_DENYNO,
+  return _wsopen(path.c_str(), _O_RDWR | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT, _SH_DENYNO,
                  _S_IREAD | _S_IWRITE);
 }
 
@@ -48,13 +48,27 @@ bool Write(int descriptor, std::span<const std::uint8_t> bytes) {
   return true;
 }
 
+bool WriteAt(int descriptor, std::uint64_t offset, std::span<const std::uint8_t> bytes) {
+  return _lseeki64(descriptor, static_cast<std::int64_t>(offset), SEEK_SET) >= 0 && Write(descriptor, bytes);
+}
+
+bool Truncate(int descriptor, std::uint64_t size) {
+  return _chsize_s(descriptor, static_cast<std::int64_t>(size)) == 0;
+}
+
+int BinaryOutput() {
+  const int output = _fileno(stdout);
+  _setmode(output, _O_BINARY);
+  return output;
+}
+
 bool FlushToDisk(int descriptor) { return _commit(descriptor) == 0; }
 
-/// Large pages are a privilege there.
+/// Large pages require a privilege on Windows.
 void PreferLargePages(std::span<std::uint8_t> /*memory*/) {}
 
 void* OpenLibrary(const std::filesystem::path& path, std::string& error) {
-  // What the library needs is looked for beside it.
+  // Windows searches the library's own folder for its dependencies.
   void* const library = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
   if (library == nullptr) {
     error = path.string() + ": " + std::system_category().message(static_cast<int>(GetLastError()));

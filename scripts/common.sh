@@ -1,4 +1,4 @@
-# What several scripts share: the project's root, a way to fail, and a quiet build. Sourced, not run.
+# Shared by the scripts: the project's root, error messages, and a quiet build. Sourced, not run.
 # shellcheck shell=bash
 set -euo pipefail
 
@@ -9,28 +9,36 @@ fail() {
   exit "${2:-1}"
 }
 
-# Prints the comment that stands at the top of the calling script.
+# Prints the comment at the top of the calling script.
 usage() {
   sed -n '2,/^[^#]/{s/^# \{0,1\}//p}' "$0"
 }
 
-# configure PRESET: when it never was, or when the presets have changed since. Changed CMake files ninja notices itself.
+# Precedes the name of every preset: .ci/run builds with presets and in folders of its own.
+preset_prefix=${QBFLV_PRESET_PREFIX:-}
+
+# Prints the folder that a preset builds in.
+build_folder() { printf '%s\n' "$root/build/$preset_prefix$1"; }
+
+# configure PRESET: the first time, and when the presets have changed. Ninja itself notices changed CMake files.
 configure() {
-  local preset=$1 ninja_file=$root/build/$1/build.ninja log
+  local preset=$preset_prefix$1 ninja_file log
+  ninja_file=$(build_folder "$1")/build.ninja
   [[ ! -e $ninja_file || $root/CMakePresets.json -nt $ninja_file ]] || return 0
   log=$(cd "$root" && cmake --preset "$preset" 2>&1) || fail "configuring failed:"$'\n'"$log"
   touch "$ninja_file"
 }
 
-# build PRESET TARGET…: configures when it has to and builds the targets; all it has to say goes to standard error, and
-# nothing when nothing was to be done.
+# build PRESET TARGET…: configures if necessary and builds the targets. Writes to standard error; silent if everything is
+# up to date.
 build() {
-  local preset=$1 folder=$root/build/$1
+  local preset=$1 folder
+  folder=$(build_folder "$1")
   shift
   configure "$preset"
   [[ $(ninja -C "$folder" -n "$@") != *"no work to do"* ]] || return 0
   printf 'Building (%s) …\n' "$preset" >&2
-  # On a terminal ninja shows how far it is; elsewhere it shows the compiler's words only.
+  # On a terminal ninja shows its progress; elsewhere show the compiler's messages only.
   if [[ -t 2 ]]; then
     ninja -C "$folder" "$@" >&2 || fail "the build failed"
   else

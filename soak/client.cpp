@@ -9,8 +9,8 @@
 
 namespace qbflv::soak {
 
-Client::Client(const Server& server, std::size_t file, Answers answers)
-    : host::Client(server.Library(), server.Context(), server.Open(file), answers) {}
+Client::Client(const Server& server, std::size_t file, Completions completions)
+    : host::Client(server.Library(), server.Context(), server.Open(file), {.completions = completions}) {}
 
 bool Client::Start() {
   if (!Open() || !ReadHeaders()) return false;
@@ -39,10 +39,11 @@ void Client::OnPacket(std::uint16_t stream, IQBPacket& packet) {
   ++digest.packets;
 }
 
-/// Every stream is live again.
-void Client::OnSeekDone(Status /*status*/) {
+/// Every stream is live again, and the requests are cancelled at once: one before SeekDone is served after it.
+Status Client::Seek(std::uint32_t time) {
   for (Digest& digest : m_streams) digest.done = false;
   m_asked.assign(StreamCount(), false);
+  return host::Client::Seek(time);
 }
 
 }  // namespace qbflv::soak

@@ -21,10 +21,10 @@ struct Digest {
 
 class Client final : public host::Client {
  public:
-  using Answers = host::FileOptions::Answers;
+  using Completions = host::FileOptions::Completions;
 
   /// On one of the server's files. Throws HostError when no object can be made.
-  Client(const Server& server, std::size_t file, Answers answers);
+  Client(const Server& server, std::size_t file, Completions completions);
 
   /// Opens the file and reads all headers; false when the object does not get that far.
   bool Start();
@@ -32,6 +32,7 @@ class Client final : public host::Client {
   /// Whether the stream has neither been asked for a packet nor ended.
   bool IsIdle(std::uint16_t stream) const { return !m_asked[stream] && !m_streams[stream].done; }
   void Ask(std::uint16_t stream);
+  Status Seek(std::uint32_t time);
 
   bool IsDone() const;
   const std::vector<Digest>& Streams() const { return m_streams; }
@@ -39,7 +40,6 @@ class Client final : public host::Client {
  private:
   void OnPacket(std::uint16_t stream, IQBPacket& packet) override;
   void OnStreamDone(std::uint16_t stream) override { m_streams[stream].done = true; }
-  void OnSeekDone(Status status) override;
 
   std::vector<Digest> m_streams;
   std::vector<bool> m_asked;

@@ -17,7 +17,7 @@ namespace {
 
 struct Member {
   std::size_t file = 0;
-  Client::Answers answers = Client::Answers::kInline;
+  Client::Completions completions = Client::Completions::kInline;
   std::mutex mutex;
   std::optional<Client> client;
   bool finished = false;
@@ -27,13 +27,13 @@ using Random = std::mt19937_64;
 
 /// One call into the object: an answer that waits, or a request on a stream that has none.
 void Step(Client& client, Random& random) {
-  if (random() % 2 == 0 && client.Answer()) return;
+  if (random() % 2 == 0 && client.RunCompletion()) return;
   const auto first = static_cast<std::uint16_t>(random() % client.StreamCount());
   for (std::uint16_t i = 0; i < client.StreamCount(); ++i) {
     const auto stream = static_cast<std::uint16_t>((first + i) % client.StreamCount());
     if (client.IsIdle(stream)) return client.Ask(stream);
   }
-  client.Answer();
+  client.RunCompletion();
 }
 
 class Crowd {
@@ -42,13 +42,13 @@ class Crowd {
       : m_server(server), m_options(options), m_members(options.objects), m_left(options.objects) {
     for (std::size_t i = 0; i < m_members.size(); ++i) {
       m_members[i].file = i / 2 % server.FileCount();
-      m_members[i].answers = i % 2 == 0 ? Client::Answers::kInline : Client::Answers::kQueued;
+      m_members[i].completions = i % 2 == 0 ? Client::Completions::kInline : Client::Completions::kQueued;
     }
   }
 
   void Open() {
     EachOnSomeThread([this](Member& member) {
-      member.client.emplace(m_server, member.file, member.answers);
+      member.client.emplace(m_server, member.file, member.completions);
       if (!member.client->Start()) ++m_wrong;
     });
   }

@@ -24,7 +24,7 @@ Server::Server(const std::filesystem::path& plugin, const std::vector<std::strin
     : m_library(plugin), m_context(host::MakeContext().Query<IUnknown>()) {
   for (const std::string& path : files) {
     m_files.push_back(host::ReadIntoMemory(path));
-    Client client(*this, m_files.size() - 1, Client::Answers::kInline);
+    Client client(*this, m_files.size() - 1, Client::Completions::kInline);
     m_alone.push_back(PlayAlone(client, path));
   }
 }

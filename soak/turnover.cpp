@@ -18,8 +18,8 @@ constexpr std::uint64_t kAllowedGrowth = 1 << 20;
 /// The number decides the file, the way of answering and the point at which the client goes away.
 void Live(const Server& server, std::uint64_t number) {
   const std::uint64_t fate = number / 2 / server.FileCount();
-  const auto answers = number % 2 == 0 ? Client::Answers::kInline : Client::Answers::kQueued;
-  Client client(server, number / 2 % server.FileCount(), answers);
+  const auto completions = number % 2 == 0 ? Client::Completions::kInline : Client::Completions::kQueued;
+  Client client(server, number / 2 % server.FileCount(), completions);
   if (fate % 8 == 1) client.Open();
   if (fate % 8 <= 1 || !client.Start()) return;
   for (std::uint64_t step = 0; step < fate % 8; ++step) {
@@ -27,7 +27,7 @@ void Live(const Server& server, std::uint64_t number) {
       if (client.IsIdle(stream)) client.Ask(stream);
     }
     // One answer too few: those that are late go away with their file.
-    for (std::uint64_t answer = 0; answer < step; ++answer) client.Answer();
+    for (std::uint64_t answer = 0; answer < step; ++answer) client.RunCompletion();
     if (fate % 8 == 7 && step == 3) client.Seek(static_cast<std::uint32_t>(number % 3000));
   }
 }

@@ -1,4 +1,4 @@
-// Objects that come and go: one after the other, each given up at another point of its life.
+// Objects that come and go: one after the other, each released at another point of its life.
 #pragma once
 
 #include <cstdint>

@@ -9,9 +9,9 @@
 
 namespace qbflv {
 
-/// Passes each operation on to the stream's table, where it is described. For a stream that is not there, statuses are
-/// kFailed, IsCovered is 0, and nothing else happens.
-class CFileIndexTable {
+/// Forwards each operation to the stream's table, whose class describes it. For a stream without a table, the
+/// operations that return a status return kFailed, IsCovered returns 0, and nothing changes.
+class CFileIndexTable final {
  public:
   CFileIndexTable() = default;
   CFileIndexTable(const CFileIndexTable&) = delete;
@@ -19,8 +19,8 @@ class CFileIndexTable {
 
   /// Slot 0.
   virtual ~CFileIndexTable() = default;
-  /// Slot 1. Starts anew with tables for so many streams. kOutOfMemory: there are no streams, or the first table that
-  /// could not be made and those after it have no room.
+  /// Slot 1. Replaces the tables with new ones for that number of streams. After kOutOfMemory there are no streams, or
+  /// the tables after the one whose allocation failed have capacity 0.
   virtual Status Init(std::uint16_t streams, std::uint32_t granularity, std::uint32_t capacity, std::uint32_t extras);
   /// Slot 2.
   virtual Status AddEntry(std::uint16_t stream, std::uint32_t time, std::uint32_t offset, std::uint64_t extra);
@@ -31,11 +31,11 @@ class CFileIndexTable {
   /// Slot 5.
   virtual Status LookupByOffset(std::uint16_t stream, std::uint32_t offset, std::uint32_t limit, std::uint32_t* time,
                                 std::uint32_t* foundOffset, std::uint32_t* beyondEnd);
-  /// Slot 6. For every stream.
+  /// Slot 6. Applies to every stream.
   virtual void SetGranularity(std::uint32_t granularity);
   /// Slot 7.
   virtual void NoteTime(std::uint16_t stream, std::uint32_t time);
-  /// Slot 8. No streams afterwards.
+  /// Slot 8. Removes all tables.
   virtual void Clear();
 
  private:

@@ -1,4 +1,4 @@
-// How large a seek index a file gets.
+// Computes the size of the seek index from the duration of the file.
 #pragma once
 
 #include <algorithm>
@@ -7,14 +7,14 @@
 namespace qbflv {
 
 struct IndexSizing {
-  /// Least distance between two positions, in ms.
+  /// Smallest distance between two positions, in ms.
   std::uint32_t granularity = 0;
-  /// Most positions of one stream.
+  /// Largest number of positions per stream.
   std::uint32_t capacity = 0;
 };
 
-/// Spreads a fixed count of positions over the file, but keeps them between 50 ms and 15 s apart: closer ones save
-/// nothing, wider ones make every seek scan for long.
+/// Distributes a fixed number of positions over the file, with a distance of 50 ms to 15 s: smaller distances do not
+/// make seeks faster, larger ones make every seek scan many tags.
 constexpr IndexSizing SizeIndexFor(std::uint32_t durationMs) {
   constexpr std::uint32_t kMaxCapacity = 2048;
   constexpr std::uint32_t kMinCapacity = 32;

@@ -10,7 +10,7 @@ Status CStreamIndexTable::Init(std::uint32_t granularity, std::uint32_t capacity
   m_ulGranularity = granularity;
   if (capacity == 0) return kOk;
 
-  m_pEntries = MakeRoom<Entry>(capacity);
+  m_pEntries = MakeUninitialisedArray<Entry>(capacity);
   if (m_pEntries == nullptr) {
     m_ulCapacity = 0;
     return kOutOfMemory;
@@ -22,7 +22,7 @@ Status CStreamIndexTable::Init(std::uint32_t granularity, std::uint32_t capacity
 
 Status CStreamIndexTable::AddEntry(std::uint32_t time, std::uint32_t offset, std::uint64_t extra) {
   if (m_ulCount >= m_ulCapacity) return kFailed;
-  // The first entry has none before it, so any time will do.
+  // The first entry may have any time.
   if (m_ulCount > 0 && (time <= m_ulLastTime || time - m_ulLastTime < m_ulGranularity)) return kFailed;
   m_ulLastTime = time;
   m_ulHighestTime = std::max(m_ulHighestTime, time);
@@ -35,8 +35,8 @@ Status CStreamIndexTable::AddEntry(std::uint32_t time, std::uint32_t offset, std
 Status CStreamIndexTable::Lookup(std::uint32_t* time, std::uint32_t* offset, std::uint64_t* extra) {
   if (m_ulCount == 0) return kFailed;
   const std::uint32_t wanted = *time;
-  // Entries a granularity apart cannot stand further back in time than this guess. Those that were added under another
-  // granularity can stand on either side of it, hence the walk both ways.
+  // Entries are at least m_ulGranularity apart, so no entry after this index can be at or before the wanted time.
+  // Entries that were added under another granularity may be on either side, so the search goes both ways.
   std::uint32_t i = m_ulCount - 1;
   if (m_ulGranularity != 0) i = std::min(i, wanted / m_ulGranularity);
   while (i + 1 < m_ulCount && m_pEntries[i + 1].ulTime <= wanted) ++i;
@@ -60,7 +60,7 @@ Status CStreamIndexTable::LookupByOffset(std::uint32_t offset, std::uint32_t lim
     *beyondEnd = 1;
     return kFailed;
   }
-  // From the end: nothing makes offsets increase with the time when a file's own key-frame list is wrong.
+  // A linear search, because offsets do not ascend if the file's key-frame list is wrong.
   std::uint32_t i = m_ulCount - 1;
   while (i > 0 && m_pEntries[i].ulOffset > offset) --i;
   *time = m_pEntries[i].ulTime;

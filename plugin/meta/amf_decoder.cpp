@@ -1,4 +1,4 @@
-// The decoding half of AMFValue. It recurs once for each container level, so its frames are kept small.
+// Decodes AMFValue. It recurses once per container level, so its stack frames are small.
 #include <algorithm>
 #include <utility>
 
@@ -8,45 +8,43 @@ namespace qbflv {
 
 namespace {
 
-/// Nodes made at first for an Object, and for a declared count that is not believed.
+/// Initial number of nodes for an Object, and for a declared count that the input is too short for.
 constexpr std::uint32_t kFirstCapacity = 8;
-/// An element is at least a marker.
-constexpr std::uint32_t kElementBytes = 1;
-/// A named entry is at least the length of its name and a marker.
-constexpr std::uint32_t kEntryBytes = 3;
+/// Size of the smallest element: a marker.
+constexpr std::uint32_t kMinElementBytes = 1;
+/// Size of the smallest named entry: the length of its name and a marker.
+constexpr std::uint32_t kMinEntryBytes = 3;
 
 std::uint64_t BlockBytes(std::uint32_t count) { return std::uint64_t{count} * sizeof(AMFValue); }
 
-/// Replaces array by count new nodes; made is how many it holds. A failure leaves both.
-Status MakeNodes(AMFInput& input, std::uint32_t count, OwnedArray<AMFValue>& array, std::uint32_t& made) {
-  if (!input.Take(BlockBytes(count))) return kOutOfMemory;
+/// Replaces array with count new nodes and sets nodeCount to count. Leaves both unchanged on failure.
+Status MakeNodes(AMFInput& input, std::uint32_t count, OwnedArray<AMFValue>& array, std::uint32_t& nodeCount) {
+  if (!input.ReserveMemory(BlockBytes(count))) return kOutOfMemory;
   auto nodes = MakeArray<AMFValue>(count);
   if (nodes == nullptr) {
-    input.GiveBack(BlockBytes(count));
+    input.ReturnMemory(BlockBytes(count));
     return kOutOfMemory;
   }
   array = std::move(nodes);
-  made = count;
+  nodeCount = count;
   return kOk;
 }
 
-/// Gives array newCount nodes; those that it has, as far as there is room, move over with all that they own.
-Status ResizeArray(AMFInput& input, OwnedArray<AMFValue>& array, std::uint32_t& made, std::uint32_t newCount) {
+/// Resizes array to newCount nodes and moves its nodes over, with all that they own, as far as there is room.
+/// REQUIRES: array holds nodeCount nodes.
+Status ResizeArray(AMFInput& input, OwnedArray<AMFValue>& array, std::uint32_t& nodeCount, std::uint32_t newCount) {
   if (newCount == 0) return kFailed;
   OwnedArray<AMFValue> resized;
-  std::uint32_t resizedCount = 0;
-  const Status status = MakeNodes(input, newCount, resized, resizedCount);
+  const std::uint32_t oldCount = nodeCount;
+  const Status status = MakeNodes(input, newCount, resized, nodeCount);
   if (Failed(status)) return status;
-  if (array != nullptr) {
-    std::move(&array[0], &array[0] + std::min(made, newCount), &resized[0]);
-    input.GiveBack(BlockBytes(made));
-  }
+  std::move(&array[0], &array[0] + std::min(oldCount, newCount), &resized[0]);
+  input.ReturnMemory(BlockBytes(oldCount));
   array = std::move(resized);
-  made = resizedCount;
   return kOk;
 }
 
-/// Takes the three bytes that end a MixedArray early: an empty name and an EndOfObject.
+/// Consumes the three bytes that end a MixedArray early: an empty name and an EndOfObject. Returns whether they came.
 bool TakeEndOfEntries(ByteCursor& cursor) {
   if (cursor.remaining < 3) return false;
   if (cursor.bytes[0] != 0 || cursor.bytes[1] != 0 || cursor.bytes[2] != kAMFEndOfObject) return false;
@@ -136,9 +134,9 @@ Status AMFValue::ReadArray(AMFInput& input) {
   Status status = ReadUINT32(input.cursor, m_ulValueCount);
   if (Failed(status)) return status;
   const std::uint32_t count = m_ulValueCount;
-  const bool believed = input.Believes(count, kElementBytes);
+  const bool fits = input.ReserveInput(count, kMinElementBytes);
   m_pValues = nullptr;
-  status = MakeNodes(input, believed ? count : std::min(count, kFirstCapacity), m_pValues, m_ulValuesMade);
+  status = MakeNodes(input, fits ? count : std::min(count, kFirstCapacity), m_pValues, m_ulValuesMade);
 
   for (std::uint32_t i = 0; Succeeded(status) && i < count; ++i) {
     if (i == m_ulValuesMade) status = ResizeArray(input, m_pValues, m_ulValuesMade, std::min(2 * i, count));
@@ -153,8 +151,8 @@ Status AMFValue::ReadMixedArray(AMFInput& input) {
   if (Failed(status)) return status;
   m_ulNameCount = count;
   m_ulValueCount = count;
-  const bool believed = input.Believes(count, kEntryBytes);
-  status = MakeEntries(input, believed ? count : std::min(count, kFirstCapacity));
+  const bool fits = input.ReserveInput(count, kMinEntryBytes);
+  status = MakeEntries(input, fits ? count : std::min(count, kFirstCapacity));
 
   for (std::uint32_t i = 0; Succeeded(status) && i < count; ++i) {
     if (TakeEndOfEntries(input.cursor)) {
@@ -170,7 +168,7 @@ Status AMFValue::ReadMixedArray(AMFInput& input) {
 
 Status AMFValue::ReadObject(AMFInput& input) {
   const std::uint32_t memoryLeft = input.memoryLeft;
-  // What the node held stays until the new entries are complete.
+  // The node keeps its old entries until the new ones are complete.
   AMFValue work;
   const Status status = work.ReadObjectEntries(input);
   if (Failed(status)) {
@@ -197,7 +195,7 @@ Status AMFValue::ReadObjectEntries(AMFInput& input) {
     ended = m_pValues[count].m_ucType == kAMFEndOfObject;
     ++count;
   }
-  // No entry at all is refused here.
+  // An Object without entries fails here, because an array cannot be resized to 0.
   if (Succeeded(status) && count < m_ulValuesMade) status = ResizeEntries(input, count);
   m_ulNameCount = count;
   m_ulValueCount = count;

@@ -1,4 +1,4 @@
-// What a tag's AMF0 values are decoded from, and how much the decoding may take.
+// The input of the AMF0 decoder, with the bounds on its memory and nesting.
 #pragma once
 
 #include <cstdint>
@@ -9,32 +9,32 @@
 
 namespace qbflv {
 
-/// One input serves all values of a tag. Twenty bytes can declare billions of entries, in each other and one after the
-/// other, so what a tag declares is weighed against what it holds.
+/// All values of a tag are decoded from one AMFInput. Twenty bytes can declare billions of entries, nested or in
+/// sequence, so declared counts are compared with the available bytes.
 struct AMFInput {
   static constexpr std::uint32_t kMaxTreeBytes = 64 * 1024 * 1024;
   static constexpr std::uint32_t kMaxDepth = 128;
 
   ByteCursor cursor;
-  /// What arrays and texts may still take.
+  /// Bytes that arrays and texts may still allocate.
   std::uint32_t memoryLeft = kMaxTreeBytes;
-  /// Containers that are being decoded around the current value.
+  /// Number of containers around the current value.
   std::uint32_t depth = 0;
-  /// Bytes of the input that no believed count has claimed yet. Each entry has bytes of its own, so honest counts never
-  /// claim more than there is, however they nest.
-  std::uint32_t unclaimed = cursor.remaining;
+  /// Bytes of the input that no declared count has reserved yet. Each entry has bytes of its own, so correct counts
+  /// never reserve more bytes than there are, however they nest.
+  std::uint32_t unreservedBytes = cursor.remaining;
 
-  /// Whether the bytes can hold count entries of at least entryBytes each. Then they are claimed.
-  [[nodiscard]] bool Believes(std::uint32_t count, std::uint32_t entryBytes);
+  /// Reserves count * entryBytes of the remaining input. Returns false if fewer bytes remain or are unreserved.
+  [[nodiscard]] bool ReserveInput(std::uint32_t count, std::uint32_t entryBytes);
 
-  /// Counts a block of so many bytes; false when it would exceed the bound.
-  [[nodiscard]] bool Take(std::uint64_t bytes);
-  /// Counts a block as freed.
-  void GiveBack(std::uint64_t bytes);
+  /// Subtracts a block from memoryLeft. Returns false if the block would exceed it.
+  [[nodiscard]] bool ReserveMemory(std::uint64_t bytes);
+  /// Adds a freed block to memoryLeft.
+  void ReturnMemory(std::uint64_t bytes);
 };
 
-/// Makes a text of the next length bytes and a NUL. kFailed when fewer remain; kOutOfMemory beyond the bound too. A
-/// failure moves nothing and leaves text as it is.
+/// Reads length bytes as a text and appends a NUL. Returns kFailed if fewer bytes remain, or kOutOfMemory, also beyond
+/// the memory bound. Leaves cursor and text unchanged on failure.
 [[nodiscard]] Status ReadCountedString(AMFInput& input, std::uint32_t length, OwnedArray<char>& text);
 
 }  // namespace qbflv

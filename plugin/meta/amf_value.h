@@ -1,4 +1,4 @@
-// A decoded AMF0 value: one node of a tree that owns all that is below it.
+// A decoded AMF0 value: one node of a tree, which owns its child nodes.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace qbflv {
 
-/// Type markers. The ones that are not decoded are refused.
+/// Type markers with the bodies that follow them. The decoder fails for a marker that is refused.
 enum AMFType : std::uint8_t {
   kAMFNumber = 0,        // 8 bytes, double precision
   kAMFBoolean = 1,       // 1 byte
@@ -19,24 +19,25 @@ enum AMFType : std::uint8_t {
   kAMFNull = 5,          // nothing
   kAMFUndefined = 6,     // nothing
   kAMFReference = 7,     // refused
-  kAMFMixedArray = 8,    // u32 count, at most that many entries as of an Object, ended early by 00 00 09
+  kAMFMixedArray = 8,    // u32 count, at most that many entries like an Object's; 00 00 09 ends them early
   kAMFEndOfObject = 9,   // nothing
   kAMFArray = 10,        // u32 count, that many values
   kAMFDate = 11,         // 8 bytes double precision, u16 time zone
   kAMFLongString = 12,   // u32 length, bytes
   kAMFUnsupported = 13,  // nothing
-  kAMFRecordSet = 14,    // refused, as all that follow
+  kAMFRecordSet = 14,    // refused, like all markers after it
   kAMFXML = 15,
   kAMFTypedObject = 16,
   kAMFAMF3Data = 17,
-  /// Answered for a value that is not there.
+  /// GetValueType returns it for a value that does not exist.
   kAMFNoValue = 18,
 };
 
-/// New nodes are all zero. A node may be decoded into again: what its new body does not replace stays.
+/// All fields of a new node are zero. A node may be decoded into again; fields that the new body does not set keep
+/// their values.
 ///
-/// Containers keep the count that was declared, also when decoding failed before so many entries were there. Entries
-/// below the count that were never made have the type and the number of a new node, but there is no node of theirs.
+/// Containers keep their declared count even if decoding fails earlier. An entry below the count that has no node
+/// reports the type and number of a new node.
 class AMFValue {
  public:
   AMFValue() = default;
@@ -44,46 +45,46 @@ class AMFValue {
   AMFValue& operator=(AMFValue&&) = default;
   ~AMFValue() = default;
 
-  /// Decodes a marker and the body that belongs to it. kFailed: too few bytes, a type that is refused, or nesting
-  /// beyond the bound. kOutOfMemory: also when the tree exceeds its bound. The input then stands after what was
-  /// consumed.
+  /// Decodes a marker and its body. Returns kFailed if bytes are missing, a type is refused or the nesting exceeds its
+  /// bound, and kOutOfMemory also if the tree exceeds its bound. After a failure the cursor is after the last item that
+  /// was read.
   [[nodiscard]] Status ReadValue(AMFInput& input);
-  /// Decodes the body of the type that the node has.
+  /// Decodes a body for the node's type.
   [[nodiscard]] Status ReadValueBody(AMFInput& input);
-  /// Makes the node as new, but for the time zone.
+  /// Resets all fields except the time zone.
   void Clear();
 
-  /// How many entries can have a name. Fewer than m_ulNameCount where a failed tag declared more than it held: a walk
-  /// over the names ends here, or a few bytes could make it take minutes.
+  /// Number of entries that can have a name. It is below m_ulNameCount if a tag declares more entries than it holds.
+  /// Loops over the names use it, because m_ulNameCount could make them run for minutes.
   [[nodiscard]] std::uint32_t GetNamedCount() const;
-  /// The name of an entry, or null when there is none.
+  /// Returns the name of an entry, or null if there is none.
   [[nodiscard]] const char* GetName(std::uint32_t index) const;
-  /// The value of an entry or element, or null when there is none.
+  /// Returns the value of an entry or element, or null if there is none.
   [[nodiscard]] const AMFValue* GetValue(std::uint32_t index) const;
-  /// Its type, or kAMFNoValue.
+  /// Returns the type of that value, or kAMFNoValue.
   [[nodiscard]] std::uint8_t GetValueType(std::uint32_t index) const;
-  /// Its number, whatever its type, or 0.
+  /// Returns the number of that value, whatever its type, or 0.
   [[nodiscard]] double GetValueNumber(std::uint32_t index) const;
-  /// The value of the first entry of that name, in an Object or MixedArray. Names are compared up to their first NUL.
-  /// kFailed when there is none: value stays.
+  /// Finds the first entry with that name in an Object or MixedArray; compares names up to their first NUL. Returns
+  /// kFailed and leaves value unchanged if there is none.
   [[nodiscard]] Status FindProperty(const char* name, const AMFValue** value) const;
-  /// The same for a Number. kFailed when the property is none.
+  /// Like FindProperty, for a Number. Returns kFailed also if the value has another type.
   [[nodiscard]] Status FindNumber(const char* name, double* number) const;
 
   std::uint8_t m_ucType = kAMFNumber;
-  /// Of a Number; the time of a Date.
+  /// The value of a Number, or the time of a Date.
   double m_dNumber = 0.0;
-  /// Of a Boolean: 0 or 1.
+  /// The value of a Boolean: 0 or 1.
   std::uint32_t m_bBoolean = 0;
-  /// Of a String or LongString, with a NUL after it; bytes that are 0 may stand within.
+  /// The text of a String or LongString, with a NUL after it. The text itself may contain NULs.
   OwnedArray<char> m_pszString;
-  /// Of a Date, as read.
+  /// The time zone of a Date, as read.
   std::uint16_t m_usTimeZone = 0;
   std::uint32_t m_ulNameCount = 0;
   std::uint32_t m_ulValueCount = 0;
-  /// Names of an Object's or MixedArray's entries, as String nodes.
+  /// The names of the entries of an Object or MixedArray, as String nodes.
   OwnedArray<AMFValue> m_pNames;
-  /// Their values, or the elements of an Array.
+  /// The values of these entries, or the elements of an Array.
   OwnedArray<AMFValue> m_pValues;
 
  private:
@@ -98,13 +99,13 @@ class AMFValue {
   [[nodiscard]] Status ReadObject(AMFInput& input);
   [[nodiscard]] Status ReadObjectEntries(AMFInput& input);
   [[nodiscard]] Status ReadEntry(AMFInput& input, std::uint32_t index);
-  /// Replaces both arrays by ones of count new nodes.
+  /// Replaces both arrays with count new nodes each.
   [[nodiscard]] Status MakeEntries(AMFInput& input, std::uint32_t count);
-  /// Gives both arrays newCount nodes, keeping those that there are.
+  /// Resizes both arrays to newCount nodes and keeps the nodes that fit.
   [[nodiscard]] Status ResizeEntries(AMFInput& input, std::uint32_t newCount);
 
-  /// Nodes that the arrays really hold: more than the counts while an Object is being decoded, fewer when a declared
-  /// count was not believed and decoding failed.
+  /// Number of nodes in the arrays. It exceeds the counts while an Object is decoded, and is below them if decoding
+  /// fails before all declared entries have nodes.
   std::uint32_t m_ulNamesMade = 0;
   std::uint32_t m_ulValuesMade = 0;
 };

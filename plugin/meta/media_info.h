@@ -1,14 +1,14 @@
-// What is known of a file, from its header, its metadata and the tags that the header scan examined.
+// Facts about a file from its header, its metadata and the tags of the header scan.
 #pragma once
 
 #include <cstdint>
 
-#include "plugin/util/flv_records.h"
+#include "plugin/reader/flv_records.h"
 
 namespace qbflv {
 
-/// Times in ms, rates in bits per second. "Absolute" times are a tag's own; "relative" ones have the time base taken
-/// off. A value counts only while its flag below says so.
+/// Times are in ms, rates in bits per second. An absolute time is a tag's timestamp; a relative time is the timestamp
+/// minus the time base. A value that has a flag below is valid only if the flag is set.
 struct MediaInfo {
   FLVFileHeader m_FileHeader;
 
@@ -19,9 +19,9 @@ struct MediaInfo {
   std::uint32_t m_ulFirstAudioTime = 0;
   /// Relative.
   std::uint32_t m_ulLastAudioTime = 0;
-  /// The last audio time less the one before it.
+  /// The last audio time minus the one before it.
   std::uint32_t m_ulLastAudioDelta = 0;
-  /// Audio bytes examined, without the audio tag headers.
+  /// Number of audio bytes scanned, without the audio tag headers.
   std::uint32_t m_ulAudioBytes = 0;
   std::uint32_t m_ulAudioDuration = 0;
   /// Relative.
@@ -34,7 +34,7 @@ struct MediaInfo {
   double m_dFrameRate = 0.0;
   /// The earlier of the first audio and the first video time.
   std::uint32_t m_ulTimeBase = 0;
-  /// Between the key frames that the metadata lists.
+  /// Largest interval between key frames in the metadata's list.
   std::uint32_t m_ulMaxKeyFrameInterval = 0;
 
   bool m_bMetaDataPresent : 1 = false;
@@ -51,9 +51,9 @@ struct MediaInfo {
   bool m_bAudioTagExamined : 1 = false;
   bool m_bVideoTagExamined : 1 = false;
   bool m_bFrameRateKnown : 1 = false;
-  /// The scan measures the frame rate; cleared when the metadata gives it.
+  /// The scan measures the frame rate, unless the metadata contains it.
   bool m_bMeasureFrameRate : 1 = true;
-  /// The header announces audio and not video, and nothing since has shown video.
+  /// The header announces audio but not video, and the metadata does not describe a picture.
   bool m_bAudioOnly : 1 = false;
 
   [[nodiscard]] bool IsPictureSizeKnown() const { return m_bWidthKnown && m_bHeightKnown; }

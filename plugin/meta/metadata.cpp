@@ -8,7 +8,7 @@ namespace qbflv {
 
 namespace {
 
-/// The metadata gives seconds and kilobits.
+/// Converts the metadata's seconds and kilobits.
 constexpr double kThousand = 1000.0;
 
 bool TakeNumber(const AMFValue& metaData, const char* key, double scale, std::uint32_t& value) {
@@ -30,8 +30,7 @@ void TakeNumbers(const AMFValue& metaData, MediaInfo& info) {
   }
 }
 
-/// Some writers leave the video bit out of the header of a file that has video; metadata that describes a picture
-/// tells.
+/// Some writers omit the video bit in the header of a file with video. Metadata that describes a picture reveals it.
 void CorrectAudioOnlyHeader(MediaInfo& info) {
   if (!info.m_bAudioOnly || !info.IsPictureSizeKnown() || !info.m_bFrameRateKnown) return;
   info.m_FileHeader.ucFlags |= kFlagVideo;

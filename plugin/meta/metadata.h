@@ -1,5 +1,4 @@
-// Takes apart what a file says of itself in a script-data tag: numbers, texts for the file header, and the key-frame
-// list.
+// Extracts metadata from script-data tags: numbers, texts for the file header, and the key-frame list.
 #pragma once
 
 #include <cstdint>
@@ -12,16 +11,17 @@
 
 namespace qbflv {
 
-/// Decodes a script-data tag's body: a name, which is not compared with anything, and the value that becomes metaData.
-/// Numbers found in it replace those in info; what it does not mention stays. A failure changes nothing in info.
+/// Decodes the body of a script-data tag: a name, which is ignored, and a value, which is decoded into metaData.
+/// Numbers in it replace those in info; other members of info keep their values. Returns the decoder's status; info is
+/// unchanged on failure.
 [[nodiscard]] Status ParseScriptData(std::span<const std::uint8_t> body, AMFValue& metaData, MediaInfo& info);
 
-/// Copies every entry named key to the list's property of the given name: numbers and truth values as numbers, texts as
-/// texts. Does nothing unless metaData is a MixedArray; failures of the list are not reported.
+/// Sets the list's property name to each entry named key: numbers and Booleans as numbers, Strings as texts. Does
+/// nothing unless metaData is a MixedArray. Ignores failures of the list.
 void CopyMetaDataProperty(const AMFValue& metaData, const char* key, IQBPropertyList* list, const char* name,
                           IUnknown* context);
 
-/// The key-frame list of the metadata; both are null when it has none that can be used.
+/// The key-frame list in the metadata. Both pointers are null if it has no usable list.
 struct KeyFrameList {
   const AMFValue* times = nullptr;
   const AMFValue* filePositions = nullptr;
@@ -29,9 +29,9 @@ struct KeyFrameList {
 
 [[nodiscard]] KeyFrameList FindKeyFrames(const AMFValue& metaData);
 
-/// Calls accept(time in ms, offset) for every entry of the list that has two numbers, in order, and answers the largest
-/// interval between two of them in ms, or 0. A decreasing time counts as an interval of 0. lastVideoTime: the end of
-/// the last interval, or null when it is not known.
+/// Calls accept(time in ms, offset) in order for each entry of the list with two numbers. Returns the largest interval
+/// between two times in ms, or 0; a decreasing time counts as an interval of 0. lastVideoTime: the end of the last
+/// interval, or null if it is unknown.
 template <typename Accept>
 std::uint32_t VisitKeyFrames(const KeyFrameList& list, const std::uint32_t* lastVideoTime, Accept&& accept) {
   constexpr std::uint32_t kNone = 0xFFFFFFFF;
@@ -44,7 +44,7 @@ std::uint32_t VisitKeyFrames(const KeyFrameList& list, const std::uint32_t* last
   for (std::uint32_t i = 0; list.times != nullptr && i < list.times->m_ulValueCount; ++i) {
     if (list.times->GetValueType(i) != kAMFNumber || list.filePositions->GetValueType(i) != kAMFNumber) continue;
     const std::uint32_t time = TruncateToU32(list.times->GetValueNumber(i) * 1000.0);
-    // The list gives the tag itself; reading starts at the size field in front of it.
+    // The list contains the tag's position; reading starts at the size field before it.
     const std::uint32_t offset = TruncateToU32(list.filePositions->GetValueNumber(i) - 4.0);
     accept(time, offset);
     extendTo(time);

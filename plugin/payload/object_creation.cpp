@@ -2,7 +2,6 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 
 #include "plugin/util/host_objects.h"
 
@@ -10,14 +9,17 @@ namespace qbflv {
 
 namespace {
 
+Status FindFactory(IUnknown* context, ComPtr<IQBObjectFactory>& factory) {
+  if (context == nullptr) return kFailed;
+  const auto retained = ComPtr<IUnknown>::Retain(context);  // the host may release it inside the call
+  return context->QueryInterface(IQBObjectFactory::kId, factory.OutVoid());
+}
+
 template <typename Interface>
 Status CreateFromContext(ComPtr<Interface>& object, IUnknown* context) {
-  if (context == nullptr) return kFailed;
-  const auto kept = ComPtr<IUnknown>::Retain(context);  // asked, the host may take it away
   ComPtr<IQBObjectFactory> factory;
-  const Status status = context->QueryInterface(IQBObjectFactory::kId, factory.OutVoid());
-  if (Failed(status)) return status;
-  return CreateObject(factory.Get(), object);
+  const Status status = FindFactory(context, factory);
+  return Failed(status) ? status : CreateObject(factory.Get(), object);
 }
 
 }  // namespace
@@ -27,13 +29,10 @@ Status CreatePropertyList(ComPtr<IQBPropertyList>& list, IUnknown* context) { re
 Status CreateBuffer(ComPtr<IQBBuffer>& buffer, IUnknown* context) { return CreateFromContext(buffer, context); }
 
 Status CreateBufferFromString(ComPtr<IQBBuffer>& buffer, const char* text, IUnknown* context) {
-  if (text == nullptr || context == nullptr) return kFailed;
-  ComPtr<IQBBuffer> filled;
-  Status status = CreateBuffer(filled, context);
-  if (Failed(status)) return status;
-  status = filled->Set(reinterpret_cast<const std::uint8_t*>(text), static_cast<std::uint32_t>(std::strlen(text)) + 1);
-  if (Succeeded(status)) buffer = std::move(filled);
-  return status;
+  if (text == nullptr) return kFailed;
+  ComPtr<IQBObjectFactory> factory;
+  const Status status = FindFactory(context, factory);
+  return Failed(status) ? status : MakeTextBuffer(factory.Get(), text, buffer);
 }
 
 Status SetStringProperty(IQBPropertyList* list, const char* name, const char* text, IUnknown* context,
@@ -52,8 +51,8 @@ int SafeFormat(char* destination, std::uint32_t size, const char* format, ...) {
   const int length = std::vsnprintf(destination, size, format, arguments);
   va_end(arguments);
   destination[size - 1] = '\0';
-  const bool cut = length < 0 || static_cast<std::uint32_t>(length) >= size;
-  return cut ? -1 : length;
+  const bool isTruncated = length < 0 || static_cast<std::uint32_t>(length) >= size;
+  return isTruncated ? -1 : length;
 }
 
 }  // namespace qbflv

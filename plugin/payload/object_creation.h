@@ -1,4 +1,4 @@
-// Makes the host's property lists, buffers and text properties, from nothing but the host context.
+// Creates property lists, buffers and text properties, given the host context.
 #pragma once
 
 #include <cstdint>
@@ -8,22 +8,22 @@
 
 namespace qbflv {
 
-// Each answers kFailed without what it needs, and otherwise the status of the last call it made on the host.
+// The functions return kFailed if an argument is null, else the status of their last call to the host.
 
 [[nodiscard]] Status CreatePropertyList(ComPtr<IQBPropertyList>& list, IUnknown* context);
 
 [[nodiscard]] Status CreateBuffer(ComPtr<IQBBuffer>& buffer, IUnknown* context);
 
-/// A new buffer with the text and its NUL. Only a success replaces what buffer held.
+/// Creates a buffer that holds the text and its NUL. buffer is unchanged on failure.
 [[nodiscard]] Status CreateBufferFromString(ComPtr<IQBBuffer>& buffer, const char* text, IUnknown* context);
 
-/// How SetStringProperty stores the text.
+/// Whether SetStringProperty stores the text with SetCString or SetBuffer.
 enum class StoreAs { kCString, kBuffer };
 
 Status SetStringProperty(IQBPropertyList* list, const char* name, const char* text, IUnknown* context, StoreAs storeAs);
 
-/// printf into size bytes. Answers the length of the text, or a negative number when it was cut; the last byte of the
-/// destination is always NUL. Without destination, size or format: 0, and nothing is written.
+/// Like snprintf, but returns a negative number if the text was truncated, and sets the last byte of the destination to
+/// NUL. Returns 0 and writes nothing if destination or format is null or size is 0.
 [[gnu::format(printf, 3, 4)]] int SafeFormat(char* destination, std::uint32_t size, const char* format, ...);
 
 }  // namespace qbflv

@@ -7,22 +7,17 @@ namespace qbflv {
 
 namespace {
 
-constexpr std::uint32_t kRuleBookRoom = 256;
+/// Size of the buffer before its text is known; the longest text has 117 bytes with its NUL.
+constexpr std::uint32_t kMaxRuleBookBytes = 256;
 
-/// The video stream counts in milliseconds.
+/// The time unit of the video stream is the millisecond.
 constexpr std::uint32_t kVideoUnitsPerSecond = 1000;
 
-/// The bits that the host framework reads: 2 switches rules on, 1 marks a point to start from.
+/// ASM flags of the host's framework: bit 1 switches rules on, bit 0 marks a position where playback can start.
 constexpr std::uint8_t kAsmKeyFrame = 3;
 constexpr std::uint8_t kAsmOtherFrame = 2;
 
 }  // namespace
-
-/// What a packet says beside its tag.
-struct CRTMPPayload::PacketKind {
-  std::uint16_t stream;
-  bool key;
-};
 
 CRTMPPayload::CRTMPPayload(IUnknown* context, CFLVPayloadOwner* owner) : CFLVPayload(context, owner) {
   if (context == nullptr) return;
@@ -32,10 +27,9 @@ CRTMPPayload::CRTMPPayload(IUnknown* context, CFLVPayloadOwner* owner) : CFLVPay
 }
 
 Status CRTMPPayload::GetStreamHeader(std::uint16_t stream, ComPtr<IQBPropertyList>& list) {
+  if (stream != m_uAudioStream && stream != m_uVideoStream) return kInvalidState;
   if (!m_pObjectFactory) return m_FactoryStatus;
-  if (stream == m_uAudioStream) return BuildAudioHeader(stream, list);
-  if (stream == m_uVideoStream) return BuildVideoHeader(stream, list);
-  return kInvalidState;
+  return stream == m_uAudioStream ? BuildAudioHeader(stream, list) : BuildVideoHeader(stream, list);
 }
 
 Status CRTMPPayload::BuildAudioHeader(std::uint16_t stream, ComPtr<IQBPropertyList>& list) {
@@ -71,10 +65,10 @@ Status CRTMPPayload::SetRuleBook(IQBPropertyList* list, std::uint32_t bitRate) {
   ComPtr<IQBBuffer> text;
   Status status = CreateObject(m_pObjectFactory.Get(), text);
   if (Failed(status)) return status;
-  status = text->SetSize(kRuleBookRoom);
+  status = text->SetSize(kMaxRuleBookBytes);
   if (Failed(status)) return status;
-  if (text->GetBuffer() == nullptr) return kFailed;
-  const int length = SafeFormat(reinterpret_cast<char*>(text->GetBuffer()), kRuleBookRoom,
+  // A buffer without bytes leaves the text empty, which is not a failure.
+  const int length = SafeFormat(reinterpret_cast<char*>(text->GetBuffer()), kMaxRuleBookBytes,
                                 "AverageBandwidth=%lu,TimestampDelivery=T,QTVKeyFrameRule=T;"
                                 "AverageBandwidth=0,TimestampDelivery=T,OnDepend=0;",
                                 static_cast<unsigned long>(bitRate));
@@ -84,31 +78,30 @@ Status CRTMPPayload::SetRuleBook(IQBPropertyList* list, std::uint32_t bitRate) {
 }
 
 Status CRTMPPayload::CreateVideoPacket(const FLVTagHeader& tag, const FLVVideoTagHeader& video, IQBBuffer* body,
-                                       ComPtr<IQBPacket>& packet, std::uint16_t& stream) {
+                                       PayloadPacket& made) {
   if (m_uVideoStream == kNoStream) return kNoPacket;
-  stream = m_uVideoStream;
-  return CreatePacket(tag, body, {stream, video.ucFrameType == kFrameTypeKey}, packet);
+  made.stream = m_uVideoStream;
+  return CreatePacket(tag, body, video.ucFrameType == kFrameTypeKey, made);
 }
 
 Status CRTMPPayload::CreateAudioPacket(const FLVTagHeader& tag, const FLVAudioTagHeader& /*audio*/, IQBBuffer* body,
-                                       ComPtr<IQBPacket>& packet, std::uint16_t& stream) {
+                                       PayloadPacket& made) {
   if (m_uAudioStream == kNoStream) return kNoPacket;
-  stream = m_uAudioStream;
-  return CreatePacket(tag, body, {stream, true}, packet);
+  made.stream = m_uAudioStream;
+  return CreatePacket(tag, body, true, made);
 }
 
-Status CRTMPPayload::CreateOtherPacket(const FLVTagHeader& /*tag*/, IQBBuffer* /*body*/, ComPtr<IQBPacket>& /*packet*/,
-                                       std::uint16_t& /*stream*/) {
+Status CRTMPPayload::CreateOtherPacket(const FLVTagHeader& /*tag*/, IQBBuffer* /*body*/, PayloadPacket& /*made*/) {
   return kNoPacket;
 }
 
-Status CRTMPPayload::CreatePacket(const FLVTagHeader& tag, IQBBuffer* body, const PacketKind& kind,
-                                  ComPtr<IQBPacket>& packet) {
-  packet = nullptr;
+Status CRTMPPayload::CreatePacket(const FLVTagHeader& tag, IQBBuffer* body, bool key, PayloadPacket& made) {
+  made.packet = nullptr;
   if (!m_pObjectFactory) return m_FactoryStatus;
-  const Status status = CreateObject(m_pObjectFactory.Get(), packet);
+  const Status status = CreateObject(m_pObjectFactory.Get(), made.packet);
   if (Failed(status)) return status;
-  return packet->Set(body, tag.ulTimestamp, kind.stream, kind.key ? kAsmKeyFrame : kAsmOtherFrame, kind.key ? 0 : 1);
+  made.time = tag.ulTimestamp;
+  return made.packet->Set(body, made.time, made.stream, key ? kAsmKeyFrame : kAsmOtherFrame, key ? 0 : 1);
 }
 
 }  // namespace qbflv

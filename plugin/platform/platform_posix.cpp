@@ -1,4 +1,4 @@
-// The operating system as Linux has it.
+// Implements platform.h for Linux.
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -10,7 +10,7 @@ namespace qbflv::platform {
 
 namespace {
 
-/// The operators' names as the C++ ABI of the platform mangles them.
+/// The names that the platform's C++ ABI gives the operators.
 const char* MangledName(HeapOperator which) {
   switch (which) {
     case HeapOperator::kNew:
@@ -28,9 +28,8 @@ const char* MangledName(HeapOperator which) {
 }  // namespace
 
 void* FindHostHeapOperator(HeapOperator which) {
-  // The handle of the main program searches its global scope. RTLD_DEFAULT would search this library's own scope as
-  // well, and so find the operators of the C++ runtime that the library brings along, also where the host loaded it
-  // with RTLD_LOCAL to keep that runtime to itself.
+  // The handle of the main program searches the global scope. RTLD_DEFAULT would also search this library's scope and
+  // find the operators of the library's C++ runtime, even if the host loaded the library with RTLD_LOCAL.
   void* const mainProgram = dlopen(nullptr, RTLD_LAZY);
   if (mainProgram == nullptr) return nullptr;
   void* const address = dlsym(mainProgram, MangledName(which));
@@ -41,12 +40,12 @@ void* FindHostHeapOperator(HeapOperator which) {
 void* CallAllocator(Allocator function, std::size_t size) {
   try {
     return function(size);
-  } catch (...) {  // std::bad_alloc, or what else the host's operator throws
+  } catch (...) {
     return nullptr;
   }
 }
 
-const char* NextCharacter(const char* text) { return text + 1; }  // no double-byte code pages here
+const char* NextCharacter(const char* text) { return text + 1; }  // Linux has no double-byte code pages
 
 void WriteStandardError(const char* text) {
   std::size_t left = std::strlen(text);

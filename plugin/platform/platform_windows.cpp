@@ -1,4 +1,4 @@
-// The operating system as 64-bit Windows has it.
+// Implements platform.h for 64-bit Windows.
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
@@ -6,9 +6,9 @@
 
 #include "plugin/platform/platform.h"
 
-// Calls the function with the size, as one that may raise exceptions of whatever compiler it was built with. They can
-// be caught by the system's own means only, which the compiler has no words for: an exception handler of the frame,
-// which unwinds the stack to kAllocatorFailed. There rax holds what the handler passed on.
+// Calls the function with the size. The host's function may throw exceptions of another compiler, which C++ cannot
+// catch. The frame's exception handler catches them instead and unwinds the stack to kAllocatorFailed, where rax holds
+// the value that the handler passed.
 extern "C" void* CallAllocator(qbflv::platform::Allocator function, std::size_t size);
 extern "C" const char kAllocatorFailed;
 
@@ -39,17 +39,17 @@ kAllocatorFailed:
 
 namespace {
 
-/// The codes of the exceptions that C++ programs throw, as the two families of compilers have them.
+/// The codes of C++ exceptions in the two families of compilers.
 constexpr DWORD kMicrosoftException = 0xE06D7363;
 constexpr DWORD kGnuException = 0x20474343;
-/// The exception was taken already, and this frame is being unwound.
+/// Flags of an exception that is already caught while this frame is unwound.
 constexpr DWORD kUnwinding = 0x66;
 
-/// An exception of the second family, as its published C++ ABI for this system lays it out.
+/// An exception of the second family, in the layout of its published C++ ABI for Windows.
 struct GnuException {
   std::uint64_t exceptionClass;
   void (*cleanUp)(int reason, GnuException* exception);
-  /// The frames below resume the unwinding from what stands here: where it goes, and with what.
+  /// The lower frames resume the unwinding with these values.
   std::uint64_t unused;
   std::uint64_t targetFrame;
   std::uint64_t targetAddress;
@@ -76,7 +76,7 @@ extern "C" EXCEPTION_DISPOSITION OnAllocatorException(EXCEPTION_RECORD* record, 
   return ExceptionContinueSearch;
 }
 
-/// The other family's exceptions stand in their thrower's frame, and what they hold is lost.
+/// Exceptions of the first family live in the frame that threw them and cannot be destroyed here.
 extern "C" void DropException(GnuException* exception) {
   if (exception != nullptr && exception->cleanUp != nullptr) exception->cleanUp(kCaughtByForeignCode, exception);
 }
@@ -85,7 +85,7 @@ namespace qbflv::platform {
 
 namespace {
 
-/// The operators' names as the Microsoft compilers decorate them.
+/// The names that the Microsoft compilers give the operators.
 const char* DecoratedName(HeapOperator which) {
   switch (which) {
     case HeapOperator::kNew:

@@ -1,64 +1,46 @@
-// Completions: how they are matched to the state that waits for them, and the table of what each one does.
+// Operations and completions: what each state issues, and the table of what each completion leads to.
 #include <utility>
 
-#include "plugin/platform/platform.h"
 #include "plugin/reader/file_format.h"
 #include "plugin/reader/turn.h"
 
 namespace qbflv {
 
-Status CQBFLVFileFormat::TakeAnswer(Completion completion, Status status, ComPtr<IQBBuffer> buffer,
-                                    std::uint32_t fileSize) {
-  if (!m_pFileObject) return kInvalidState;  // closed: nothing is left to act on
-  if (m_Operations.TakeOvertaken(completion)) {
-    NoteOvertaken(completion, status, buffer.Get());
-    return kInvalidState;
-  }
-  m_Operations.Answered(completion, Succeeded(status));
-  // The file object has moved, whether the answer is expected or not.
-  if (Succeeded(status)) {
-    if (completion == Completion::kRead) MoveOn(buffer.Get());
-    if (completion == Completion::kSeek) MoveTo(m_ulSeekOffset);
-  }
-  // In the middle of a step the state still is the one that its answer was expected in.
-  if (completion != ExpectedCompletion(m_ulState) || !m_Operations.TakeDue()) return kInvalidState;
-
-  m_Answer = {completion, status, std::move(buffer), fileSize};
-  const Turn turn(*this);  // takes the answer up at its end, or leaves it to the outermost call
-  return kOk;
+Status CQBFLVFileFormat::OnCompletion(Operation operation, Status status, IQBBuffer* buffer, std::uint32_t fileSize) {
+  if (!m_File.Accept(operation, status, buffer)) return kInvalidState;
+  m_Completion = {operation, status, ComPtr<IQBBuffer>::Retain(buffer), fileSize};
+  return RunTurn([] { return kOk; });
 }
 
-/// The answer to an operation that a seek has overtaken. Nothing comes of it, but where it led the file counts if the
-/// seek fails.
-void CQBFLVFileFormat::NoteOvertaken(Completion completion, Status status, IQBBuffer* buffer) {
-  if (Failed(status) || m_Operations.IsFilePlaced()) return;
-  if (completion == Completion::kSeek) MoveTo(m_Operations.GetOvertakenOffset());
-  if (completion == Completion::kRead) MoveOn(buffer);
-}
-
-void CQBFLVFileFormat::MoveTo(std::uint32_t offset) {
-  m_ulFileOffset = offset;
-  m_bOffsetCameRound = false;
-}
-
-void CQBFLVFileFormat::MoveOn(IQBBuffer* buffer) {
-  if (buffer == nullptr) return;
-  const std::uint32_t size = buffer->GetSize();
-  if (size > kLastOffset - m_ulFileOffset) m_bOffsetCameRound = true;
-  m_ulFileOffset += size;
-}
-
-void CQBFLVFileFormat::RunAnswers() {
-  while (m_Answer.completion != Completion::kNone) {
-    Answer answer = std::exchange(m_Answer, Answer());
-    if (platform::AtomicLoad(m_lRefCount) <= 1) return;  // the host wants nothing more of the object
-    Dispatch(std::move(answer));
+/// Ends early when only the turn's own reference is left: the host needs nothing more from the object.
+void CQBFLVFileFormat::ProcessCompletions() {
+  while (!m_Completion.IsNone() && platform::AtomicLoad(m_lRefCount) > 1) {
+    FileCompletion completion = std::move(m_Completion);
+    m_Completion.operation = Operation::kNone;
+    Dispatch(completion);
   }
 }
 
-void CQBFLVFileFormat::Dispatch(Answer answer) {
-  const Status status = answer.status;
-  IQBBuffer* const buffer = answer.buffer.Get();
+/// Ends the current step for something else. The caller keeps the completion that was waiting until its own state is
+/// consistent: the host may call back from the last Release of the buffer.
+FileCompletion CQBFLVFileFormat::AbandonStep() {
+  ++m_ulEpoch;
+  return std::exchange(m_Completion, FileCompletion());
+}
+
+void CQBFLVFileFormat::Read(State next, std::uint32_t size) {
+  m_ulState = next;
+  m_File.Read(size);
+}
+
+void CQBFLVFileFormat::SeekFile(State next, std::uint32_t offset) {
+  m_ulState = next;
+  m_File.Seek(offset);
+}
+
+/// The file port has matched the completion to the pending operation, which is the one that the state waits for.
+void CQBFLVFileFormat::Dispatch(FileCompletion& completion) {
+  const Status status = completion.status;
   const bool done = Succeeded(status);
   switch (m_ulState) {
     case kStateFileInitPending:
@@ -66,31 +48,31 @@ void CQBFLVFileFormat::Dispatch(Answer answer) {
     case kStateSeekStartPending:
       return done ? Read(kStateFlvHeaderPending, kFlvHeaderSize) : EndInit(kStateReady, status);
     case kStateFlvHeaderPending:
-      return OnFlvHeader(status, buffer);
+      return OnFlvHeader(completion);
     case kStateStatPending:
-      return OnFileSize(status, answer.fileSize);
+      return OnFileSize(completion);
 
     case kStateScanSeekPending:
       return done ? Read(kStateScanTagHeaderPending, kTagHeaderReadBytes) : FailFileHeader(status);
     case kStateScanTagHeaderPending:
-      return OnScanTagHeader(status, buffer);
+      return OnScanTagHeader(completion);
     case kStateScanTagBodyPending:
-      return OnScanTagBody(status, buffer);
+      return OnScanTagBody(completion);
     case kStateRewindPending:
       return done ? SendFileHeader() : FailFileHeader(status);
     case kStateTailSizeSeekPending:
       return done ? Read(kStateTailSizeReadPending, kPreviousTagSizeBytes) : Rewind();
     case kStateTailSizeReadPending:
-      return OnTailSize(status, buffer);
+      return OnTailSize(completion);
     case kStateTailTagSeekPending:
       return done ? Read(kStateTailTagReadPending, kTagHeaderReadBytes) : Rewind();
     case kStateTailTagReadPending:
-      return OnTailTag(status, buffer);
+      return OnTailTag(completion);
 
     case kStatePacketHeaderPending:
-      return OnPacketHeader(status, std::move(answer.buffer));
+      return OnPacketHeader(completion);
     case kStatePacketBodyPending:
-      return OnPacketBody(status, buffer);
+      return OnPacketBody(completion);
     case kStatePacketSkipPending:
       return done ? ReadTagHeader() : OnSkipFailed();
 
@@ -99,7 +81,7 @@ void CQBFLVFileFormat::Dispatch(Answer answer) {
     case kStateSeekScanSeekPending:
       return done ? Read(kStateSeekScanReadPending, kSeekScanReadBytes) : EndSeek(status);
     case kStateSeekScanReadPending:
-      return OnSeekScanTag(status, buffer);
+      return OnSeekScanTag(completion);
 
     case kStateConstructed:
     case kStateReady:
@@ -109,27 +91,6 @@ void CQBFLVFileFormat::Dispatch(Answer answer) {
     case kStatePacketDelivering:
       return;
   }
-}
-
-void CQBFLVFileFormat::Read(State next, std::uint32_t size) {
-  m_ulState = next;
-  m_ulReadSize = size;
-  const ComPtr<IQBSourceFile> file = m_pFileObject;
-  const std::uint32_t number = m_Operations.Begin(Completion::kRead);
-  if (Failed(file->Read(size))) NoteRefusal(file.Get(), Completion::kRead, number);
-}
-
-void CQBFLVFileFormat::SeekFile(State next, std::uint32_t offset) {
-  m_ulState = next;
-  m_ulSeekOffset = offset;
-  const ComPtr<IQBSourceFile> file = m_pFileObject;
-  const std::uint32_t number = m_Operations.Begin(Completion::kSeek);
-  if (Failed(file->Seek(offset, 0))) NoteRefusal(file.Get(), Completion::kSeek, number);
-}
-
-/// The state still waits for an answer, which a file object may give all the same; but a seek need not expect one.
-void CQBFLVFileFormat::NoteRefusal(const IQBSourceFile* file, Completion kind, std::uint32_t number) {
-  if (m_pFileObject.Get() == file) m_Operations.Refuse(kind, number);
 }
 
 }  // namespace qbflv

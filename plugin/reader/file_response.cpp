@@ -1,7 +1,6 @@
 #include "plugin/reader/file_response.h"
 
 #include <memory>
-#include <utility>
 
 #include "plugin/platform/platform.h"
 #include "plugin/util/interface_table.h"
@@ -27,10 +26,9 @@ std::uint32_t CFileResponse::Release() {
   return 0;
 }
 
-// The taker may drop the last reference to this object meanwhile: nothing of it is touched afterwards.
-Status CFileResponse::TakeAnswer(Completion completion, Status status, ComPtr<IQBBuffer> buffer,
-                                 std::uint32_t fileSize) {
-  return m_pTaker != nullptr ? m_pTaker->TakeAnswer(completion, status, std::move(buffer), fileSize) : kInvalidState;
+// The receiver may release the last reference to this object; do not touch members after the call.
+Status CFileResponse::OnCompletion(Operation operation, Status status, IQBBuffer* buffer, std::uint32_t fileSize) {
+  return m_pReceiver != nullptr ? m_pReceiver->OnCompletion(operation, status, buffer, fileSize) : kInvalidState;
 }
 
 }  // namespace qbflv

@@ -1,30 +1,30 @@
-// Where one file object completes its operations. Each InitFileFormat hands out a new one, so that what an overtaken
-// file object still has to say is told from the answers of the present one.
+// The response object that one file object completes its operations on.
 #pragma once
 
-#include "plugin/reader/file_answers.h"
+#include "plugin/reader/file_completion.h"
 #include "plugin/util/counting_object.h"
 
 namespace qbflv {
 
-/// Counted apart from the file-format object: a file object that is slow to drop it keeps only this alive. It counts as
-/// an object of the library, since its code must stay.
-class CFileResponse final : public CFileAnswers, public CQBBaseCountingObject {
+/// Each InitFileFormat makes a new one, so that late completions of an earlier file object are not taken for those of
+/// the present one. It has a reference count of its own: a file object that releases it late keeps only this object
+/// alive. It counts as an object of the library, because its code must stay loaded.
+class CFileResponse final : public CFileCompletions, public CQBBaseCountingObject {
  public:
-  explicit CFileResponse(CFileAnswers* taker) : m_pTaker(taker) {}
+  explicit CFileResponse(CFileCompletions* receiver) : m_pReceiver(receiver) {}
 
-  /// From now on answers change nothing.
-  void Disconnect() { m_pTaker = nullptr; }
+  /// Completions have no effect from now on.
+  void Disconnect() { m_pReceiver = nullptr; }
 
   Status QueryInterface(const GUID& id, void** object) override;
   std::uint32_t AddRef() override;
   std::uint32_t Release() override;
 
-  Status TakeAnswer(Completion completion, Status status, ComPtr<IQBBuffer> buffer, std::uint32_t fileSize) override;
+  Status OnCompletion(Operation operation, Status status, IQBBuffer* buffer, std::uint32_t fileSize) override;
 
  private:
   std::int32_t m_lRefCount = 0;
-  CFileAnswers* m_pTaker;
+  CFileCompletions* m_pReceiver;
 };
 
 }  // namespace qbflv

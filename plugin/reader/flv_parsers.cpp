@@ -1,10 +1,13 @@
 #include "plugin/reader/flv_parsers.h"
 
+#include <bit>
 #include <iterator>
 
 namespace qbflv {
 
 namespace {
+
+constexpr std::uint32_t kMax24Bits = 0xFFFFFF;
 
 constexpr std::uint32_t kSamplesPerSecond[4] = {5512, 11025, 22050, 44100};
 
@@ -61,12 +64,13 @@ Status ParseFileHeader(ByteCursor cursor, FLVFileHeader& header) {
 Status ParseTagHeader(ByteCursor cursor, FLVTagHeader& header) {
   if (cursor.remaining < kTagHeaderReadBytes) return kFailed;
   const auto bytes = cursor.Rest().first<kTagHeaderReadBytes>();
+  const std::uint32_t typeAndSize = BigEndianAt<4, 4>(bytes);
   header.ulPreviousTagSize = BigEndianAt<0, 4>(bytes);
-  header.ucTagType = static_cast<std::uint8_t>(BigEndianAt<4, 1>(bytes));
-  header.ulDataSize = BigEndianAt<5, 3>(bytes);
-  // The lower 24 bits stand first.
-  header.ulTimestamp = BigEndianAt<11, 1>(bytes) << 24U | BigEndianAt<8, 3>(bytes);
-  header.ulStreamId = BigEndianAt<12, 3>(bytes);
+  header.ucTagType = static_cast<std::uint8_t>(typeAndSize >> 24U);
+  header.ulDataSize = typeAndSize & kMax24Bits;
+  // The lower 24 bits come first, then the upper 8.
+  header.ulTimestamp = std::rotr(BigEndianAt<8, 4>(bytes), 8);
+  header.ulStreamId = BigEndianAt<11, 4>(bytes) & kMax24Bits;
   return kOk;
 }
 
@@ -87,8 +91,11 @@ Status ParseVideoTagHeader(ByteCursor& cursor, FLVVideoTagHeader& header) {
   header.ucFrameType = static_cast<std::uint8_t>(bits >> 4);
   header.ucCodecId = bits & 0x0F;
   if (header.ucCodecId != kCodecAVC || cursor.remaining < 4) return kOk;
-  if (Failed(ReadUINT8(cursor, header.ucAVCPacketType))) return kFailed;
-  return ReadUINT24(cursor, header.ulCompositionTime);
+  std::uint32_t fields = 0;
+  const Status status = ReadUINT32(cursor, fields);
+  header.ucAVCPacketType = static_cast<std::uint8_t>(fields >> 24U);
+  header.ulCompositionTime = fields & kMax24Bits;
+  return status;
 }
 
 Status GetVideoDimensions(std::span<const std::uint8_t> frame, std::uint8_t codecId, std::uint32_t& width,

@@ -1,10 +1,10 @@
-// Decoders of the FLV records. Each answers kOk, or kFailed with the record partly filled.
+// Decoders of the FLV records. Each returns kOk, or kFailed with the record partly filled.
 #pragma once
 
 #include <span>
 
+#include "plugin/reader/flv_records.h"
 #include "plugin/util/byte_cursor.h"
-#include "plugin/util/flv_records.h"
 
 namespace qbflv {
 

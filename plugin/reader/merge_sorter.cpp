@@ -15,38 +15,31 @@ std::uint32_t GetBufferSize(IQBPacket* packet) {
 
 }  // namespace
 
-IQBPacket* CMergeSorter::MergeSorterQueue::GetHead() const {
-  return static_cast<IQBPacket*>(CQBSimpleList::GetAt(packets.GetHead()));
-}
-
-bool CMergeSorter::MergeSorterQueue::Append(ComPtr<IQBPacket> packet) {
-  if (packets.InsertAfter(nullptr, packet.Get()) == nullptr) return false;
-  static_cast<void>(packet.Detach());  // the reference is the queue's now
+bool CMergeSorter::MergeSorterQueue::Append(ComPtr<IQBPacket>&& packet, PacketFacts facts) {
+  if (!packets.Append(std::move(packet), facts)) return false;
+  if (facts.lost) return true;
+  if (packets.GetCount() == 1 || !bHeadTimeSet) {
+    ulHeadTime = facts.time;
+    bHeadTimeSet = true;
+  }
+  ulTailTime = facts.time;
+  ulBytes += facts.bytes;
   return true;
 }
 
-void CMergeSorter::MergeSorterQueue::CountTail(std::uint32_t time, std::uint32_t bytes) {
-  if (packets.GetCount() == 1 || !bHeadTimeSet) {
-    ulHeadTime = time;
-    bHeadTimeSet = true;
-  }
-  ulTailTime = time;
-  ulBytes += bytes;
-}
-
 ComPtr<IQBPacket> CMergeSorter::MergeSorterQueue::RemoveHead() {
-  auto packet = ComPtr<IQBPacket>::Adopt(GetHead());
-  packets.RemoveAt(packets.GetHead());
-  if (IsEmpty()) {
+  const std::uint32_t bytes = packets.GetHead().facts.bytes;
+  ComPtr<IQBPacket> packet = packets.RemoveHead();
+  if (packets.IsEmpty()) {
     ulHeadTime = ulTailTime;
-  } else if (GetHead()->IsLost() == 0) {
-    ulHeadTime = GetHead()->GetTime();
+  } else if (!packets.GetHead().facts.lost) {
+    ulHeadTime = packets.GetHead().facts.time;
   }
+  ulBytes -= bytes < ulBytes ? bytes : ulBytes;
   return packet;
 }
 
-void CMergeSorter::MergeSorterQueue::Clear() {
-  while (!IsEmpty()) RemoveHead();
+void CMergeSorter::MergeSorterQueue::Reset() {
   ulHeadTime = 0;
   ulTailTime = 0;
   ulBytes = 0;
@@ -56,27 +49,36 @@ void CMergeSorter::MergeSorterQueue::Clear() {
 
 Status CMergeSorter::Initialize(std::uint32_t streamCount, const MergeSorterLimits& limits) {
   if (streamCount == 0) return kInvalidArgument;
-  m_Limits = limits;
+  OwnedArray<MergeSorterQueue> queues = MakeArray<MergeSorterQueue>(streamCount);
+  if (!queues) return kOutOfMemory;
+  m_pQueues = std::move(queues);
   m_ulStreamCount = streamCount;
-  m_NextStatus = kInvalidState;
-  m_pQueues = nullptr;
-  m_pQueues = MakeArray<MergeSorterQueue>(streamCount);
+  m_ulPackets = 0;
+  m_ulWaiting = streamCount;
+  m_Limits = limits;
   UpdateNext();
-  return m_pQueues ? kOk : kOutOfMemory;
+  return kOk;
 }
 
 Status CMergeSorter::AddPacket(ComPtr<IQBPacket> packet) {
-  if (!m_pQueues) return kInvalidState;
   const std::uint32_t stream = packet->GetStreamNumber();
-  if (stream >= m_ulStreamCount) return kInvalidArgument;
+  PacketFacts facts;
+  facts.lost = packet->IsLost() != 0;
+  if (!facts.lost) {
+    facts.time = packet->GetTime();
+    facts.bytes = GetBufferSize(packet.Get());
+  }
+  return AddPacket(std::move(packet), stream, facts);
+}
 
+Status CMergeSorter::AddPacket(ComPtr<IQBPacket>&& packet, std::uint32_t stream, PacketFacts facts) {
+  if (!m_pQueues) return kInvalidState;
+  if (stream >= m_ulStreamCount) return kInvalidArgument;
   MergeSorterQueue& queue = m_pQueues[stream];
-  // A packet that was lost keeps its place but says nothing of the queue's times and bytes.
-  const bool counts = packet->IsLost() == 0;
-  const std::uint32_t time = counts ? packet->GetTime() : 0;
-  const std::uint32_t bytes = counts && CountsBytes() ? GetBufferSize(packet.Get()) : 0;
-  if (!queue.Append(std::move(packet))) return kOutOfMemory;
-  if (counts) queue.CountTail(time, bytes);
+  const bool wasWaiting = queue.IsWaiting();
+  if (!queue.Append(std::move(packet), facts)) return kOutOfMemory;
+  ++m_ulPackets;
+  if (wasWaiting) --m_ulWaiting;
   UpdateNext();
   return kOk;
 }
@@ -84,74 +86,76 @@ Status CMergeSorter::AddPacket(ComPtr<IQBPacket> packet) {
 Status CMergeSorter::GetNextPacket(ComPtr<IQBPacket>& packet, bool remove) {
   packet = nullptr;
   if (m_NextStatus != kOk) return m_NextStatus;
-  MergeSorterQueue& queue = m_pQueues[m_uNextStream];
-  packet = remove ? TakeHead(queue) : ComPtr<IQBPacket>::Retain(queue.GetHead());
+  packet = remove ? TakeNextPacket() : m_pQueues[m_uNextStream].packets.GetHead().packet;
   return kOk;
 }
 
-ComPtr<IQBPacket> CMergeSorter::TakeHead(MergeSorterQueue& queue) {
-  auto packet = queue.RemoveHead();
-  if (CountsBytes() && packet->IsLost() == 0) {
-    const std::uint32_t size = GetBufferSize(packet.Get());
-    queue.ulBytes -= size < queue.ulBytes ? size : queue.ulBytes;
-  }
+ComPtr<IQBPacket> CMergeSorter::RemoveHead(MergeSorterQueue& queue) {
+  ComPtr<IQBPacket> packet = queue.RemoveHead();
+  --m_ulPackets;
+  if (queue.IsWaiting()) ++m_ulWaiting;
   UpdateNext();
   return packet;
 }
 
-void CMergeSorter::UpdateNext() { m_NextStatus = ChooseNext(m_uNextStream); }
-
 /// Ties between heads go to the lower stream number.
 Status CMergeSorter::ChooseNext(std::uint16_t& stream) const {
-  if (!m_pQueues) return kInvalidState;
-  const MergeSorterQueue* next = nullptr;
-  bool waiting = false;
-  std::uint32_t packets = 0;
-  std::uint32_t bytes = 0;
-  std::uint32_t latestTail = 0;
-  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
+  if (m_ulPackets == 0) return m_ulWaiting == 0 ? kAllStreamsEnded : kMustWait;
+  std::uint32_t i = 0;
+  while (m_pQueues[i].packets.IsEmpty()) ++i;
+  std::uint32_t next = i;
+  std::uint32_t earliestHead = m_pQueues[i].ulHeadTime;
+  std::uint32_t latestTail = m_pQueues[i].ulTailTime;
+  while (++i < m_ulStreamCount) {
     const MergeSorterQueue& queue = m_pQueues[i];
-    if (queue.IsEmpty()) {
-      waiting = waiting || !queue.bEnded;
-      continue;
-    }
-    packets += static_cast<std::uint32_t>(queue.packets.GetCount());
-    bytes += queue.ulBytes;
-    if (next == nullptr || IsEarlier(latestTail, queue.ulTailTime)) latestTail = queue.ulTailTime;
-    if (next == nullptr || IsEarlier(queue.ulHeadTime, next->ulHeadTime)) {
-      next = &queue;
-      stream = static_cast<std::uint16_t>(i);
-    }
+    if (queue.packets.IsEmpty()) continue;
+    if (IsEarlier(latestTail, queue.ulTailTime)) latestTail = queue.ulTailTime;
+    if (!IsEarlier(queue.ulHeadTime, earliestHead)) continue;
+    earliestHead = queue.ulHeadTime;
+    next = i;
   }
-  if (next == nullptr) return waiting ? kMustWait : kAllStreamsEnded;
-  if (!waiting) return kOk;
-  const auto timespan = static_cast<std::int32_t>(latestTail - next->ulHeadTime);
+  stream = static_cast<std::uint16_t>(next);
+  if (m_ulWaiting == 0) return kOk;
+  const auto timespan = static_cast<std::int32_t>(latestTail - earliestHead);
   const bool limitPassed = std::int64_t{timespan} > std::int64_t{m_Limits.maxTimespan} ||
-                           packets > m_Limits.maxPackets || bytes > m_Limits.maxBytes;
+                           m_ulPackets > m_Limits.maxPackets || IsByteLimitPassed();
   return limitPassed ? kOk : kMustWait;
+}
+
+bool CMergeSorter::IsByteLimitPassed() const {
+  if (m_Limits.maxBytes == kNoByteLimit) return false;
+  std::uint32_t bytes = 0;
+  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) bytes += m_pQueues[i].ulBytes;
+  return bytes > m_Limits.maxBytes;
 }
 
 Status CMergeSorter::SetStreamEnded(std::uint32_t stream) {
   if (!m_pQueues) return kInvalidState;
   if (stream >= m_ulStreamCount) return kInvalidArgument;
-  m_pQueues[stream].bEnded = true;
+  MergeSorterQueue& queue = m_pQueues[stream];
+  if (queue.IsWaiting()) --m_ulWaiting;
+  queue.bEnded = true;
   UpdateNext();
   return kOk;
 }
 
-bool CMergeSorter::IsStreamEnded(std::uint32_t stream) const {
-  return m_pQueues && stream < m_ulStreamCount && m_pQueues[stream].bEnded;
-}
-
-std::uint32_t CMergeSorter::GetQueuedCount(std::uint32_t stream) const {
-  if (!m_pQueues || stream >= m_ulStreamCount) return 0;
-  return static_cast<std::uint32_t>(m_pQueues[stream].packets.GetCount());
-}
-
+/// The state is consistent at each release, and no reference to a queue is held across it: the host may close the
+/// object there.
 void CMergeSorter::Flush() {
-  if (!m_pQueues) return;
-  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) m_pQueues[i].Clear();
-  UpdateNext();
+  m_ulWaiting = 0;
+  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
+    m_pQueues[i].Reset();
+    if (m_pQueues[i].IsWaiting()) ++m_ulWaiting;
+  }
+  while (RemoveAny()) continue;
+}
+
+ComPtr<IQBPacket> CMergeSorter::RemoveAny() {
+  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
+    if (!m_pQueues[i].packets.IsEmpty()) return RemoveHead(m_pQueues[i]);
+  }
+  if (m_pQueues) UpdateNext();
+  return nullptr;
 }
 
 }  // namespace qbflv

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
+#include "plugin/reader/packet_queue.h"
 #include "plugin/shell/host_interfaces.h"
 #include "plugin/util/com_ptr.h"
 #include "plugin/util/owned.h"
-#include "plugin/util/simple_list.h"
 
 namespace qbflv {
 
@@ -26,67 +26,71 @@ struct MergeSorterLimits {
 
 inline constexpr std::uint32_t kNoByteLimit = 0xFFFFFFFF;
 
-/// Times are compared as 32-bit serial numbers, so that timestamps may wrap. Operations before Initialize answer
+/// Times are compared as 32-bit serial numbers, so that timestamps may wrap. Operations before Initialize return
 /// kInvalidState, stream numbers out of range kInvalidArgument.
 class CMergeSorter {
  public:
-  /// kInvalidArgument for no streams, and nothing changes; kOutOfMemory leaves it without queues.
+  /// kInvalidArgument for no streams, kOutOfMemory on allocation failure; nothing changes on either.
   [[nodiscard]] Status Initialize(std::uint32_t streamCount, const MergeSorterLimits& limits);
-  /// Queues the packet under its stream number.
+  [[nodiscard]] bool IsInitialized() const { return static_cast<bool>(m_pQueues); }
+  /// Queues the packet under the stream number and the time that it tells.
   [[nodiscard]] Status AddPacket(ComPtr<IQBPacket> packet);
+  /// The same with what the caller knows about the packet. A failure leaves the packet to the caller.
+  [[nodiscard]] Status AddPacket(ComPtr<IQBPacket>&& packet, std::uint32_t stream, PacketFacts facts);
   /// kOk with the next packet, removed from its queue or left in it; or kMustWait or kAllStreamsEnded with none.
   [[nodiscard]] Status GetNextPacket(ComPtr<IQBPacket>& packet, bool remove);
-  /// The same without the packet: the stream that it is of.
+  /// The same for the stream of the next packet.
   [[nodiscard]] Status FindNextPacket(std::uint16_t& stream) const {
     stream = m_uNextStream;
     return m_NextStatus;
   }
-  /// No more packets will come for the stream: it makes the others wait no longer.
+  /// Removes the packet that FindNextPacket has found.
+  [[nodiscard]] ComPtr<IQBPacket> TakeNextPacket() { return RemoveHead(m_pQueues[m_uNextStream]); }
+  /// No more packets will come for the stream: the other streams no longer wait for it.
   Status SetStreamEnded(std::uint32_t stream);
-  [[nodiscard]] bool IsStreamEnded(std::uint32_t stream) const;
-  [[nodiscard]] std::uint32_t GetQueuedCount(std::uint32_t stream) const;
-  /// Drops every packet and forgets which streams have ended.
+  [[nodiscard]] bool IsStreamEnded(std::uint32_t stream) const {
+    return stream < m_ulStreamCount && m_pQueues[stream].bEnded;
+  }
+  [[nodiscard]] std::uint32_t GetQueuedCount(std::uint32_t stream) const {
+    return stream < m_ulStreamCount ? m_pQueues[stream].packets.GetCount() : 0;
+  }
+  /// Releases every packet and forgets which streams have ended. Each release may call back into the sorter's owner.
   void Flush();
 
  private:
   struct MergeSorterQueue {
-    MergeSorterQueue() = default;
-    ~MergeSorterQueue() { Clear(); }
-    MergeSorterQueue(const MergeSorterQueue&) = delete;
-    MergeSorterQueue& operator=(const MergeSorterQueue&) = delete;
+    /// Queues the packet and takes its time and bytes into account. False on allocation failure.
+    [[nodiscard]] bool Append(ComPtr<IQBPacket>&& packet, PacketFacts facts);
+    [[nodiscard]] ComPtr<IQBPacket> RemoveHead();
+    /// As after construction, but for the packets.
+    void Reset();
+    /// Nothing is queued, and more packets may come.
+    [[nodiscard]] bool IsWaiting() const { return packets.IsEmpty() && !bEnded; }
 
-    [[nodiscard]] bool IsEmpty() const { return packets.GetCount() == 0; }
-    [[nodiscard]] IQBPacket* GetHead() const;
-    /// False when the memory cannot be had.
-    [[nodiscard]] bool Append(ComPtr<IQBPacket> packet);
-    /// The packet appended last is one that counts.
-    void CountTail(std::uint32_t time, std::uint32_t bytes);
-    ComPtr<IQBPacket> RemoveHead();
-    void Clear();
-
-    /// In arrival order; each value is a packet with one reference.
-    CQBSimpleList packets;
     std::uint32_t ulHeadTime = 0;
     std::uint32_t ulTailTime = 0;
-    /// Stays 0 without a limit.
     std::uint32_t ulBytes = 0;
     bool bEnded = false;
-    /// The head time has been taken since the last flush.
+    /// The head time has been set since the last flush.
     bool bHeadTimeSet = false;
+    PacketQueue packets;
   };
 
-  void UpdateNext();
+  void UpdateNext() { m_NextStatus = ChooseNext(m_uNextStream); }
   [[nodiscard]] Status ChooseNext(std::uint16_t& stream) const;
-  [[nodiscard]] ComPtr<IQBPacket> TakeHead(MergeSorterQueue& queue);
-  /// Each packet would have to be asked twice for its buffer, for nothing when there is no limit.
-  [[nodiscard]] bool CountsBytes() const { return m_Limits.maxBytes != kNoByteLimit; }
+  [[nodiscard]] bool IsByteLimitPassed() const;
+  [[nodiscard]] ComPtr<IQBPacket> RemoveHead(MergeSorterQueue& queue);
+  [[nodiscard]] ComPtr<IQBPacket> RemoveAny();
 
-  std::uint32_t m_ulStreamCount = 0;
-  MergeSorterLimits m_Limits;
   OwnedArray<MergeSorterQueue> m_pQueues;
-  /// The next packet, decided whenever a queue changes: it is asked for more often than that.
+  std::uint32_t m_ulStreamCount = 0;
+  /// The next packet. It is computed when a queue changes, because it is queried more often than that.
   Status m_NextStatus = kInvalidState;
   std::uint16_t m_uNextStream = 0;
+  /// Packets in all queues, and queues that wait for one.
+  std::uint32_t m_ulPackets = 0;
+  std::uint32_t m_ulWaiting = 0;
+  MergeSorterLimits m_Limits;
 };
 
 }  // namespace qbflv

@@ -12,20 +12,18 @@ Status FindOption(IQBPropertyList* list, const char* name, OptionValue& value) {
 
   Status status = list->GetULONG32(name, &value.number);
   if (Succeeded(status)) {
-    value.kind = OptionValue::Kind::kNumber;
+    value.isNumber = true;
     return status;
   }
   ComPtr<IQBBuffer> held;
   status = list->GetCString(name, held.Out());
   if (Succeeded(status)) {
     const std::string_view text = BufferText(held.Get());
-    value.kind = HoldsOnlyDigits(text) ? OptionValue::Kind::kNumber : OptionValue::Kind::kText;
+    value.isNumber = HoldsOnlyDigits(text);
     value.number = static_cast<std::uint32_t>(ToInteger(text));
     return status;
   }
-  status = list->GetBuffer(name, held.Out());
-  if (Succeeded(status)) value.kind = OptionValue::Kind::kBuffer;
-  return status;
+  return list->GetBuffer(name, held.Out());
 }
 
 }  // namespace qbflv

@@ -1,4 +1,4 @@
-// What delivery and seeking keep of one stream.
+// What delivery and seeking keep about one stream.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 namespace qbflv {
 
 struct FLVStreamState {
-  /// The stream is live again, nothing is asked of it, and it may restart anywhere.
+  /// The stream is live again, has no open request and no restart position.
   void Restart() {
     bSeekPositionFound = false;
     ulSeekTime = 0;
@@ -22,18 +22,18 @@ struct FLVStreamState {
     ulSeekOffset = offset;
   }
 
-  /// Where a seek restarts the stream, valid while bSeekPositionFound: time in ms, relative to the time base, and file
+  /// The restart position of a seek, valid while bSeekPositionFound: time in ms, relative to the time base, and file
   /// offset.
   std::uint32_t ulSeekTime = 0;
   std::uint32_t ulSeekOffset = 0;
-  /// Units queued since the last seek.
+  /// Units queued since the last seek, where a limit counts them.
   std::uint32_t ulUnitCount = 0;
   bool bSeekPositionFound = false;
   /// A GetPacket is open.
   bool bPacketRequested = false;
   /// StreamDone has been sent; GetPacket is refused until a seek.
   bool bStreamDone = false;
-  /// The first packet delivered was asked for its RTP interface, and had it.
+  /// The stream's first delivered packet was queried for its RTP interface, and had it.
   bool bPacketTypeChecked = false;
   bool bRTPPackets = false;
 };

@@ -1,61 +1,28 @@
-// The tail scan: walks back from the end of the file to the last timestamps, which give the durations. Whatever fails
-// here only ends the tail scan.
-#include "plugin/reader/file_format.h"
-#include "plugin/reader/flv_parsers.h"
-#include "plugin/util/host_objects.h"
+#include "plugin/reader/tail_scan.h"
+
+#include "plugin/util/byte_cursor.h"
 
 namespace qbflv {
 
-void CQBFLVFileFormat::OnTailSize(Status status, IQBBuffer* buffer) {
-  const auto bytes = BufferBytes(buffer);
-  if (Failed(status) || bytes.size() != kPreviousTagSizeBytes) return Rewind();
-  ByteCursor cursor(bytes);
-  std::uint32_t lastTagSize = 0;
-  if (Failed(ReadUINT32(cursor, lastTagSize))) return Rewind();
-  m_TailChain.Restart();
-  SeekTailTag(m_ulFileOffset - lastTagSize - 2 * kPreviousTagSizeBytes);
+bool CTailScan::Start(std::span<const std::uint8_t> lastTagSize, std::uint32_t readOffset, std::uint32_t& next) {
+  if (lastTagSize.size() != kPreviousTagSizeBytes) return false;
+  m_Cycle.Restart();
+  ByteCursor cursor(lastTagSize);
+  std::uint32_t size = 0;
+  return Succeeded(ReadUINT32(cursor, size)) && StepBack(readOffset, size, next);
 }
 
-void CQBFLVFileFormat::OnTailTag(Status status, IQBBuffer* buffer) {
-  const auto bytes = BufferBytes(buffer);
-  if (Failed(status) || bytes.size() != kTagHeaderReadBytes) return Rewind();
-  if (Failed(ParseTagHeader(ByteCursor(bytes), m_TagHeader))) return Rewind();
-  NoteTailTag();
-  if (IsTailKnown()) return Rewind();
-  SeekTailTag(m_ulFileOffset - m_TagHeader.ulPreviousTagSize - kTagHeaderReadBytes - kPreviousTagSizeBytes);
+/// A tag that tells something new restarts the cycle detection: only a round that tells nothing can go on for ever.
+bool CTailScan::Continue(const CurrentTag& tag, CScanFacts& facts, std::uint32_t& next) {
+  if (facts.NoteTailTag(tag.header)) m_Cycle.Restart();
+  if (facts.IsTailKnown()) return false;
+  return StepBack(tag.offset, tag.header.ulPreviousTagSize, next);
 }
 
-/// The walk goes backwards: the first audio tag met is the last one of the file, and the gap to the one before it is
-/// taken as the length of the last. A tag that tells something new lets the walk start on a new round: only a round in
-/// which nothing is learned can go on for ever.
-void CQBFLVFileFormat::NoteTailTag() {
-  const std::uint32_t relative = m_TagHeader.ulTimestamp - m_ulTimeBase;
-  if (m_TagHeader.ucTagType == kTagVideo) {
-    if (m_bLastVideoTimeKnown) return;
-    m_ulLastVideoTime = relative;
-    m_bLastVideoTimeKnown = true;
-    m_TailChain.Restart();
-    return;
-  }
-  if (m_TagHeader.ucTagType != kTagAudio || (m_bTailAudioSeen && m_bAudioDurationKnown)) return;
-  if (!m_bTailAudioSeen) {
-    m_ulLastAudioTime = relative;
-    m_bTailAudioSeen = true;
-  } else {
-    m_ulAudioDuration = 2 * m_ulLastAudioTime - relative;
-    m_bAudioDurationKnown = true;
-  }
-  m_TailChain.Restart();
-}
-
-bool CQBFLVFileFormat::IsTailKnown() const {
-  if (m_FileHeader.HasAudio() && !m_bAudioDurationKnown) return false;
-  return !m_FileHeader.HasVideo() || m_bLastVideoTimeKnown;
-}
-
-void CQBFLVFileFormat::SeekTailTag(std::uint32_t offset) {
-  if (m_TailChain.ComesRound(offset)) return Rewind();
-  SeekFile(kStateTailTagSeekPending, offset);
+/// Sizes are not checked: offsets wrap modulo 2^32.
+bool CTailScan::StepBack(std::uint32_t offset, std::uint32_t previousTagSize, std::uint32_t& next) {
+  next = offset - previousTagSize - kPreviousTagSizeBytes;
+  return !m_Cycle.IsCycle(next);
 }
 
 }  // namespace qbflv

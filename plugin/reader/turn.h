@@ -1,42 +1,34 @@
-// The two small guards of a call into the file-format object.
+// How calls into the file-format object nest: turns and steps.
 #pragma once
+
+#include <utility>
 
 #include "plugin/platform/platform.h"
 #include "plugin/reader/file_format.h"
 
 namespace qbflv {
 
-/// One call into the object that may issue operations or call the sink. The outermost keeps the object alive and, at
-/// its end, takes up the completions that arrived meanwhile.
-class CQBFLVFileFormat::Turn {
+/// Runs a step of the object. The outermost call is a turn: it keeps the object alive, and processes the completions
+/// that arrive while its steps run. A nested call only runs its step.
+template <typename Action>
+Status CQBFLVFileFormat::RunTurn(Action&& action) {
+  if (m_bInTurn) return action();
+  const auto self = ComPtr<CQBFLVFileFormat>::Retain(this);
+  m_bInTurn = true;
+  const Status status = action();
+  ProcessCompletions();
+  m_bInTurn = false;
+  return status;
+}
+
+/// Marks a step before it calls the host.
+class CQBFLVFileFormat::Step {
  public:
-  explicit Turn(CQBFLVFileFormat& object) {
-    if (object.m_bInTurn) return;
-    m_pOutermost = ComPtr<CQBFLVFileFormat>::Retain(&object);
-    object.m_bInTurn = true;
-  }
+  explicit Step(const CQBFLVFileFormat& object) : m_Object(object), m_ulEpoch(object.m_ulEpoch) {}
 
-  ~Turn() {
-    if (!m_pOutermost) return;
-    m_pOutermost->RunAnswers();
-    m_pOutermost->m_bInTurn = false;
-  }
-
-  Turn(const Turn&) = delete;
-  Turn& operator=(const Turn&) = delete;
-
- private:
-  /// Null in a nested call.
-  ComPtr<CQBFLVFileFormat> m_pOutermost;
-};
-
-/// Where the object was before a call to the host.
-class CQBFLVFileFormat::Bookmark {
- public:
-  explicit Bookmark(const CQBFLVFileFormat& object) : m_Object(object), m_ulEpoch(object.m_ulEpoch) {}
-
-  /// The host has moved the object on, or wants nothing more of it: only the turn's own reference is left.
-  [[nodiscard]] bool IsLost() const {
+  /// The host has closed the object or started something else inside the call, or released its last reference: only the
+  /// turn's own reference is left. The step must end without touching the members.
+  [[nodiscard]] bool IsAbandoned() const {
     return m_Object.m_ulEpoch != m_ulEpoch || platform::AtomicLoad(m_Object.m_lRefCount) <= 1;
   }
 

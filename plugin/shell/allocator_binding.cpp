@@ -11,7 +11,7 @@ namespace {
 using NewFunction = platform::Allocator;
 using DeleteFunction = void (*)(void*);
 
-// Written without a lock: threads that bind at once store the same value.
+// No lock is needed: threads that bind at the same time store the same value.
 std::atomic<NewFunction> g_pfnHostNew = nullptr;
 std::atomic<DeleteFunction> g_pfnHostDelete = nullptr;
 std::atomic<NewFunction> g_pfnHostNewArray = nullptr;

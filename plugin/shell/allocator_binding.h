@@ -1,4 +1,4 @@
-// Binds the library's heap to the host process: every block is taken and given back through the heap operators that the
+// Binds the library's heap to the host process: all memory is allocated and freed through the heap operators that the
 // main program exports.
 #pragma once
 
@@ -6,14 +6,14 @@
 
 namespace qbflv {
 
-// Each finds the host's operator on its first use; while it cannot be found, every call writes a message to standard
-// error and looks again. Nothing is thrown: a host operator that throws counts as one that has no memory left.
+// Each function looks its host operator up on first use. As long as the lookup fails, every call writes a message to
+// standard error and tries again. An exception of the host's operator counts as an allocation failure.
 
-/// Null when the operator cannot be found or has no memory left.
+/// Returns null if the operator is not found or on allocation failure.
 [[nodiscard]] void* HostNew(std::size_t size) noexcept;
 [[nodiscard]] void* HostNewArray(std::size_t size) noexcept;
 
-/// Without the operator the block is not freed.
+/// Does not free the block if the operator is not found.
 void HostDelete(void* block) noexcept;
 void HostDeleteArray(void* block) noexcept;
 

@@ -1,7 +1,7 @@
-// The library's own heap operators, all of which go through the host's. They are not exported: a host keeps its own.
+// The library's heap operators, which forward to the host's. They are not exported, so the host's own stay in place.
 //
-// There is no throwing operator new: the plug-in takes memory only with std::nothrow, since running out is an answer to
-// the host and never an exception. A use of the throwing form would show as an unresolved import of the library.
+// There is no throwing operator new: the plug-in allocates only with std::nothrow and reports failures by status. A use
+// of the throwing form becomes an unresolved import of the library.
 #include <new>
 
 #include "plugin/shell/allocator_binding.h"

@@ -1,4 +1,4 @@
-// The class that the library exports: the file-format object with its descriptors, in the RTMP packet format.
+// The class that QBMCreateInstance creates: the file-format object with its descriptors and RTMP packets.
 #pragma once
 
 #include "plugin/reader/file_format.h"
@@ -11,19 +11,11 @@ class CQBFLVPlusFileFormat final : public CQBFLVFileFormat, public IQBPacketForm
   std::uint32_t AddRef() override { return CQBFLVFileFormat::AddRef(); }
   std::uint32_t Release() override { return CQBFLVFileFormat::Release(); }
 
-  // IQBPlugin
-  Status GetPluginInfo(std::uint32_t* flag, const char** description, const char** copyright, const char** moreInfo,
-                       std::uint32_t* version) override;
-
-  // IQBFileFormatObject
-  Status GetFileFormatInfo(const char* const** mimeTypes, const char* const** extensions,
-                           const char* const** openNames) override;
-
   // IQBPacketFormat
   Status GetSupportedPacketFormats(const char* const** formats) override;
   Status SetPacketFormat(const char* format) override;
 
-  /// Always a CRTMPPayload; neither list is looked at.
+  /// Creates a CRTMPPayload; ignores both lists.
   Status CreatePayload(IQBPropertyList* headers, IQBPropertyList* urlOptions) override;
 };
 

@@ -1,49 +1,54 @@
-// Big-endian readers over a run of bytes. Every parser of the plug-in reads through them, so none can read past its
-// input.
+// Bounds-checked big-endian readers. Every parser of the plug-in reads its input through them.
 #pragma once
 
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <utility>
 
 #include "plugin/shell/host_interfaces.h"
 
 namespace qbflv {
 
-/// The next unread byte and the count of bytes that remain. A reader that succeeds moves past its item; one that fails
-/// moves nothing. Decoding that is made of several items is not rolled back.
+/// The next unread byte and the number of remaining bytes. A reader advances the cursor past its item on success and
+/// leaves it unchanged on failure. Decoders of several items do not restore the cursor when a later item fails.
 struct ByteCursor {
   const std::uint8_t* bytes = nullptr;
   std::uint32_t remaining = 0;
 
   ByteCursor() = default;
-  explicit ByteCursor(std::span<const std::uint8_t> run)
-      : bytes(run.data()), remaining(static_cast<std::uint32_t>(run.size())) {}
+  explicit ByteCursor(std::span<const std::uint8_t> input)
+      : bytes(input.data()), remaining(static_cast<std::uint32_t>(input.size())) {}
 
-  /// What is left, as a run.
+  /// The remaining bytes.
   [[nodiscard]] std::span<const std::uint8_t> Rest() const { return {bytes, remaining}; }
 };
 
-/// The unsigned number of kSize bytes at kOffset in a run whose length is known when compiling: nothing to check is
-/// left.
+/// The unsigned number of kSize bytes at kOffset. The compiler checks the bounds.
 template <std::size_t kOffset, std::size_t kSize, std::size_t kLength>
-[[nodiscard]] constexpr std::uint32_t BigEndianAt(std::span<const std::uint8_t, kLength> run) {
+[[nodiscard]] constexpr std::uint32_t BigEndianAt(std::span<const std::uint8_t, kLength> input) {
   static_assert(kSize <= 4 && kOffset + kSize <= kLength);
-  std::uint32_t value = 0;
-  for (const std::uint8_t byte : run.template subspan<kOffset, kSize>()) value = value << 8U | byte;
-  return value;
+  // One expression: compilers then load the number at once.
+  return [&]<std::size_t... kIndex>(std::index_sequence<kIndex...>) {
+    return ((std::uint32_t{input[kOffset + kIndex]} << (8 * (kSize - 1 - kIndex))) | ...);
+  }
+  (std::make_index_sequence<kSize>());
 }
 
-// Each answers kOk, or kFailed when the cursor has no bytes to point at or fewer remain than the item needs.
+// The readers return kOk, or kFailed if the cursor's pointer is null or fewer bytes remain than the item needs.
 
 /// An unsigned number of kSize bytes.
 template <std::uint32_t kSize, typename Value>
 [[nodiscard]] inline Status ReadBigEndian(ByteCursor& cursor, Value& value) {
   if (cursor.bytes == nullptr || cursor.remaining < kSize) return kFailed;
-  std::uint64_t result = 0;
-  for (std::uint32_t i = 0; i < kSize; ++i) result = result << 8 | cursor.bytes[i];
-  value = static_cast<Value>(result);
+  const std::span<const std::uint8_t, kSize> input(cursor.bytes, kSize);
+  if constexpr (kSize <= 4) {
+    value = static_cast<Value>(BigEndianAt<0, kSize>(input));
+  } else {
+    const std::uint64_t high = BigEndianAt<0, kSize - 4>(input);
+    value = static_cast<Value>(high << 32U | BigEndianAt<kSize - 4, 4>(input));
+  }
   cursor.bytes += kSize;
   cursor.remaining -= kSize;
   return kOk;
@@ -69,9 +74,9 @@ template <std::uint32_t kSize, typename Value>
   return status;
 }
 
-/// Reads count bits (at most 32), the first one most significant. bitPosition is the next bit of the current byte, from
-/// 7 (its most significant) down to 0. A count of 0 yields 0. kFailed also for a bit position above 7, for more bits
-/// than remain, and when no byte remains.
+/// Reads count bits (at most 32), most significant first. bitPosition is the next bit of the current byte, from 7 (most
+/// significant) down to 0. A count of 0 yields 0. Also returns kFailed for a bit position above 7, a count above 32,
+/// and if no byte remains.
 [[nodiscard]] Status ReadBits(ByteCursor& cursor, std::uint32_t& bitPosition, std::uint32_t count,
                               std::uint32_t& value);
 

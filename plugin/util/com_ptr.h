@@ -1,4 +1,4 @@
-// The one smart pointer for interface objects: it holds one reference and drops it when it goes.
+// The smart pointer for interface objects: it owns one reference and releases it when it is destroyed.
 #pragma once
 
 #include <cstddef>
@@ -6,27 +6,27 @@
 
 namespace qbflv {
 
-/// Two spelled-out ways in: Adopt takes over a reference that was handed out, Retain adds one to a borrowed pointer.
+/// Adopt takes over a reference that the caller owns; Retain adds a reference to a borrowed pointer.
 template <typename Interface>
 class ComPtr {
  public:
   ComPtr() = default;
-  ComPtr(std::nullptr_t) {}  // NOLINT(google-explicit-constructor): null reads naturally wherever a pointer does
+  ComPtr(std::nullptr_t) {}  // NOLINT(google-explicit-constructor): lets callers pass nullptr
   ComPtr(const ComPtr& other) : ComPtr(Retain(other.m_pObject)) {}
   ComPtr(ComPtr&& other) noexcept : m_pObject(std::exchange(other.m_pObject, nullptr)) {}
   ~ComPtr() {
     if (m_pObject != nullptr) m_pObject->Release();
   }
 
-  /// The old object is released last, so assigning to oneself and re-entry from its Release are safe.
+  /// Releases the old object last, so self-assignment and re-entry from its Release are safe.
   ComPtr& operator=(ComPtr other) noexcept {
     std::swap(m_pObject, other.m_pObject);
     return *this;
   }
 
-  static ComPtr Adopt(Interface* handedOut) {
+  static ComPtr Adopt(Interface* owned) {
     ComPtr pointer;
-    pointer.m_pObject = handedOut;
+    pointer.m_pObject = owned;
     return pointer;
   }
 
@@ -40,19 +40,19 @@ class ComPtr {
   Interface& operator*() const { return *m_pObject; }
   explicit operator bool() const { return m_pObject != nullptr; }
 
-  /// Drops what is held and gives the place for an out parameter, which is adopted as it stands.
+  /// Releases the held object and returns the address for an out parameter, whose reference the pointer then owns.
   Interface** Out() {
     *this = nullptr;
     return &m_pObject;
   }
 
-  /// The same for out parameters that are declared void**.
+  /// Like Out, for out parameters of type void**.
   void** OutVoid() { return reinterpret_cast<void**>(Out()); }
 
-  /// Hands the reference over to the caller.
+  /// Transfers the reference to the caller.
   [[nodiscard]] Interface* Detach() { return std::exchange(m_pObject, nullptr); }
 
-  /// Another interface of the object, or null when there is none (or no object).
+  /// Returns another interface of the object, or null if it has none or the pointer is null.
   template <typename Other>
   ComPtr<Other> Query() const {
     return QueryFor<Other>(m_pObject);
@@ -62,7 +62,7 @@ class ComPtr {
   Interface* m_pObject = nullptr;
 };
 
-/// Another interface of a borrowed object, or null when it has none (or there is no object).
+/// Returns another interface of a borrowed object, or null if it has none or object is null.
 template <typename Other, typename Interface>
 ComPtr<Other> QueryFor(Interface* object) {
   ComPtr<Other> result;

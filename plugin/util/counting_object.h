@@ -1,11 +1,12 @@
-// The base of every object that the host may hold: together they tell whether the library may be unloaded.
+// The base of every object that the host may hold. It counts them, because the library may be unloaded only without
+// live objects.
 #pragma once
 
 #include <cstdint>
 
 namespace qbflv {
 
-/// Objects alive in this library.
+/// Number of live objects of this library.
 extern std::int32_t g_lObjectCount;
 
 class CQBBaseCountingObject {

@@ -1,4 +1,4 @@
-// Makes host objects through the factory, and reads host buffers without trusting what they say of themselves.
+// Creates host objects through the factory, and reads host buffers without trusting the values they report.
 #pragma once
 
 #include <cstdint>
@@ -12,24 +12,23 @@
 
 namespace qbflv {
 
-/// A new, empty host object. kFailed without a factory, or when the host claims success but hands nothing out; object
-/// is null on every failure.
+/// Creates an empty host object. Returns the factory's status; kFailed without a factory, or if the factory succeeds
+/// without an object. object is null on failure.
 template <typename Interface>
 [[nodiscard]] Status CreateObject(IQBObjectFactory* factory, ComPtr<Interface>& object) {
   object = nullptr;
   if (factory == nullptr) return kFailed;
-  ComPtr<Interface> made;
-  const Status status = factory->CreateInstance(Interface::kId, made.OutVoid());
+  ComPtr<Interface> created;
+  const Status status = factory->CreateInstance(Interface::kId, created.OutVoid());
   if (Failed(status)) return status;
-  if (!made) return kFailed;
-  object = std::move(made);
+  if (!created) return kFailed;
+  object = std::move(created);
   return status;
 }
 
-/// A new buffer with the text of that length and its NUL, which must stand at text[length]. buffer is null on failure.
+/// Creates a buffer that holds the text and its NUL. REQUIRES: text[length] is the NUL. buffer is unchanged on failure.
 [[nodiscard]] inline Status MakeTextBuffer(IQBObjectFactory* factory, const char* text, std::uint32_t length,
                                            ComPtr<IQBBuffer>& buffer) {
-  buffer = nullptr;
   ComPtr<IQBBuffer> filled;
   Status status = CreateObject(factory, filled);
   if (Failed(status)) return status;
@@ -42,7 +41,8 @@ template <typename Interface>
   return MakeTextBuffer(factory, text, static_cast<std::uint32_t>(std::strlen(text)), buffer);
 }
 
-/// The buffer's bytes, valid until it is changed or released. None for no buffer, no bytes or size 0.
+/// The buffer's bytes, valid until it is changed or released. Empty without a buffer, and for a buffer that returns no
+/// bytes whatever its size: decoders then fail for lack of input. Only GetSize tells whether a read was short.
 [[nodiscard]] inline std::span<const std::uint8_t> BufferBytes(IQBBuffer* buffer) {
   if (buffer == nullptr) return {};
   const std::uint8_t* const bytes = buffer->GetBuffer();
@@ -50,7 +50,7 @@ template <typename Interface>
   return {bytes, buffer->GetSize()};
 }
 
-/// The buffer's text up to its first NUL, or all of it when the host forgot the NUL. Valid as BufferBytes.
+/// The buffer's text up to its first NUL, or all of it if it has no NUL. Valid as long as BufferBytes.
 [[nodiscard]] inline std::string_view BufferText(IQBBuffer* buffer) {
   const std::span<const std::uint8_t> bytes = BufferBytes(buffer);
   if (bytes.empty()) return {};

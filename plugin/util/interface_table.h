@@ -1,4 +1,4 @@
-// QueryInterface as a search through a table of identifiers.
+// Implements QueryInterface as a search in a table of identifiers.
 #pragma once
 
 #include <span>
@@ -7,12 +7,12 @@
 
 namespace qbflv {
 
-/// What is handed out for an identifier. A null pointer stands for an interface that is not there.
+/// The interface that an object returns for an identifier. A null pointer means that it has no such interface.
 struct InterfaceEntry {
   const GUID* id;
-  /// The address that the caller gets, exactly as its type wants it.
+  /// The address that the caller receives, already converted to the interface's type.
   void* pointer;
-  /// The same object, to add the reference to.
+  /// The same object, for AddRef.
   IUnknown* unknown;
 };
 
@@ -21,7 +21,8 @@ InterfaceEntry EntryFor(Interface* pointer) {
   return {&Interface::kId, pointer, pointer};
 }
 
-/// Stores the entry's pointer with one reference and answers kOk, or null and kNoInterface.
+/// Stores the entry's pointer with one reference and returns kOk, or stores null and returns kNoInterface. Returns
+/// kInvalidArgument if object is null.
 Status FindInterface(std::span<const InterfaceEntry> entries, const GUID& id, void** object);
 
 }  // namespace qbflv

@@ -1,12 +1,12 @@
-// Conversions from floating point that are defined for every value a file can hold.
+// Conversion from floating point that is defined for every value a file can contain.
 #pragma once
 
 #include <cstdint>
 
 namespace qbflv {
 
-/// The value cut toward zero to a signed 64-bit integer, of which the low 32 bits count: so -4.0 gives 0xFFFFFFFC. 0
-/// for what such an integer cannot hold: NaN, infinities, too large.
+/// Truncates toward zero to a signed 64-bit integer and returns its low 32 bits, so -4.0 gives 0xFFFFFFFC. Returns 0
+/// for values that such an integer cannot hold: NaN, infinities and numbers out of range.
 constexpr std::uint32_t TruncateToU32(double value) {
   constexpr double kTwoTo63 = 9223372036854775808.0;
   if (!(value >= -kTwoTo63 && value < kTwoTo63)) return 0;

@@ -1,4 +1,4 @@
-// Owned objects and arrays that can be refused: memory that cannot be had is an answer, not an exception.
+// Creates owned objects and arrays. Allocation failures return null instead of throwing.
 #pragma once
 
 #include <cstdint>
@@ -12,20 +12,20 @@ namespace qbflv {
 template <typename Element>
 using OwnedArray = std::unique_ptr<Element[]>;
 
-/// count new elements, value-initialised; null when the memory cannot be had. A count of 0 gives an array of none.
+/// Creates count value-initialised elements. Returns null on allocation failure; a count of 0 gives an empty array.
 template <typename Element>
 [[nodiscard]] OwnedArray<Element> MakeArray(std::uint32_t count) {
   return OwnedArray<Element>(new (std::nothrow) Element[count]());
 }
 
-/// count elements that are not set: memory that is never written to stays with the system. Null as above.
+/// Like MakeArray, without initialisation, so that the system need not provide memory that is never written.
 template <typename Element>
-[[nodiscard]] OwnedArray<Element> MakeRoom(std::uint32_t count) {
+[[nodiscard]] OwnedArray<Element> MakeUninitialisedArray(std::uint32_t count) {
   static_assert(std::is_trivially_default_constructible_v<Element>);
   return OwnedArray<Element>(new (std::nothrow) Element[count]);
 }
 
-/// A new object; null when the memory cannot be had.
+/// Creates an object. Returns null on allocation failure.
 template <typename Object, typename... Arguments>
 [[nodiscard]] std::unique_ptr<Object> MakeOwned(Arguments&&... arguments) {
   return std::unique_ptr<Object>(new (std::nothrow) Object(std::forward<Arguments>(arguments)...));

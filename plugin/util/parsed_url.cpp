@@ -15,7 +15,7 @@ CQBParsedURL::CQBParsedURL(const char* url, IUnknown* context) : m_pContext(ComP
 Status CQBParsedURL::Parse(const char* url) {
   if (url == nullptr) return kURLMissing;
   if (!m_strURLText.Assign(url)) return kOutOfMemory;
-  Status status = MakeLists();
+  Status status = CreateLists();
   if (Failed(status)) return status;
 
   CQBString text;
@@ -30,14 +30,14 @@ Status CQBParsedURL::Parse(const char* url) {
   return ParseOptions();
 }
 
-Status CQBParsedURL::MakeLists() {
+Status CQBParsedURL::CreateLists() {
   m_pObjectFactory = QueryFor<IQBObjectFactory>(m_pContext.Get());
-  const bool made = Succeeded(CreateObject(m_pObjectFactory.Get(), m_pProperties)) &&
-                    Succeeded(CreateObject(m_pObjectFactory.Get(), m_pOptions));
-  return made ? kOk : kInvalidState;
+  const bool created = Succeeded(CreateObject(m_pObjectFactory.Get(), m_pProperties)) &&
+                       Succeeded(CreateObject(m_pObjectFactory.Get(), m_pOptions));
+  return created ? kOk : kInvalidState;
 }
 
-/// Viewers may ask for a start time in short: "$1:30" at the end of a URL stands for "?start=1:30".
+/// Expands the start-time shorthand: "$1:30" at the end of a URL means "?start=1:30".
 Status CQBParsedURL::RewriteStartTime(CQBString& text) const {
   text = m_strURLText;
   const std::string_view whole = m_strURLText.GetView();
@@ -61,8 +61,7 @@ Status CQBParsedURL::SplitText(const CQBString& text) {
   return NormaliseURL(m_recParts);
 }
 
-/// Nobody takes this list yet. So it says what costs nothing to say, and a long URL is not copied into it; a host that
-/// refuses a value does no harm.
+/// Nothing reads this list, so it holds only numbers, which are cheap to set, and failures to set them are ignored.
 void CQBParsedURL::SetProperties() {
   const std::int32_t port = m_recParts.lPort == kNoPort ? m_recParts.usDefaultPort : m_recParts.lPort;
   static_cast<void>(m_pProperties->SetULONG32("SchemeCode", m_recParts.ucSchemeCode));
@@ -101,7 +100,7 @@ Status CQBParsedURL::ParseOptions() {
     m_pOptions = options;
     status = SetQueryOptions(m_recParts.query.GetView(), m_pObjectFactory.Get(), options.Get());
   }
-  // A host that refuses a single option does not make the URL a bad one.
+  // An option that the host rejects does not make the URL invalid.
   return status == kOutOfMemory ? status : kOk;
 }
 

@@ -1,4 +1,4 @@
-// A URL, parsed for the options that its query carries.
+// Parses a URL for the options in its query.
 #pragma once
 
 #include <cstdint>
@@ -12,32 +12,33 @@ namespace qbflv {
 
 // Statuses of a parse.
 
+/// The URL is null.
 inline constexpr Status kURLMissing = MakeStatus(0x80040082);
-/// No scheme, or one that cannot be.
+/// The scheme is missing or invalid.
 inline constexpr Status kURLBadScheme = MakeStatus(0x800400C9);
 /// A network path of the classes HTTP, QTV or RTSP without a usable host.
 inline constexpr Status kURLBadHost = MakeStatus(0x800400CB);
 /// A "file" URL without a path.
 inline constexpr Status kURLNoPath = MakeStatus(0x800400CC);
+/// The port is above 65535.
 inline constexpr Status kURLBadPort = MakeStatus(0x80040695);
 
-/// Parses at once, in its constructor.
 class CQBParsedURL {
  public:
-  /// url may be null: there is none. An empty text is a URL without a scheme.
+  /// Parses the URL. url may be null; an empty text is a URL without a scheme.
   CQBParsedURL(const char* url, IUnknown* context);
 
-  /// kOk; the first failure of the parse: one of the statuses above, kInvalidState without an object factory or lists,
-  /// kOutOfMemory.
+  /// kOk, or the first failure of the parse: one of the statuses above, kInvalidState without an object factory or
+  /// lists, or kOutOfMemory.
   [[nodiscard]] Status GetStatus() const { return m_lStatus; }
   [[nodiscard]] const URLParts& GetParts() const { return m_recParts; }
-  /// The options, also after a failure: then empty, unless it came while they were being set. Null when there was
-  /// nothing to make a list with.
+  /// The options. After a failure the list is empty, or holds the options that were set before the failure. Null if the
+  /// list could not be created.
   [[nodiscard]] const ComPtr<IQBPropertyList>& GetOptions() const { return m_pOptions; }
 
  private:
   Status Parse(const char* url);
-  Status MakeLists();
+  Status CreateLists();
   Status RewriteStartTime(CQBString& text) const;
   Status SplitText(const CQBString& text);
   void SetProperties();

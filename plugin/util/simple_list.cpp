@@ -9,7 +9,7 @@ namespace qbflv {
 
 namespace {
 
-constexpr std::int32_t kMostSpares = 8;
+constexpr std::int32_t kMaxSpareNodes = 8;
 
 void DeleteAll(CQBSimpleList::Node* node) {
   while (node != nullptr) {
@@ -22,7 +22,7 @@ void DeleteAll(CQBSimpleList::Node* node) {
 
 CQBSimpleList::~CQBSimpleList() {
   CQBSimpleList::RemoveAll();
-  DeleteAll(m_pSpares);
+  DeleteAll(m_pSpareNodes);
 }
 
 bool CQBSimpleList::IsValid() const {
@@ -50,7 +50,7 @@ CQBSimpleList::Position CQBSimpleList::RemoveAt(Position node) {
   (node->next != nullptr ? node->next->previous : m_pTail) = node->previous;
   --m_lCount;
   const Position neighbour = node->next != nullptr ? node->next : node->previous;
-  Discard(node);
+  RecycleNode(node);
   return neighbour;
 }
 
@@ -96,17 +96,17 @@ CQBSimpleList::Position CQBSimpleList::Link(Position previous, Position next, vo
 }
 
 CQBSimpleList::Position CQBSimpleList::TakeNode() {
-  if (m_pSpares == nullptr) return MakeOwned<Node>().release();
+  if (m_pSpareNodes == nullptr) return MakeOwned<Node>().release();
   --m_lSpareCount;
-  return std::exchange(m_pSpares, m_pSpares->next);
+  return std::exchange(m_pSpareNodes, m_pSpareNodes->next);
 }
 
-void CQBSimpleList::Discard(Position node) {
-  if (m_lSpareCount == kMostSpares) {
+void CQBSimpleList::RecycleNode(Position node) {
+  if (m_lSpareCount == kMaxSpareNodes) {
     const std::unique_ptr<Node> removed(node);
     return;
   }
-  node->next = std::exchange(m_pSpares, node);
+  node->next = std::exchange(m_pSpareNodes, node);
   ++m_lSpareCount;
 }
 

@@ -1,4 +1,4 @@
-// A doubly linked list of untyped values, which it does not own.
+// A doubly linked list of untyped values. It does not own the values.
 #pragma once
 
 #include <cstdint>
@@ -13,10 +13,10 @@ class CQBSimpleList {
     void* value = nullptr;
   };
 
-  /// Null stands for no position. Valid until its node is removed.
+  /// A position is valid until its node is removed; null means no position.
   using Position = Node*;
 
-  /// A place in a list that moves on when its node is removed.
+  /// A position that advances to the next node when RemoveAtIterator removes its node.
   struct Iterator {
     Position position = nullptr;
   };
@@ -25,35 +25,36 @@ class CQBSimpleList {
   CQBSimpleList(const CQBSimpleList&) = delete;
   CQBSimpleList& operator=(const CQBSimpleList&) = delete;
 
-  // The virtual operations keep this order; the iterator forms have names of their own because compilers differ in
-  // where they put overloads.
+  // The order of the virtual operations is fixed. The iterator forms have names of their own because compilers order
+  // overloads differently.
 
   virtual ~CQBSimpleList();
-  /// Whether count, head and tail agree.
+  /// Returns whether count, head and tail are consistent.
   [[nodiscard]] virtual bool IsValid() const;
   virtual void RemoveAll();
-  /// Removes the node at the iterator's position and moves the iterator to the next node, or to none.
+  /// Removes the node at the iterator's position and advances the iterator to the next node, or to none.
   virtual void RemoveAtIterator(Iterator& iterator);
-  /// Answers the next node, or the previous one when there is no next. Null, without effect, for null.
+  /// Removes the node. Returns the next node, or the previous one if there is no next. Does nothing and returns null
+  /// for null.
   virtual Position RemoveAt(Position node);
   virtual Position InsertBeforeIterator(const Iterator& iterator, void* value);
-  /// Before the head when node is null. Answers the new node, or null when the memory cannot be had.
+  /// Inserts before node, or before the head if node is null. Returns the new node, or null on allocation failure.
   virtual Position InsertBefore(Position node, void* value);
   virtual Position InsertAfterIterator(const Iterator& iterator, void* value);
-  /// After the tail when node is null. Answers the new node, or null when the memory cannot be had.
+  /// Inserts after node, or after the tail if node is null. Returns the new node, or null on allocation failure.
   virtual Position InsertAfter(Position node, void* value);
-  /// The first node from start (null: the head) with that value, or null.
+  /// Returns the first node from start (from the head if null) with that value, or null.
   [[nodiscard]] virtual Position Find(const void* value, Position start) const;
-  /// Does nothing; keeps its place among the operations.
+  /// Does nothing; occupies a slot.
   virtual void Reserved() {}
 
   [[nodiscard]] std::int32_t GetCount() const { return m_lCount; }
   [[nodiscard]] Position GetHead() const { return m_pHead; }
   [[nodiscard]] Position GetTail() const { return m_pTail; }
 
-  /// The value at a position, which must not be null.
+  /// REQUIRES: position is not null.
   [[nodiscard]] static void* GetAt(Position position) { return position->value; }
-  /// The value at a position, which must not be null, and moves the position on.
+  /// Returns the value at position and advances position. REQUIRES: position is not null.
   static void* GetNext(Position& position);
 
  protected:
@@ -62,13 +63,13 @@ class CQBSimpleList {
   Node* m_pTail = nullptr;
 
  private:
-  /// Makes a node between two neighbours; null stands for an end of the list.
+  /// Inserts a node between two neighbours; null means an end of the list. Returns null on allocation failure.
   Position Link(Position previous, Position next, void* value);
   [[nodiscard]] Position TakeNode();
-  void Discard(Position node);
+  void RecycleNode(Position node);
 
-  /// A few removed nodes, for the next values: a queue that fills and empties all the time takes no memory for it.
-  Node* m_pSpares = nullptr;
+  /// Removed nodes, linked by next, which later insertions reuse: a queue then rarely allocates.
+  Node* m_pSpareNodes = nullptr;
   std::int32_t m_lSpareCount = 0;
 };
 

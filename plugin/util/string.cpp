@@ -11,7 +11,7 @@ namespace qbflv {
 
 namespace {
 
-/// Positions are signed 32-bit, and the NUL needs its place.
+/// Positions are signed 32-bit, and the NUL takes one byte.
 constexpr std::uint32_t kMaxLength = 0x7FFFFFFE;
 
 ComPtr<StringBuffer> MakeStringBuffer(std::uint32_t capacity) {
@@ -50,7 +50,7 @@ bool CQBString::Assign(std::string_view text) {
     return true;
   }
   ComPtr<StringBuffer> previous;
-  if (text.size() > kMaxLength || !MakeRoom(static_cast<std::uint32_t>(text.size()), previous)) return false;
+  if (text.size() > kMaxLength || !PrepareBuffer(static_cast<std::uint32_t>(text.size()), previous)) return false;
   std::memmove(m_pBuffer->m_pCharacters.get(), text.data(), text.size());
   SetLength(static_cast<std::uint32_t>(text.size()));
   return true;
@@ -62,7 +62,7 @@ bool CQBString::Append(std::string_view text) {
   if (text.size() > kMaxLength - oldLength) return false;
   const std::uint32_t length = oldLength + static_cast<std::uint32_t>(text.size());
   ComPtr<StringBuffer> previous;
-  if (!MakeRoom(length, previous)) return false;
+  if (!PrepareBuffer(length, previous)) return false;
   std::memmove(m_pBuffer->m_pCharacters.get() + oldLength, text.data(), text.size());
   SetLength(length);
   return true;
@@ -76,7 +76,7 @@ bool CQBString::AppendNumber(std::int32_t number) {
 
 bool CQBString::Reserve(std::uint32_t length) {
   ComPtr<StringBuffer> previous;
-  return length <= kMaxLength && MakeRoom(length, previous);
+  return length <= kMaxLength && PrepareBuffer(length, previous);
 }
 
 bool CQBString::TrimLeft() { return Assign(qbflv::TrimLeft(GetView())); }
@@ -129,19 +129,19 @@ std::string_view CQBString::GetField(std::uint32_t number, char separator) const
   return Slice(rest, 0, rest.find(separator));
 }
 
-bool CQBString::MakeRoom(std::uint32_t length, ComPtr<StringBuffer>& previous) {
+bool CQBString::PrepareBuffer(std::uint32_t length, ComPtr<StringBuffer>& previous) {
   const std::uint32_t needed = std::max(length, GetLength()) + 1;
   const std::uint32_t capacity = m_pBuffer ? m_pBuffer->m_ulCapacity : 0;
-  const bool large = capacity >= needed;
-  if (large && !m_pBuffer->IsShared()) return true;
+  const bool isLargeEnough = capacity >= needed;
+  if (isLargeEnough && !m_pBuffer->IsShared()) return true;
 
-  const std::uint32_t grown = large ? capacity : std::max(needed, m_pGrowthRule(capacity, needed));
-  ComPtr<StringBuffer> own = MakeStringBuffer(grown);
-  if (!own) return false;
-  std::memcpy(own->m_pCharacters.get(), GetText(), GetLength());
-  own->m_ulLength = GetLength();
+  const std::uint32_t grown = isLargeEnough ? capacity : std::max(needed, m_pGrowthRule(capacity, needed));
+  ComPtr<StringBuffer> unshared = MakeStringBuffer(grown);
+  if (!unshared) return false;
+  std::memcpy(unshared->m_pCharacters.get(), GetText(), GetLength());
+  unshared->m_ulLength = GetLength();
   previous = std::move(m_pBuffer);
-  m_pBuffer = std::move(own);
+  m_pBuffer = std::move(unshared);
   return true;
 }
 

@@ -1,4 +1,4 @@
-// A text that its copies share until one of them is changed.
+// A string whose copies share one buffer until one of them is changed.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace qbflv {
 
-/// The characters that strings share. Made and held by CQBString alone; it ends in its last Release.
+/// The buffer that strings share. The last Release destroys it.
 struct StringBuffer {
   void AddRef();
   void Release();
@@ -17,25 +17,25 @@ struct StringBuffer {
 
   std::int32_t m_lRefCount = 0;
   std::uint32_t m_ulLength = 0;
-  /// Bytes at m_pCharacters, with room for the NUL.
+  /// Bytes allocated at m_pCharacters, including the NUL.
   std::uint32_t m_ulCapacity = 0;
   /// Always NUL-terminated.
   OwnedArray<char> m_pCharacters;
 };
 
-/// What can fail for want of memory answers false and leaves the text as it was. Texts handed in may be parts of the
-/// string itself. Views handed out are valid until the string is changed or gone.
+/// Functions that allocate return false on allocation failure and leave the string unchanged. Their arguments may be
+/// parts of the string itself. Returned views are valid until the string is changed or destroyed.
 class CQBString {
  public:
-  /// The new capacity in bytes, from the current one (0 for the empty string) and the one needed. A smaller answer than
-  /// needed is not followed.
+  /// Returns the new capacity in bytes for the current one (0 for the empty string) and the needed one. The string
+  /// takes at least the needed capacity.
   using GrowthRule = std::uint32_t (*)(std::uint32_t capacity, std::uint32_t needed);
 
-  /// Doubles the capacity until it reaches what is needed.
+  /// The default growth rule: doubles the capacity until it reaches the needed one.
   static std::uint32_t DoubleCapacity(std::uint32_t capacity, std::uint32_t needed);
 
   CQBString() = default;
-  /// Empty when the memory cannot be had; use Assign where that matters.
+  /// Leaves the string empty on allocation failure; Assign reports the failure.
   explicit CQBString(std::string_view text, GrowthRule growthRule = DoubleCapacity);
 
   [[nodiscard]] bool Assign(std::string_view text);
@@ -43,7 +43,7 @@ class CQBString {
   [[nodiscard]] bool Append(const CQBString& text) { return Append(text.GetView()); }
   [[nodiscard]] bool Append(char character) { return Append(std::string_view(&character, 1)); }
   [[nodiscard]] bool AppendNumber(std::int32_t number);
-  /// Makes room for a text of that many characters, in a buffer that no other string sees.
+  /// Ensures an unshared buffer for a text of that many characters; keeps the text.
   [[nodiscard]] bool Reserve(std::uint32_t length);
   [[nodiscard]] bool TrimLeft();
   [[nodiscard]] bool TrimRight();
@@ -55,7 +55,7 @@ class CQBString {
   [[nodiscard]] const char* GetText() const { return m_pBuffer ? m_pBuffer->m_pCharacters.get() : ""; }
   [[nodiscard]] std::string_view GetView() const { return {GetText(), GetLength()}; }
 
-  /// Index of the first or last occurrence, or -1.
+  /// Return the index of the first or last occurrence, or -1.
   [[nodiscard]] std::int32_t Find(char character) const;
   [[nodiscard]] std::int32_t FindLast(char character) const;
 
@@ -66,15 +66,15 @@ class CQBString {
   [[nodiscard]] std::string_view Middle(std::uint32_t first, std::uint32_t count) const;
   [[nodiscard]] std::string_view From(std::uint32_t first) const;
 
-  /// One more than there are separators; 0 for the empty string.
+  /// Returns one more than the number of separators; 0 for the empty string.
   [[nodiscard]] std::uint32_t CountFields(char separator) const;
-  /// The field of that number, counted from 1; empty when there is none. Walks the text from its start.
+  /// Returns the field with that number, counted from 1, or an empty view. Searches from the start of the text.
   [[nodiscard]] std::string_view GetField(std::uint32_t number, char separator) const;
 
  private:
-  /// As Reserve; a buffer that is replaced stays alive in previous, for what still reads from it.
-  [[nodiscard]] bool MakeRoom(std::uint32_t length, ComPtr<StringBuffer>& previous);
-  /// The buffer has room, and no other string sees it.
+  /// Like Reserve. Moves a replaced buffer to previous, because the caller's argument may point into it.
+  [[nodiscard]] bool PrepareBuffer(std::uint32_t length, ComPtr<StringBuffer>& previous);
+  /// REQUIRES: the buffer is unshared and large enough.
   void SetLength(std::uint32_t length);
 
   /// Null for the empty string.

@@ -8,7 +8,7 @@ namespace qbflv {
 
 namespace {
 
-/// What a node holds, taken out of it to be destroyed.
+/// Takes ownership of the node's string.
 std::unique_ptr<CQBString> TakeString(const CQBSimpleList::Node* node) {
   return std::unique_ptr<CQBString>(static_cast<CQBString*>(node->value));
 }
@@ -37,7 +37,7 @@ CQBSimpleList::Position CQBStringList::RemoveAt(Position node) {
 bool CQBStringList::AddTail(std::string_view text) {
   std::unique_ptr<CQBString> value = MakeOwned<CQBString>();
   if (!value || !value->Assign(text) || InsertAfter(nullptr, value.get()) == nullptr) return false;
-  static_cast<void>(value.release());  // the list's now
+  static_cast<void>(value.release());  // the list owns it now
   return true;
 }
 

@@ -1,4 +1,4 @@
-// A list of strings that the list owns.
+// A list that owns its strings.
 #pragma once
 
 #include <string_view>
@@ -8,8 +8,7 @@
 
 namespace qbflv {
 
-/// Every value is a CQBString that was allocated for the list; whoever inserts one hands it over, if the insertion
-/// succeeds.
+/// Every value is a CQBString that was allocated with new. A successful insertion transfers it to the list.
 class CQBStringList : public CQBSimpleList {
  public:
   CQBStringList() = default;
@@ -19,12 +18,12 @@ class CQBStringList : public CQBSimpleList {
   void RemoveAtIterator(Iterator& iterator) override;
   Position RemoveAt(Position node) override;
 
-  /// False, with the list unchanged, when the memory cannot be had.
+  /// Returns false and leaves the list unchanged on allocation failure.
   [[nodiscard]] bool AddTail(std::string_view text);
-  /// Without effect on an empty list.
+  /// Does nothing if the list is empty.
   void RemoveTail();
 
-  /// The string at a position, which must not be null; it stays the list's.
+  /// The list keeps the string. REQUIRES: position is not null.
   [[nodiscard]] static CQBString& GetStringAt(Position position) { return *static_cast<CQBString*>(GetAt(position)); }
 };
 

@@ -1,5 +1,5 @@
-// Character classes, comparison and number conversion of text: ASCII only, so that no locale of the host process
-// changes how a URL is read.
+// Character classes, comparison and number conversion of text. They know ASCII only, so that the locale of the host
+// process does not change how a URL is parsed.
 #pragma once
 
 #include <algorithm>
@@ -24,11 +24,10 @@ constexpr bool EqualsIgnoringCase(std::string_view left, std::string_view right)
   return std::ranges::equal(left, right, [](char a, char b) { return ToLower(a) == ToLower(b); });
 }
 
-/// True for the empty text.
+/// Returns true for the empty text.
 constexpr bool HoldsOnlyDigits(std::string_view text) { return std::ranges::all_of(text, IsDigit); }
 
-/// At most count characters from position on. Where std::string_view::substr throws, the empty text: nothing in this
-/// library throws.
+/// Returns at most count characters from position on. Returns an empty view where std::string_view::substr throws.
 constexpr std::string_view Slice(std::string_view text, std::size_t position, std::size_t count = SIZE_MAX) {
   text.remove_prefix(std::min(position, text.size()));
   text.remove_suffix(text.size() - std::min(count, text.size()));
@@ -47,9 +46,9 @@ constexpr std::string_view TrimRight(std::string_view text) {
 
 constexpr std::string_view Trim(std::string_view text) { return TrimLeft(TrimRight(text)); }
 
-/// The decimal number at the start of the text, as atol reads it: white space, a sign, digits; 0 without digits. A
-/// number out of range, for which atol promises nothing, becomes the nearest one that a 32-bit property can hold: at
-/// least -2147483648 and at most 4294967295. Its low 32 bits are what such a property takes.
+/// Parses the decimal number at the start of the text like atol: white space, a sign, digits; 0 without digits. Clamps
+/// a number out of range, for which atol is undefined, to -2147483648 or 4294967295. A 32-bit property takes the low 32
+/// bits of the result.
 constexpr std::int64_t ToInteger(std::string_view text) {
   constexpr std::int64_t kSmallest = INT32_MIN;
   constexpr std::int64_t kLargest = UINT32_MAX;

@@ -11,13 +11,13 @@ namespace {
 
 constexpr std::size_t kMaxColons = 3;
 
-/// Answers, for one text and ascending positions, the time that the text from a position to its end is. All of these
-/// texts end alike: what that end says (the last colons, the numbers behind them, the last letter) is found out once,
-/// and the searches that start at a position only ever move on. So asking at every position of a long hostile text
-/// costs no more than reading it a few times.
-class TimesToTheEnd {
+/// Parses the suffix of a text that starts at each queried position; positions must ascend. The constructor finds what
+/// all suffixes share (the last colons, the numbers after them, the last letter), and the searches from a position
+/// continue where the previous one ended. All queries together are therefore linear in the length of the text, also
+/// for a malicious text.
+class SuffixTimes {
  public:
-  explicit TimesToTheEnd(std::string_view text) : m_text(text) {
+  explicit SuffixTimes(std::string_view text) : m_text(text) {
     std::size_t end = text.size();
     while (m_colonCount <= kMaxColons) {
       end = Slice(text, 0, end).rfind(':');
@@ -30,7 +30,7 @@ class TimesToTheEnd {
     m_lettersEnd = static_cast<std::size_t>(text.rend() - lastLetter);
   }
 
-  /// position must not be less than that of the call before.
+  /// Returns the time in tenths of a second. REQUIRES: position is not less than in the previous call.
   std::uint32_t From(std::size_t position) {
     std::size_t colons = 0;
     while (colons < m_colonCount && m_colons[colons] >= position) ++colons;
@@ -42,10 +42,10 @@ class TimesToTheEnd {
     }
     value *= 10;
 
-    const std::size_t dot = MoveTo(m_dot, colons > 0 ? m_colons[0] + 1 : position, [](char c) { return c == '.'; });
+    const std::size_t dot = Advance(m_dot, colons > 0 ? m_colons[0] + 1 : position, [](char c) { return c == '.'; });
     if (dot == m_text.size()) return value;
     if (m_lettersEnd > dot + 1) return 0;
-    const std::size_t digit = MoveTo(m_digit, dot + 1, IsDigit);
+    const std::size_t digit = Advance(m_digit, dot + 1, IsDigit);
     return digit == m_text.size() ? value : value + static_cast<std::uint32_t>(m_text[digit] - '0');
   }
 
@@ -54,20 +54,20 @@ class TimesToTheEnd {
     return static_cast<std::uint32_t>(ToInteger(Slice(m_text, position)));
   }
 
-  /// Moves cursor to the first character of the kind at or behind position, or to the end.
-  template <typename Kind>
-  std::size_t MoveTo(std::size_t& cursor, std::size_t position, Kind kind) const {
+  /// Advances cursor to the first match at or after position, or to the end.
+  template <typename Predicate>
+  std::size_t Advance(std::size_t& cursor, std::size_t position, Predicate matches) const {
     cursor = std::max(cursor, position);
-    while (cursor < m_text.size() && !kind(m_text[cursor])) ++cursor;
+    while (cursor < m_text.size() && !matches(m_text[cursor])) ++cursor;
     return cursor;
   }
 
   std::string_view m_text;
-  /// The last colons of the text, the last one first, and the numbers behind them.
+  /// The last colons of the text, last one first, and the numbers after them.
   std::size_t m_colons[kMaxColons + 1] = {};
   std::uint32_t m_numbers[kMaxColons] = {};
   std::size_t m_colonCount = 0;
-  /// Position behind the last letter; 0 when there is none.
+  /// Position after the last letter; 0 if there is none.
   std::size_t m_lettersEnd = 0;
   std::size_t m_dot = 0;
   std::size_t m_digit = 0;
@@ -75,10 +75,10 @@ class TimesToTheEnd {
 
 }  // namespace
 
-std::uint32_t ParseTimeValue(std::string_view text) { return TimesToTheEnd(text).From(0); }
+std::uint32_t ParseTimeValue(std::string_view text) { return SuffixTimes(text).From(0); }
 
 std::size_t FindStartTime(std::string_view text) {
-  TimesToTheEnd times(text);
+  SuffixTimes times(text);
   const char* const end = text.data() + text.size();
   for (const char* character = text.data(); character < end; character = platform::NextCharacter(character)) {
     if (*character != '$') continue;

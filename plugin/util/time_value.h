@@ -1,4 +1,4 @@
-// Times as URLs write them: days:hours:minutes:seconds.tenths, of which only the seconds must be there.
+// Parses times in URLs: days:hours:minutes:seconds.tenths, where only the seconds are required.
 #pragma once
 
 #include <cstdint>
@@ -6,12 +6,12 @@
 
 namespace qbflv {
 
-/// The time in tenths of a second; 0 for more than three colons, and for a letter behind the "." of the last field.
-/// Numbers are read as ToInteger does; sums wrap at 32 bits, so a negative time is a very late one.
+/// Returns the time in tenths of a second; 0 for more than three colons, or for a letter after the "." of the last
+/// field. ToInteger converts the numbers. Sums wrap at 32 bits, so a negative time becomes a very late one.
 [[nodiscard]] std::uint32_t ParseTimeValue(std::string_view text);
 
-/// Position of the first "$" whose following text, to its end, is a time other than 0; npos when there is none. Linear
-/// in the length of the text, however many "$" it holds. text must be NUL-terminated.
+/// Returns the position of the first "$" after which the rest of the text is a time other than 0, or npos. Linear in
+/// the length of the text, whatever the number of "$". REQUIRES: text is NUL-terminated.
 [[nodiscard]] std::size_t FindStartTime(std::string_view text);
 
 }  // namespace qbflv

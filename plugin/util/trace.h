@@ -1,4 +1,4 @@
-// Trace points: printf-style messages on requests and notable steps, discarded unless the build asks for them.
+// Trace points: printf-style messages about requests and notable steps. Builds without QBFLV_TRACE discard them.
 #pragma once
 
 #include <cstdint>
@@ -17,12 +17,12 @@ inline constexpr std::uint32_t kTraceCategory = 0x464C5646;
 /// Writes one message to standard error.
 [[gnu::format(printf, 2, 3)]] void WriteTrace(std::uint32_t category, const char* format, ...);
 
-/// A 32-bit number as the %lu of the messages takes it.
+/// Converts a number for the %lu of the messages.
 constexpr unsigned long TraceNumber(std::uint32_t value) { return value; }
 
 }  // namespace qbflv
 
-/// A macro for one reason: the arguments of a trace point that is off must not be evaluated, but must still compile.
+/// A macro, because the arguments of a disabled trace point must compile but must not be evaluated.
 #define QBFLV_TRACE_POINT(...)                                                                       \
   do {                                                                                               \
     if constexpr (::qbflv::kTraceEnabled) ::qbflv::WriteTrace(::qbflv::kTraceCategory, __VA_ARGS__); \

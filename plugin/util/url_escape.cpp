@@ -25,7 +25,7 @@ bool AppendEscape(char character, CQBString& result) {
   return result.Append(std::string_view(escape, kEscapeLength));
 }
 
-/// The length of the text's beginning that may stand as it is.
+/// Returns the length of the prefix that needs no encoding.
 std::size_t AllowedLength(std::string_view text, std::string_view partCharacters) {
   constexpr std::string_view kMarks = "-_.!~*'()";
   const auto allowed = [&](char c) {

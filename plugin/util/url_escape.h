@@ -1,4 +1,4 @@
-// Percent-encoding and -decoding of parts of a URL.
+// Percent-encoding and percent-decoding of parts of a URL.
 #pragma once
 
 #include <string_view>
@@ -7,17 +7,17 @@
 
 namespace qbflv {
 
-/// What may stand in a part as it is, beside letters, digits and "-_.!~*'()".
+/// The characters that a part may contain unencoded, besides letters, digits and "-_.!~*'()".
 inline constexpr std::string_view kQueryCharacters = ";/?:@&=+$,";
 inline constexpr std::string_view kPathCharacters = ":@&=+$,/;";
 
-// Both answer false, with result unchanged, when the memory cannot be had. text may be a part of result.
+// Both functions return false and leave result unchanged on allocation failure. text may be a part of result.
 
-/// Replaces each byte that may not stand as it is by "%" and its two digits. "%" stays before two hexadecimal digits.
+/// Replaces each byte that needs encoding with "%" and two hexadecimal digits. Keeps "%" before two hexadecimal digits.
 [[nodiscard]] bool Escape(std::string_view text, std::string_view partCharacters, CQBString& result);
 
-/// Replaces each "%" and the two hexadecimal digits behind it by the byte they give, which may be NUL. Any other "%"
-/// stays, and so does "+".
+/// Replaces each "%" and the two hexadecimal digits after it with that byte, which may be NUL. Keeps any other "%", and
+/// "+".
 [[nodiscard]] bool Unescape(std::string_view text, CQBString& result);
 
 }  // namespace qbflv

@@ -1,4 +1,4 @@
-// The options of the URL that a request asks for.
+// Gets the options from the URL of a request.
 #pragma once
 
 #include "plugin/shell/host_interfaces.h"
@@ -6,8 +6,8 @@
 
 namespace qbflv {
 
-/// The answer of the request's GetURL, with a list that is empty for a URL that cannot have options; or kFailed and
-/// null without a request or when no list could be made.
+/// Stores the URL's options; the list is empty if the URL is invalid or has none. Returns the status of the request's
+/// GetURL, or kFailed without a request or if no list could be created. options is null on failure.
 [[nodiscard]] Status GetURLOptions(IQBRequest* request, IUnknown* context, ComPtr<IQBPropertyList>& options);
 
 }  // namespace qbflv

@@ -26,15 +26,15 @@ constexpr SchemeEntry kSchemes[] = {
     {"mpts", 12, kProtocolMPTS, 0},
 };
 
-/// Takes the text before the first of the given characters (all of it when there is none) from text.
+/// Removes and returns the prefix of text before the first of the given characters, or all of text.
 std::string_view TakeUpTo(std::string_view& text, std::string_view characters) {
   const std::string_view taken = Slice(text, 0, text.find_first_of(characters));
   text.remove_prefix(taken.size());
   return taken;
 }
 
-/// The texts of the parts, before they are stored.
-struct PartTexts {
+/// The parts as views of the URL, so that splitting it copies each part only once.
+struct PartViews {
   std::string_view scheme;
   std::string_view userInformation;
   std::string_view host;
@@ -43,11 +43,10 @@ struct PartTexts {
   std::string_view fragment;
 };
 
-Status StoreTexts(const PartTexts& texts, URLParts& parts) {
-  const bool stored = parts.scheme.Assign(texts.scheme) && parts.userInformation.Assign(texts.userInformation) &&
-                      parts.host.Assign(texts.host) && parts.path.Assign(texts.path) &&
-                      parts.query.Assign(texts.query) && parts.fragment.Assign(texts.fragment);
-  parts.bParseFailed = !stored;
+Status StoreParts(const PartViews& views, URLParts& parts) {
+  const bool stored = parts.scheme.Assign(views.scheme) && parts.userInformation.Assign(views.userInformation) &&
+                      parts.host.Assign(views.host) && parts.path.Assign(views.path) &&
+                      parts.query.Assign(views.query) && parts.fragment.Assign(views.fragment);
   return stored ? kOk : kOutOfMemory;
 }
 
@@ -57,13 +56,13 @@ bool IsValidScheme(std::string_view scheme) {
   });
 }
 
-/// What stands between brackets: the characters of an IPv6 address. Whether they are one is for the resolver to say.
+/// Checks only the characters of an IPv6 address; the resolver checks the rest.
 bool IsBracketedAddress(std::string_view address) {
   return address.find(':') != std::string_view::npos &&
          std::ranges::all_of(address, [](char c) { return HexDigitValue(c) >= 0 || c == ':' || c == '.'; });
 }
 
-/// Takes the host from an authority without user information; ":" and a port may remain.
+/// Removes and returns the host of an authority without user information; ":" and a port may remain.
 std::string_view TakeHost(std::string_view& authority, bool& malformed) {
   if (!authority.starts_with('[')) {
     const std::string_view host = TakeUpTo(authority, ":");
@@ -86,27 +85,27 @@ std::int32_t ParsePort(std::string_view digits) {
   return port > INT32_MAX ? kNoPort : static_cast<std::int32_t>(port);
 }
 
-void SplitAuthority(std::string_view authority, PartTexts& texts, URLParts& parts) {
-  // Behind the last "@", as no host holds one: what looks like a host before it is not where the URL leads.
+void SplitAuthority(std::string_view authority, PartViews& views, URLParts& parts) {
+  // No host contains "@", so the user information ends at the last one.
   const std::size_t at = authority.rfind('@');
   if (at != std::string_view::npos) {
-    texts.userInformation = Slice(authority, 0, at);
+    views.userInformation = Slice(authority, 0, at);
     authority.remove_prefix(at + 1);
   }
-  texts.host = TakeHost(authority, parts.bHostMalformed);
+  views.host = TakeHost(authority, parts.bHostMalformed);
   parts.lPort = authority.starts_with(':') ? ParsePort(Slice(authority, 1)) : kNoPort;
 }
 
-void SplitPath(std::string_view rest, PartTexts& texts) {
-  texts.path = TakeUpTo(rest, "?#");
+void SplitPath(std::string_view rest, PartViews& views) {
+  views.path = TakeUpTo(rest, "?#");
   if (rest.starts_with('?')) {
     rest.remove_prefix(1);
-    texts.query = TakeUpTo(rest, "#");
+    views.query = TakeUpTo(rest, "#");
   }
-  if (rest.starts_with('#')) texts.fragment = Slice(rest, 1);
+  if (rest.starts_with('#')) views.fragment = Slice(rest, 1);
 }
 
-/// The path with "/" for every backslash.
+/// Replaces each backslash with "/".
 bool AppendFilePath(std::string_view path, CQBString& result) {
   return std::ranges::all_of(path, [&](char c) { return result.Append(c == '\\' ? '/' : c); });
 }
@@ -114,13 +113,13 @@ bool AppendFilePath(std::string_view path, CQBString& result) {
 }  // namespace
 
 Status SplitURL(std::string_view text, URLParts& parts) {
-  PartTexts texts;
+  PartViews views;
   std::string_view rest = text;
-  const std::string_view beginning = TakeUpTo(rest, ":/?#");
+  const std::string_view prefix = TakeUpTo(rest, ":/?#");
   const bool hasScheme = rest.starts_with(':');
   if (hasScheme) {
-    texts.scheme = beginning;
-    parts.bBadScheme = !IsValidScheme(beginning);
+    views.scheme = prefix;
+    parts.bBadScheme = !IsValidScheme(prefix);
     rest.remove_prefix(1);
   } else {
     rest = text;
@@ -129,16 +128,16 @@ Status SplitURL(std::string_view text, URLParts& parts) {
   if (rest.starts_with("//")) {
     parts.kind = kURLNetworkPath;
     rest.remove_prefix(2);
-    SplitAuthority(TakeUpTo(rest, "/?#"), texts, parts);
-    SplitPath(rest, texts);
+    SplitAuthority(TakeUpTo(rest, "/?#"), views, parts);
+    SplitPath(rest, views);
   } else if (rest.starts_with('/') || !hasScheme) {
     parts.kind = rest.starts_with('/') ? kURLAbsolutePath : kURLRelative;
-    SplitPath(rest, texts);
+    SplitPath(rest, views);
   } else {
     parts.kind = kURLOpaque;
-    texts.path = rest;
+    views.path = rest;
   }
-  return StoreTexts(texts, parts);
+  return StoreParts(views, parts);
 }
 
 Status RewriteFileURL(std::string_view text, URLParts& parts) {
@@ -150,12 +149,11 @@ Status RewriteFileURL(std::string_view text, URLParts& parts) {
   const std::string_view path = TakeUpTo(rest, "?");
   const std::string_view query = rest.empty() ? rest : Slice(rest, 1);
 
-  // A host that becomes a segment needs the "/" of a path, and so does a path that had none; no path stays none.
+  // A host that becomes a segment and a path without "/" need a "/" before them; an empty path stays empty.
   const bool isBare = !isNetworkPath && !path.empty() && path.front() != '/' && path.front() != '\\';
   CQBString filePath;
-  const bool made = !(hasForeignHost || isBare) || filePath.Append('/');
-  parts.bParseFailed = !made || !AppendFilePath(path, filePath) || !parts.query.Assign(query);
-  if (parts.bParseFailed) return kOutOfMemory;
+  if ((hasForeignHost || isBare) && !filePath.Append('/')) return kOutOfMemory;
+  if (!AppendFilePath(path, filePath) || !parts.query.Assign(query)) return kOutOfMemory;
 
   parts.kind = kURLNetworkPath;
   parts.path = std::move(filePath);
@@ -169,9 +167,9 @@ Status RewriteFileURL(std::string_view text, URLParts& parts) {
 }
 
 Status NormaliseURL(URLParts& parts) {
-  parts.bParseFailed = !Escape(parts.query.GetView(), kQueryCharacters, parts.query) ||
-                       !Escape(parts.path.GetView(), kPathCharacters, parts.path);
-  return parts.bParseFailed ? kOutOfMemory : kOk;
+  const bool escaped = Escape(parts.query.GetView(), kQueryCharacters, parts.query) &&
+                       Escape(parts.path.GetView(), kPathCharacters, parts.path);
+  return escaped ? kOk : kOutOfMemory;
 }
 
 void LookUpScheme(URLParts& parts) {

@@ -1,4 +1,4 @@
-// Takes a URL apart: scheme, authority, path, query and fragment, and what is known of its scheme.
+// Splits a URL into scheme, authority, path, query and fragment, and looks up its scheme.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ enum URLKind : std::uint8_t {
   kURLRelative = 3,
 };
 
-/// Families of schemes. The numbers are those that the host's framework uses.
+/// Families of schemes, with the numbers of the host's framework.
 enum URLProtocolClass : std::uint8_t {
   kProtocolUnknown = 0,
   kProtocolHTTP = 1,
@@ -45,32 +45,30 @@ struct URLParts {
   CQBString query;
   CQBString fragment;
 
-  /// There is a ":" where a scheme ends, but no valid scheme before it.
+  /// The text before the ":" is not a valid scheme.
   bool bBadScheme = false;
-  /// Brackets in the host that do not enclose all of it, or enclose anything but an IPv6 address.
+  /// The host has brackets that do not enclose all of it, or that enclose no IPv6 address.
   bool bHostMalformed = false;
-  /// The memory for the parts could not be had.
-  bool bParseFailed = false;
 
   std::uint8_t ucSchemeCode = 0;
   URLProtocolClass protocolClass = kProtocolUnknown;
   std::uint16_t usDefaultPort = 0;
 };
 
-// Each answers kOk, or kOutOfMemory when the parts cannot be stored; parts then says that it failed.
+// The functions return kOk, or kOutOfMemory if they cannot store the parts.
 
-/// Fills parts, which must be new, from text.
+/// Splits text. REQUIRES: parts is new.
 [[nodiscard]] Status SplitURL(std::string_view text, URLParts& parts);
 
-/// Turns the parts of a URL of class kProtocolFile into those of a network path with a file's path: such a URL has no
-/// host but "localhost" (any other is the path's first segment), no fragment, and no backslash in its path. text: what
-/// the parts were split from.
+/// Rewrites the parts of a URL of class kProtocolFile as a network path. Such a URL has no host except "localhost" (any
+/// other host becomes the first segment of the path), no fragment, and no backslash in its path. text: the text that
+/// the parts come from.
 [[nodiscard]] Status RewriteFileURL(std::string_view text, URLParts& parts);
 
-/// Escapes what may not stand in query and path.
+/// Percent-encodes query and path.
 [[nodiscard]] Status NormaliseURL(URLParts& parts);
 
-/// Sets scheme code, protocol class and default port by the scheme, whose case does not matter.
+/// Sets scheme code, protocol class and default port for the scheme, ignoring its case.
 void LookUpScheme(URLParts& parts);
 
 }  // namespace qbflv

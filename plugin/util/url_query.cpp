@@ -18,7 +18,7 @@ bool IsTimeOption(std::string_view name) {
   return std::ranges::any_of(kTimeOptions, [&](std::string_view known) { return EqualsIgnoringCase(known, name); });
 }
 
-/// Takes the double quotes off a value that has them at both ends. Answers false when the memory cannot be had.
+/// Removes double quotes that enclose the value, and white space inside them. Returns false on allocation failure.
 bool Unquote(CQBString& value, bool& quoted) {
   const std::string_view text = value.GetView();
   quoted = text.size() >= 2 && text.starts_with('"') && text.ends_with('"');
@@ -41,8 +41,7 @@ Status SetOption(std::string_view field, IQBObjectFactory* factory, IQBPropertyL
     return kOutOfMemory;
   }
 
-  // The host reads a name up to its NUL, which may have come as "%00"; so it is compared up to there, and a time is
-  // read up to there.
+  // "%00" may put a NUL into name or value. The host reads a name up to its first NUL, so name and time end there.
   if (IsTimeOption(name.GetText())) {
     return options->SetULONG32(name.GetText(), ParseTimeValue(value.GetText()) * kMsPerTenth);
   }
@@ -55,6 +54,7 @@ Status SetOption(std::string_view field, IQBObjectFactory* factory, IQBPropertyL
 }  // namespace
 
 Status SetQueryOptions(std::string_view query, IQBObjectFactory* factory, IQBPropertyList* options) {
+  // Fields are views: CQBString::GetField searches from the start each time, so many fields would take quadratic time.
   for (;;) {
     const std::string_view field = Slice(query, 0, query.find('&'));
     const Status status = SetOption(field, factory, options);

@@ -1,4 +1,4 @@
-// Turns the query of a URL into typed options.
+// Converts the query of a URL into typed options.
 #pragma once
 
 #include <string_view>
@@ -7,9 +7,9 @@
 
 namespace qbflv {
 
-/// Sets one option for each field between "&": the times of "Start", "End", "Delay" and "Duration" in ms, decimal
-/// numbers as numbers, everything else as a buffer with the text and its NUL. The first failure ends it and is the
-/// answer; what was set before stays.
+/// Sets one option for each field between "&": the times "Start", "End", "Delay" and "Duration" in ms, decimal numbers
+/// as numbers, everything else as a buffer with the text and its NUL. Returns the first failure and stops there;
+/// options set before it stay.
 [[nodiscard]] Status SetQueryOptions(std::string_view query, IQBObjectFactory* factory, IQBPropertyList* options);
 
 }  // namespace qbflv

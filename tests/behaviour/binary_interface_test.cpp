@@ -1,6 +1,7 @@
-// The binary interface as another compiler's code meets it: tables of plain functions, called and offered by number.
+// The host's objects as the library calls them: by the numbers of their slots. Here they are tables of plain functions.
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "host/buffer.h"
@@ -16,7 +17,7 @@ Result CallSlot(void* object, std::size_t slot, Arguments... arguments) {
   return reinterpret_cast<Function>(table[slot])(object, arguments...);
 }
 
-/// A host object as a table of functions: what an object without C++ behind it is.
+/// An object without C++ behind it.
 struct RawObject {
   const void* const* table;
   std::vector<std::string>* log;
@@ -24,66 +25,55 @@ struct RawObject {
   std::uint32_t references;
 };
 
-Status RawQuery(RawObject*, const GUID*, void** object) {
-  *object = nullptr;
-  return kNoInterface;
-}
-std::uint32_t RawAddRef(RawObject* self) { return ++self->references; }
-std::uint32_t RawRelease(RawObject* self) { return --self->references; }
-Status RawUnused(RawObject* self) {
-  self->log->push_back("a reserved slot");
-  return kOk;
-}
-Status RawFileInit(RawObject* self, std::uint32_t flags, void* response) {
-  self->log->push_back("Init " + std::to_string(flags));
-  CallSlot<std::uint32_t>(response, 1);
-  self->response = response;
-  return kOk;
-}
-Status RawFileClose(RawObject* self) {
-  self->log->push_back("Close");
-  return kOk;
-}
-Status RawFileRead(RawObject* self, std::uint32_t count) {
-  self->log->push_back("Read " + std::to_string(count));
-  return kOk;
-}
-Status RawFileSeek(RawObject* self, std::uint32_t offset, BOOL relative) {
-  self->log->push_back("Seek " + std::to_string(offset) + " " + std::to_string(relative));
-  return kOk;
-}
-Status RawSinkInitDone(RawObject* self, Status status) {
-  self->log->push_back("InitDone " + Hex(status));
+Status Log(RawObject* self, std::string line) {
+  self->log->push_back(std::move(line));
   return kOk;
 }
 
 template <typename... Functions>
 std::vector<const void*> Table(Functions... functions) {
-  return {reinterpret_cast<const void*>(functions)...};
+  // The first three slots of every table.
+  Status (*query)(RawObject*, const GUID*, void**) = [](RawObject*, const GUID*, void** object) {
+    *object = nullptr;
+    return kNoInterface;
+  };
+  std::uint32_t (*addRef)(RawObject*) = [](RawObject* self) { return ++self->references; };
+  std::uint32_t (*release)(RawObject*) = [](RawObject* self) { return --self->references; };
+  return {reinterpret_cast<const void*>(query), reinterpret_cast<const void*>(addRef),
+          reinterpret_cast<const void*>(release), reinterpret_cast<const void*>(+functions)...};
 }
 
 TEST(BinaryInterface, OfTheHost_IsCalledByItsSlots) {
+  const auto unused = [](RawObject* self) { return Log(self, "an unused slot"); };
+  const auto init = [](RawObject* self, std::uint32_t flags, void* response) {
+    CallSlot<std::uint32_t>(response, 1);
+    self->response = response;
+    return Log(self, "Init " + std::to_string(flags));
+  };
+  const auto close = [](RawObject* self) { return Log(self, "Close"); };
+  const auto read = [](RawObject* self, std::uint32_t count) { return Log(self, "Read " + std::to_string(count)); };
+  const auto seek = [](RawObject* self, std::uint32_t offset, BOOL relative) {
+    return Log(self, "Seek " + std::to_string(offset) + " " + std::to_string(relative));
+  };
+  const auto initDone = [](RawObject* self, Status status) { return Log(self, "InitDone " + Hex(status)); };
+  const auto fileTable = Table(init, unused, close, read, unused, seek, unused);
+  const auto sinkTable = Table(initDone, unused, unused, unused, unused, unused);
   std::vector<std::string> log;
-  const auto fileTable = Table(&RawQuery, &RawAddRef, &RawRelease, &RawFileInit, &RawUnused, &RawFileClose,
-                               &RawFileRead, &RawUnused, &RawFileSeek, &RawUnused);
-  const auto sinkTable = Table(&RawQuery, &RawAddRef, &RawRelease, &RawSinkInitDone, &RawUnused, &RawUnused, &RawUnused,
-                               &RawUnused, &RawUnused);
   RawObject file{fileTable.data(), &log, nullptr, 1};
   RawObject sink{sinkTable.data(), &log, nullptr, 1};
-  ScriptedHost host({.file = {.bytes = {}}});
+  ScriptedHost host({});
   host.InitPlugin();
   ASSERT_EQ(kOk, host.format->InitFileFormat(host.request.Get(), reinterpret_cast<IQBFormatSink*>(&sink),
                                              reinterpret_cast<IQBSourceFile*>(&file)));
-  const FlvBuilder flv(kVideo);
   const auto buffer = host::MakeObject<host::Buffer>();
-  ASSERT_EQ(kOk, buffer->Set(flv.File().data(), 9));
+  ASSERT_EQ(kOk, buffer->Set(FlvBuilder(kVideo).File().data(), 9));
   EXPECT_EQ(kOk, CallSlot(file.response, 3, kOk));
   EXPECT_EQ(kOk, CallSlot(file.response, 7, kOk));
   EXPECT_EQ(kOk, CallSlot(file.response, 5, kOk, static_cast<void*>(static_cast<IQBBuffer*>(buffer.Get()))));
   EXPECT_EQ(kOk, host.Close());
   EXPECT_EQ((std::vector<std::string>{"Init 5", "Seek 0 0", "Read 9", "InitDone 0x00000000", "Close"}), log);
-  EXPECT_EQ(1u, file.references);
-  EXPECT_EQ(1u, sink.references);
+  EXPECT_EQ(1U, file.references);
+  EXPECT_EQ(1U, sink.references);
   CallSlot<std::uint32_t>(file.response, 2);
 }
 

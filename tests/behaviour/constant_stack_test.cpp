@@ -1,58 +1,35 @@
-// Files of very many tags on a host that answers inside its calls: the stack must not grow with the tags.
+// Files of very many tags on a host that completes inside its calls: the stack must not grow with the tags.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include "tests/support/scripted_host.h"
+#include "tests/support/small_stack.h"
 
 namespace qbflv::test {
 namespace {
 
 constexpr std::uint32_t kTags = 200000;
-/// Enough for the other roads: at 64 bytes for each tag they would need ten times the stack.
+/// Enough for the other ways through the file: at 64 bytes for each tag they would need ten times the stack.
 constexpr std::uint32_t kFewerTags = 20000;
-constexpr std::size_t kStackBytes = 128 * 1024;
 
-enum class Road {
-  kPlain,
-  kNested,  ///< each request is made inside the sink call that allows it
-  kSeek,    ///< to the end of the file, over all tags
-};
-
-struct LongCase {
-  const char* name;
-  FlvBuilder flv;
-  Road road;
-  std::size_t packets;
-  std::size_t done;
-};
-
-/// What a run in a thread tells.
-struct LongRun {
-  const FlvBuilder* flv;
-  Road road;
-  std::size_t packets = 0;
-  std::size_t done = 0;
-};
-
-void* Play(void* data) {
-  LongRun& run = *static_cast<LongRun*>(data);
-  ScriptedHost host({.file = {.bytes = run.flv->File()}});
-  host.log.Disable();
-  host.OnSinkCall([&run](const host::SinkEvent& event) {
-    if (event.kind == host::SinkEvent::Kind::kPacketReady) ++run.packets;
-    if (event.kind == host::SinkEvent::Kind::kStreamDone) ++run.done;
+void PlayIt(ScriptedHost& host) { host.Play(); }
+void PlayItNested(ScriptedHost& host) { host.PlayNested(); }
+void SeekPastTheEnd(ScriptedHost& host) {
+  if (!host.ReadHeaders()) return;
+  host.Seek(kTags);
+  host.GetPacket(0);
+}
+/// Seeks again inside each SeekDone.
+void SeekAgainAndAgain(ScriptedHost& host) {
+  if (!host.ReadHeaders()) return;
+  std::uint32_t seeks = 0;
+  host.OnSinkCall([&](const host::SinkEvent& event) {
+    if (event.kind == host::SinkEvent::Kind::kSeekDone && ++seeks < kFewerTags) host.Seek(0);
   });
-  if (run.road == Road::kPlain) host.Play();
-  if (run.road == Road::kNested) host.PlayNested();
-  if (run.road == Road::kSeek && host.ReadHeaders()) {
-    host.Seek(kTags);
-    host.GetPacket(0);
-  }
-  return nullptr;
+  host.Seek(0);
 }
 
 TEST(ConstantStack, OnFilesOf200000Tags) {
-  static_cast<void>(Library());
+  static_cast<void>(Exports());
   // Video of a codec whose picture size is not found keeps the scan going to the end of the file.
   FlvBuilder scanned(kBoth);
   // Everything is known at once, and the tail scan looks for the second-last audio tag through the whole file.
@@ -70,21 +47,31 @@ TEST(ConstantStack, OnFilesOf200000Tags) {
   }
   sought.Video(kTags - 1, 20);
   // The last packet of the first file waits for the other stream, and is dropped at the end.
-  const LongCase cases[] = {{"header scan and delivery", scanned, Road::kNested, kTags - 1, 2},
-                            {"tail scan", tail, Road::kPlain, kFewerTags + 2, 2},
-                            {"skipped and empty tags", passedOver, Road::kPlain, 1, 1},
-                            {"seek", sought, Road::kSeek, 0, 2}};
-  for (const LongCase& row : cases) {
-    LongRun run{&row.flv, row.road};
-    pthread_attr_t attributes;
-    ASSERT_EQ(0, pthread_attr_init(&attributes));
-    ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, kStackBytes));
-    pthread_t thread{};
-    ASSERT_EQ(0, pthread_create(&thread, &attributes, &Play, &run));
-    ASSERT_EQ(0, pthread_join(thread, nullptr));
-    pthread_attr_destroy(&attributes);
-    EXPECT_EQ(row.packets, run.packets) << row.name;
-    EXPECT_EQ(row.done, run.done) << row.name;
+  const struct {
+    const char* name;
+    FlvBuilder flv;
+    void (*run)(ScriptedHost&);
+    std::size_t packets;
+    std::size_t done;
+  } cases[] = {{"header scan and delivery", scanned, &PlayItNested, kTags - 1, 2},
+               {"tail scan", tail, &PlayIt, kFewerTags + 2, 2},
+               {"skipped and empty tags", passedOver, &PlayIt, 1, 1},
+               {"seek", sought, &SeekPastTheEnd, 0, 2},
+               {"seeks inside SeekDone", SmallFile(), &SeekAgainAndAgain, 0, 0}};
+  for (const auto& row : cases) {
+    std::size_t packets = 0;
+    std::size_t done = 0;
+    RunOnASmallStack([&] {
+      ScriptedHost host({.file = {.bytes = row.flv.File()}});
+      host.log.Disable();
+      host.OnSinkCall([&](const host::SinkEvent& event) {
+        packets += event.kind == host::SinkEvent::Kind::kPacketReady ? 1 : 0;
+        done += event.kind == host::SinkEvent::Kind::kStreamDone ? 1 : 0;
+      });
+      row.run(host);
+    });
+    EXPECT_EQ(row.packets, packets) << row.name;
+    EXPECT_EQ(row.done, done) << row.name;
   }
 }
 

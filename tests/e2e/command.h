@@ -19,11 +19,11 @@ std::ostream& operator<<(std::ostream& stream, const CommandResult& result);
 
 using Words = std::vector<std::string>;
 
-/// words[0] is looked up in PATH. With outDescriptor its standard output goes there instead of into the result.
-CommandResult RunCommand(const Words& words, int outDescriptor = -1);
+/// words[0] is looked up in PATH.
+CommandResult RunCommand(const Words& words);
 
 /// The built command with these arguments.
-CommandResult RunQbflv(const Words& arguments, int outDescriptor = -1);
+CommandResult RunQbflv(const Words& arguments);
 
 Words operator+(Words left, const Words& right);
 

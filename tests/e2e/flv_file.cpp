@@ -4,7 +4,6 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <stdexcept>
 
@@ -36,18 +35,6 @@ std::vector<Tag> FlvFile::TagsOfType(std::uint8_t type) const {
   std::vector<Tag> some;
   std::copy_if(tags.begin(), tags.end(), std::back_inserter(some), [=](const Tag& tag) { return tag.type == type; });
   return some;
-}
-
-std::string ReadBytes(const std::filesystem::path& path) {
-  std::ifstream stream(path, std::ios::binary);
-  if (!stream) throw std::runtime_error("cannot read " + path.string());
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-void WriteBytes(const std::filesystem::path& path, const std::string& bytes) {
-  std::ofstream stream(path, std::ios::binary);
-  stream << bytes;
-  if (!stream.flush()) throw std::runtime_error("cannot write " + path.string());
 }
 
 FlvFile ParseFlv(const std::string& bytes) {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -18,7 +17,12 @@ struct Tag {
   std::string body;
 
   bool IsMedia() const { return type == kAudioTag || type == kVideoTag; }
-  bool IsKeyFrame() const { return type == kVideoTag && static_cast<std::uint8_t>(body[0]) >> 4 == 1; }
+  bool IsKeyFrame() const { return type == kVideoTag && Byte(0) >> 4 == 1; }
+  bool IsAac() const { return type == kAudioTag && Byte(0) >> 4 == 10; }
+  bool IsAvc() const { return type == kVideoTag && (Byte(0) & 0x0F) == 7; }
+  /// A codec configuration, not a frame.
+  bool IsConfiguration() const { return (IsAac() || IsAvc()) && Byte(1) == 0; }
+  int Byte(std::size_t at) const { return static_cast<std::uint8_t>(body[at]); }
   std::uint32_t Checksum() const;
   friend bool operator==(const Tag&, const Tag&) = default;
 };
@@ -33,9 +37,6 @@ struct FlvFile {
   int StreamOf(const Tag& tag) const { return tag.type == kVideoTag && hasAudio ? 1 : 0; }
   std::vector<Tag> TagsOfType(std::uint8_t type) const;
 };
-
-std::string ReadBytes(const std::filesystem::path& path);
-void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
 
 /// The part of the file that is whole. Throws when the file header is not.
 FlvFile ParseFlv(const std::string& bytes);

@@ -1,15 +1,59 @@
-// `qbflv packets` with hosts of every kind, held against the bytes of the file.
+// `qbflv packets` with hosts of every kind, compared with the bytes of the file.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <algorithm>
+#include <map>
+#include <utility>
 
-#include "tests/e2e/expected_listing.h"
+#include "tests/e2e/command.h"
 #include "tests/e2e/fixture.h"
 #include "tests/e2e/flv_file.h"
-#include "tests/e2e/host_mode.h"
 
 namespace qbflv::e2e {
 namespace {
+
+std::string PacketLine(const FlvFile& file, const Tag& tag) {
+  const bool startsAnew = tag.type == kAudioTag || tag.IsKeyFrame();
+  return fmt::format(R"({{"stream":{},"time":{},"size":{},"asm_flags":{},"asm_rule":{},"crc32":"{:08x}"}})",
+                     file.StreamOf(tag), tag.time, tag.body.size(), startsAnew ? 3 : 2, startsAnew ? 0 : 1,
+                     tag.Checksum());
+}
+
+/// The lines for a host that always asks every live stream, of a file whose times do not decrease within a stream.
+///
+/// lastTimesKnown: a stream is done with its first packet of the time that its last one has. Otherwise the streams are
+/// done at the end of the file, and what then still waits for the other stream is lost.
+std::vector<std::string> ExpectedListing(const FlvFile& file, bool lastTimesKnown) {
+  std::map<int, std::uint32_t> lastTimes;
+  for (const Tag& tag : file.tags) {
+    if (tag.IsMedia()) lastTimes[file.StreamOf(tag)] = tag.time;
+  }
+  std::map<int, const Tag*> lastTags;
+  std::vector<const Tag*> tags;
+  for (const Tag& tag : file.tags) {
+    if (!tag.IsMedia() || tag.body.empty()) continue;
+    const Tag*& last = lastTags[file.StreamOf(tag)];
+    if (lastTimesKnown && last != nullptr && last->time == lastTimes[file.StreamOf(tag)]) continue;
+    last = &tag;
+    tags.push_back(&tag);
+  }
+  std::ranges::stable_sort(tags, {}, [&](const Tag* tag) { return std::pair(tag->time, file.StreamOf(*tag)); });
+
+  std::vector<std::string> lines;
+  const auto finish = [&](int stream) { lines.push_back(fmt::format(R"({{"stream":{},"done":true}})", stream)); };
+  for (const Tag* const tag : tags) {
+    const int stream = file.StreamOf(*tag);
+    lines.push_back(PacketLine(file, *tag));
+    if (tag != lastTags[stream]) continue;
+    if (!lastTimesKnown) break;
+    finish(stream);
+  }
+  for (const auto& [stream, tag] : lastTags) {
+    if (!lastTimesKnown) finish(stream);
+  }
+  return lines;
+}
 
 FlvFile OnlyTagsOf(FlvFile file, std::uint8_t type) {
   std::erase_if(file.tags, [=](const Tag& tag) { return tag.IsMedia() && tag.type != type; });
@@ -18,85 +62,58 @@ FlvFile OnlyTagsOf(FlvFile file, std::uint8_t type) {
   return file;
 }
 
-std::string WithoutTheLast(std::string bytes, std::size_t count) {
-  bytes.resize(bytes.size() - count);
-  return bytes;
-}
-
-struct ListingCase {
-  const char* name;
-  const char* sample;
-  std::function<std::string(const std::string&)> change;
-  /// The last four bytes lead to the last tag.
-  bool endIsWhole;
-};
-
-const ListingCase kListingCases[] = {
-    {"H.264 and AAC", "tour.flv", {}, true},
-    {"Sorenson and MP3, no metadata", "sorenson.flv", {}, true},
-    {"video alone", "sorenson.flv", [](auto& all) { return FormatFlv(OnlyTagsOf(ParseFlv(all), kVideoTag)); }, true},
-    {"audio alone", "sorenson.flv", [](auto& all) { return FormatFlv(OnlyTagsOf(ParseFlv(all), kAudioTag)); }, true},
-    {"the last size missing", "sorenson.flv", [](auto& all) { return WithoutTheLast(all, 4); }, false},
-    {"cut inside a tag's body", "sorenson.flv", [](auto& all) { return WithoutTheLast(all, 50); }, false},
-    {"cut behind a tag's header", "tour.flv", [](auto& all) { return WithoutTheLast(all, 4 + 5); }, false},
-    {"cut inside a tag's header", "tour.flv", [](auto& all) { return WithoutTheLast(all, 4 + 5 + 3); }, false},
-};
-
 TEST(Packets, InEveryHostMode_AreTheFilesTagsInTimeOrder) {
-  const WorkFolder folder;
-  for (const ListingCase& listing : kListingCases) {
-    SCOPED_TRACE(listing.name);
-    std::filesystem::path path = Sample(listing.sample);
-    if (listing.change) {
-      const std::string changed = listing.change(ReadBytes(path));
-      path = folder / "changed.flv";
-      WriteBytes(path, changed);
-    }
-    const FlvFile file = ParseFlv(ReadBytes(path));
-    for (const HostMode& mode : AllHostModes()) {
-      SCOPED_TRACE(mode.Name());
-      const Words arguments = Words{"packets", "--json", path} + mode.Options();
-      const CommandResult inlineHost = RunQbflv(arguments + Words{"--host-io", "inline"});
-      EXPECT_EQ(inlineHost.status, 0) << inlineHost.err;
-      EXPECT_TRUE(SameLines(ExpectedListing(file, listing.endIsWhole && mode.ShowsTheEnd()), Lines(inlineHost.out)));
-      EXPECT_EQ(inlineHost, RunQbflv(arguments + Words{"--host-io", "queued"}));
-    }
-  }
-}
-
-/// The listing of a sample without those lines that a predicate drops.
-std::vector<std::string> ListingWhere(const char* sample, const std::function<bool(const std::string&)>& keep) {
-  std::vector<std::string> lines = ExpectedListing(ParseFlv(ReadBytes(Sample(sample))), true);
-  std::erase_if(lines, [&](const std::string& line) { return !keep(line); });
-  return lines;
-}
-
-TEST(Packets, OfOneStream_AreThoseOfTheWholeListing) {
-  for (const int stream : {0, 1}) {
-    const std::string prefix = "{\"stream\":" + std::to_string(stream) + ",";
-    const CommandResult result =
-        RunQbflv({"packets", "--json", "--stream", std::to_string(stream), Sample("tour.flv")});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_TRUE(
-        SameLines(ListingWhere("tour.flv", [&](auto& line) { return line.starts_with(prefix); }), Lines(result.out)));
-  }
-}
-
-TEST(Packets, WithALimit_StopAfterThatManyShown) {
-  struct Case {
-    Words options;
-    std::size_t packets;
+  const std::string tour = ReadBytes(Sample("tour.flv"));
+  const std::string sorenson = ReadBytes(Sample("sorenson.flv"));
+  const struct {
+    const char* name;
+    std::string bytes;
+    /// The last four bytes lead to the last tag.
+    bool endIsWhole;
+  } cases[] = {
+      {"H.264 and AAC", tour, true},
+      {"Sorenson and MP3, no metadata", sorenson, true},
+      {"video alone", FormatFlv(OnlyTagsOf(ParseFlv(sorenson), kVideoTag)), true},
+      {"audio alone", FormatFlv(OnlyTagsOf(ParseFlv(sorenson), kAudioTag)), true},
+      {"the last size missing", sorenson.substr(0, sorenson.size() - 4), false},
+      {"cut inside a tag's body", sorenson.substr(0, sorenson.size() - 50), false},
+      {"cut after a tag's header", tour.substr(0, tour.size() - 9), false},
+      {"cut inside a tag's header", tour.substr(0, tour.size() - 12), false},
   };
-  for (const auto& [options, packets] : {Case{{"--limit", "1"}, 1}, Case{{"--limit", "20"}, 20},
-                                         Case{{"--limit", "3", "--stream", "1"}, 3}, Case{{"--limit", "0"}, 0}}) {
-    SCOPED_TRACE(testing::PrintToString(options));
-    const CommandResult result = RunQbflv(Words{"packets", "--json", Sample("tour.flv")} + options);
-    EXPECT_EQ(result.status, 0) << result.err;
-    const bool oneStream = options.size() > 2;
-    std::vector<std::string> expected =
-        ListingWhere("tour.flv", [&](auto& line) { return !oneStream || line.starts_with("{\"stream\":1,"); });
-    expected.resize(packets);
-    EXPECT_TRUE(SameLines(expected, Lines(result.out)));
+  const TemporaryFolder folder;
+  for (const auto& row : cases) {
+    const FlvFile file = ParseFlv(row.bytes);
+    const Words command{"packets", "--json", folder.Write("in.flv", row.bytes)};
+    for (const std::string stat : {"yes", "no", "fail"}) {
+      for (const std::string order : {"random", "linear"}) {
+        // With both the plug-in looks at the end of the file before it starts, and knows each stream's last time.
+        const bool lastTimesKnown = row.endIsWhole && stat == "yes" && order == "random";
+        const std::vector<std::string> expected = ExpectedListing(file, lastTimesKnown);
+        for (const std::string end : {"short", "fail"}) {
+          SCOPED_TRACE(testing::Message() << row.name << ", stat " << stat << ", order " << order << ", eof " << end);
+          const Words words = command + Words{"--host-stat", stat, "--host-order", order, "--host-eof", end};
+          const CommandResult result = RunQbflv(words);
+          EXPECT_EQ(result.status, 0) << result.err;
+          EXPECT_TRUE(SameLines(expected, Lines(result.out)));
+          EXPECT_EQ(result, RunQbflv(words + Words{"--host-io", "queued"}));
+        }
+      }
+    }
+  }
+}
+
+TEST(Packets, WithALimitOrOfOneStream_AreThoseOfTheWholeListing) {
+  const std::vector<std::string> whole = ExpectedListing(ParseFlv(ReadBytes(Sample("tour.flv"))), true);
+  for (const std::size_t limit : {0U, 20U}) {
+    for (const std::string stream : {"", "1"}) {
+      SCOPED_TRACE(std::to_string(limit) + " of stream " + stream);
+      Words words{"packets", "--json", Sample("tour.flv"), "--limit", std::to_string(limit)};
+      if (!stream.empty()) words = words + Words{"--stream", stream};
+      std::vector<std::string> expected = whole;
+      std::erase_if(expected, [&](const std::string& line) { return !line.starts_with("{\"stream\":" + stream); });
+      expected.resize(limit);
+      EXPECT_TRUE(SameLines(expected, Lines(RunQbflv(words).out)));
+    }
   }
 }
 
@@ -107,12 +124,22 @@ TEST(Packets, Counted_AreAsManyAndAsLongAsTheFilesTags) {
     std::size_t bytes = 0;
     const std::vector<Tag> tags = file.TagsOfType(type);
     for (const Tag& tag : tags) bytes += tag.body.size();
-    expected.push_back("{\"stream\":" + std::to_string(expected.size()) +
-                       ",\"packets\":" + std::to_string(tags.size()) + ",\"bytes\":" + std::to_string(bytes) + "}");
+    expected.push_back(fmt::format(R"({{"stream":{},"packets":{},"bytes":{}}})", expected.size(), tags.size(), bytes));
   }
-  const CommandResult result = RunQbflv({"packets", "--count", "--json", Sample("sorenson.flv")});
-  EXPECT_EQ(result.status, 0) << result.err;
-  EXPECT_TRUE(SameLines(expected, Lines(result.out)));
+  EXPECT_TRUE(SameLines(expected, Lines(RunQbflv({"packets", "--count", "--json", Sample("sorenson.flv")}).out)));
+}
+
+TEST(Packets, FromAStart_AreTheEndOfTheWholeListing) {
+  for (const char* const sample : {"tour.flv", "sorenson.flv"}) {
+    for (const std::string stream : {"0", "1"}) {
+      const Words words{"packets", "--json", "--stream", stream, Sample(sample)};
+      std::vector<std::string> whole = Lines(RunQbflv(words).out);
+      const std::vector<std::string> part = Lines(RunQbflv(words + Words{"--start", "3000"}).out);
+      ASSERT_TRUE(part.size() > 10 && part.size() < whole.size());
+      whole.erase(whole.begin(), whole.end() - static_cast<std::ptrdiff_t>(part.size()));
+      EXPECT_TRUE(SameLines(whole, part)) << sample;
+    }
+  }
 }
 
 }  // namespace

@@ -14,7 +14,12 @@ if(NOT MAN_PAGES)
   return()
 endif()
 
-pack(package deb)
+pack(package deb CPackConfig)
+pack(watch_package deb CPackWatchConfig)
+find_program(lintian_path lintian)
+if(lintian_path)
+  run(ignored "${lintian_path}" --allow-root --fail-on error,warning "${package}" "${watch_package}")
+endif()
 run(ignored dpkg-deb --control "${package}" "${WORK_DIR}/control")
 list_files(files "${WORK_DIR}/control" "^$")
 # No script: there is nothing to run one with in a clean root.
@@ -47,14 +52,39 @@ set(expected
   bin/qbflv
   include/qbflvplus/com_ptr.h
   include/qbflvplus/host_interfaces.h
+  include/qbflvplus/host_interfaces_c.h
   lib/cmake/qbflvplus/qbflvplusConfig.cmake
   lib/cmake/qbflvplus/qbflvplusConfigVersion.cmake
   lib/libqbflvplus.so
+  lib/pkgconfig/qbflvplus.pc
+  share/bash-completion/completions/qbflv
+  share/doc/qbflvplus/CHANGELOG.md
+  share/doc/qbflvplus/CONTRIBUTING.md
   share/doc/qbflvplus/README.md
+  share/doc/qbflvplus/SECURITY.md
   share/doc/qbflvplus/changelog.gz
   share/doc/qbflvplus/copyright
+  share/doc/qbflvplus/docs/architecture.md
+  share/doc/qbflvplus/docs/growth.svg
   share/doc/qbflvplus/docs/host-guide.md
-  share/man/man1/qbflv.1.gz)
+  share/doc/qbflvplus/docs/page.png
+  share/doc/qbflvplus/docs/performance.md
+  share/doc/qbflvplus/docs/reliability.md
+  share/doc/qbflvplus/docs/repair.md
+  share/doc/qbflvplus/docs/server-cost.svg
+  share/doc/qbflvplus/docs/server-memory.svg
+  share/doc/qbflvplus/docs/server-seek.svg
+  share/doc/qbflvplus/docs/serving.md
+  share/doc/qbflvplus/examples/Makefile
+  share/doc/qbflvplus/examples/host.c
+  share/doc/qbflvplus/examples/host.py
+  share/doc/qbflvplus/examples/objects.c
+  share/doc/qbflvplus/examples/objects.h
+  share/doc/qbflvplus/host/heap_operators.def
+  share/fish/vendor_completions.d/qbflv.fish
+  share/lintian/overrides/qbflvplus
+  share/man/man1/qbflv.1.gz
+  share/zsh/vendor-completions/_qbflv)
 set(command_page "^share/man/man1/qbflv-([a-z-]+)\\.1\\.gz$")
 list_files(files "${root}/usr" "${command_page}")
 expect_equal("the files in ${package}" "${files}" "${expected}")
@@ -65,8 +95,12 @@ foreach(binary bin/qbflv lib/libqbflvplus.so)
   endif()
 endforeach()
 
+check_links("${root}/usr/share/doc/qbflvplus")
 use_command("${root}/usr/bin/qbflv")
+run(ignored dpkg-deb --extract "${watch_package}" "${root}")
+use_watch_layer("${root}/usr/bin/qbflv")
 use_as_integrator(consumer "-DCMAKE_PREFIX_PATH=${root}/usr")
+use_examples("${root}/usr" "${root}/usr/share/doc/qbflvplus")
 
 # check_page(PAGE WORD…): it has every option that the help for these words has.
 function(check_page page)

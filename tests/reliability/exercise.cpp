@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/support/library_heap.h"
 
 namespace qbflv::test {
@@ -28,10 +30,7 @@ void CheckBounds(const ScriptedHost& host, std::size_t fileSize) {
 /// Asks every stream to its end.
 void PlayToTheEnd(ScriptedHost& host) {
   const std::size_t before = host.log.Size();
-  for (std::uint32_t stream = 0; stream < host.StreamCount(); ++stream) {
-    // Refused when a request on another stream has ended all of them.
-    static_cast<void>(host.GetPacket(static_cast<std::uint16_t>(stream)));
-  }
+  host.AskForAll();
   for (std::uint32_t stream = 0; stream < host.StreamCount(); ++stream) {
     const std::string end = fmt::format("StreamDone s={}", stream);
     const Lines after = host.log.From(before);
@@ -55,16 +54,13 @@ std::string PlayOnce(ScriptedHost& host) {
   const std::string header = StatusIn(host.log.Last("FileHeaderReady"));
   if (header != Hex(kOk)) return "header " + header;
 
-  std::string summary;
-  bool hasEveryHeader = true;
   Lines statuses;
-  for (std::uint32_t stream = 0; stream < host.StreamCount(); ++stream) {
-    host.GetStreamHeader(static_cast<std::uint16_t>(stream));
+  for (std::uint16_t stream = 0; stream < host.StreamCount(); ++stream) {
+    host.GetStreamHeader(stream);
     statuses.push_back(StatusIn(host.log.Last("StreamHeaderReady")));
-    hasEveryHeader = hasEveryHeader && statuses.back() == Hex(kOk);
   }
-  host.RenewRequests();
-  if (hasEveryHeader) PlayToTheEnd(host);
+  if (std::ranges::all_of(statuses, [](const std::string& status) { return status == Hex(kOk); })) PlayToTheEnd(host);
+  std::string summary;
   const Lines delivered = host.log.Delivered();
   for (std::uint32_t stream = 0; stream < host.StreamCount(); ++stream) {
     const bool isAudio = host.StreamProperty(stream, "PayloadType") == "8" || (stream == 0 && host.StreamCount() == 2);
@@ -102,7 +98,6 @@ std::string ExerciseOnce(const FileScript& file) {
 }  // namespace
 
 std::string Exercise(const Bytes& file) {
-  static_cast<void>(Exports());
   std::string reference;
   for (const Stat stat : {Stat::kPresent, Stat::kAbsent}) {
     for (const Status hint : {kOk, kPrefersLinearAccess}) {
@@ -111,8 +106,8 @@ std::string Exercise(const Bytes& file) {
                                  hint == kOk ? "jumping" : "front to back", failsAtEnd ? "failing" : "short"));
         FileScript script{.bytes = file, .stat = stat, .failsAtEnd = failsAtEnd, .accessHint = hint};
         const std::string inlineSummary = ExerciseOnce(script);
-        script.answers = Answers::kLater;
-        EXPECT_EQ(inlineSummary, ExerciseOnce(script)) << "answered later";
+        script.completes = Completes::kLater;
+        EXPECT_EQ(inlineSummary, ExerciseOnce(script)) << "completed later";
         if (reference.empty()) reference = inlineSummary;
       }
     }

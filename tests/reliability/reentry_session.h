@@ -1,11 +1,8 @@
 // A session that, inside one of its callbacks, makes one call more than a host would.
 #pragma once
 
-#include <map>
 #include <string>
-#include <vector>
 
-#include "tests/reliability/faulty_host.h"
 #include "tests/support/scripted_host.h"
 
 namespace qbflv::test {
@@ -18,16 +15,14 @@ enum class Action {
   kSeek,
   kClose,
   kLastRelease,
+  kInitPlugin,
   kInitFileFormat,
   kGetFileHeader,
   kGetStreamHeader,
-  kAnswerUnasked,
+  kCompleteUnasked,
   kCount,
   kNone = kCount,
 };
-
-/// The time that is sought, in ms.
-inline constexpr std::uint32_t kSoughtTime = 1000;
 
 /// What is played, and what goes wrong at it.
 struct Scenario {
@@ -40,64 +35,49 @@ struct Scenario {
 /// plays to the end again.
 class ReentrySession {
  public:
-  /// atCallback: the number, counted from 1, of the callback in which it acts.
-  ReentrySession(const Scenario& scenario, bool answersInline, int atCallback, Action action);
-  ReentrySession(const ReentrySession&) = delete;
-  ReentrySession& operator=(const ReentrySession&) = delete;
+  using Lines = CallLog::Lines;
 
-  /// To the end of all that comes by itself, and then Close and Release.
+  /// atCallback: the number, counted from 1, of the callback in which it acts.
+  ReentrySession(const Scenario& scenario, Completes completes, int atCallback, Action action);
+
+  /// To the end of all that comes by itself.
   void Run();
-  /// What comes of InitFileFormat on another file now.
-  CallLog::Lines StartOver();
+  /// Opens another file now, and returns the log of it.
+  Lines StartOver();
+  /// Closes and releases, once, and requires that nothing is left.
+  void End();
+  bool HasEnded() const { return m_hasEnded; }
 
   /// Where it acted, as in "play: PacketReady"; empty if there were fewer callbacks.
   const std::string& Moment() const { return m_moment; }
+  /// What the call returned.
   Status Result() const { return m_result; }
-  /// The file's operations and the sink's calls, before and after it acted.
-  CallLog::Lines Before() const;
-  CallLog::Lines After() const;
-  /// Seeks that were accepted, and neither answered nor overtaken by another.
+  /// The lines of the log when it acted, and those that followed.
+  std::size_t LinesBefore() const { return m_linesBefore; }
+  Lines After() const { return m_host.log.From(m_linesBefore); }
+  /// A seek was accepted, and neither completed nor superseded.
   bool IsSeeking() const { return m_isSeeking; }
-  bool IsOpen() const { return static_cast<bool>(m_format); }
-
-  /// Closes and releases, once, and requires that nothing is left.
-  void End();
 
  private:
-  using Kind = host::SinkEvent::Kind;
-
-  /// Whether this is the callback in which it acts, and has.
-  bool OnCallback(const std::string& name);
+  void OnCallback(const std::string& name);
   void OnSink(const host::SinkEvent& event);
-  void React(const host::SinkEvent& event);
-  void AskForAll();
   Status Act();
-  Status Seek();
-  Status AnswerUnasked();
-  Status Begin(const ComPtr<FaultyFile>& file);
-  void Pump();
+  Status CompleteUnasked();
+  void UseOtherFile();
 
-  FaultPlan m_plan;
-  const bool m_answersInline;
+  const Completes m_completes;
   const int m_atCallback;
   const Action m_action;
-  ComPtr<IUnknown> m_context;
-  ComPtr<IQBRequest> m_request;
-  std::vector<ComPtr<FaultyFile>> m_files;
-  ComPtr<host::RecordingSink> m_sink;
-  ComPtr<IQBPlugin> m_plugin;
-  ComPtr<IQBFileFormatObject> m_format;
-
+  ScriptedHost m_host;
   int m_callbacks = 0;
-  std::string m_phase = "opening";
+  std::size_t m_headers = 0;
+  bool m_isClosing = false;
+  bool m_hasEnded = false;
   std::string m_moment;
+  /// What the library has asked for and may still be told of.
   Asked m_asked = Asked::kClose;
   Status m_result = kOk;
-  std::size_t m_logBefore = 0;
-  std::uint32_t m_streamCount = 0;
-  std::uint32_t m_headers = 0;
-  std::uint32_t m_done = 0;
-  bool m_hasSought = false;
+  std::size_t m_linesBefore = 0;
   bool m_isSeeking = false;
 };
 

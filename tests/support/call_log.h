@@ -21,6 +21,7 @@ class CallLog {
 
   /// For runs so long that only their end counts.
   void Disable() { m_enabled = false; }
+  bool IsEnabled() const { return m_enabled; }
   void Clear() { m_lines.clear(); }
 
   const Lines& All() const { return m_lines; }

@@ -24,13 +24,13 @@ inline constexpr std::uint8_t kScriptTag = 18;
 struct Lies {
   /// The size in the tag's header.
   std::optional<std::uint32_t> dataSize = {};
-  /// The size in the field behind the tag.
+  /// The size in the field after the tag.
   std::optional<std::uint32_t> tagSize = {};
 };
 
 class FlvBuilder {
  public:
-  /// dataOffset: where the field before the first tag stands; the gap behind the file header is filled with 0xEE.
+  /// dataOffset: where the field before the first tag stands; the gap after the file header is filled with 0xEE.
   explicit FlvBuilder(std::uint8_t flags, std::uint32_t dataOffset = 9);
 
   FlvBuilder& Tag(std::uint8_t type, std::uint32_t time, const Bytes& body, const Lies& lies = {});
@@ -41,7 +41,7 @@ class FlvBuilder {
   /// A script-data tag with a name and that value.
   FlvBuilder& Metadata(const Bytes& value);
 
-  /// Offset of the field before the tag with that number, counted from 0; of the field behind the last one for the
+  /// Offset of the field before the tag with that number, counted from 0; of the field after the last one for the
   /// number of tags.
   std::uint32_t Field(std::size_t tag) const { return m_fields.at(tag); }
   std::uint32_t Size() const { return static_cast<std::uint32_t>(m_bytes.size()); }

@@ -1,4 +1,3 @@
-// Watches the heap operators that the test program exports, for the calls that come from the plug-in's library.
 #include "tests/support/library_heap.h"
 
 #include <atomic>
@@ -22,6 +21,7 @@ struct alignas(std::max_align_t) BlockHeader {
 // Constant-initialised: the operators are used before and after everything else.
 constinit std::atomic<std::uintptr_t> libraryBegin{0};
 constinit std::atomic<std::uintptr_t> libraryEnd{0};
+constinit std::atomic<bool> nothrowIsWatched{false};
 constinit std::atomic<std::int64_t> allocations{0};
 constinit std::atomic<std::int64_t> liveBlocks{0};
 constinit std::atomic<std::int64_t> mismatches{0};
@@ -70,6 +70,12 @@ void* Allocate(std::size_t size, const void* caller, bool array) {
   return block;
 }
 
+void* AllocateNothrow(std::size_t size, bool array) {
+  const bool isWatched = nothrowIsWatched;
+  if (isWatched && ShortageStrikes()) return nullptr;
+  return AllocateOrNull(size, isWatched, array);
+}
+
 void Free(void* block, bool array) {
   if (block == nullptr) return;
   BlockHeader* const header = static_cast<BlockHeader*>(block) - 1;
@@ -104,19 +110,21 @@ void WatchLibrary(const void* anyAddressInIt) {
   libraryEnd = range.end;
 }
 
+void WatchNothrow() { nothrowIsWatched = true; }
+
 }  // namespace qbflv::test
 
 // The forms that the library binds, and the others, so that every block has its header.
 using qbflv::test::Allocate;
-using qbflv::test::AllocateOrNull;
+using qbflv::test::AllocateNothrow;
 using qbflv::test::Free;
 
 void* operator new(std::size_t size) { return Allocate(size, __builtin_return_address(0), false); }
 void* operator new[](std::size_t size) { return Allocate(size, __builtin_return_address(0), true); }
 void operator delete(void* block) noexcept { Free(block, false); }
 void operator delete[](void* block) noexcept { Free(block, true); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return AllocateOrNull(size, false, false); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return AllocateOrNull(size, false, true); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return AllocateNothrow(size, false); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return AllocateNothrow(size, true); }
 void operator delete(void* block, std::size_t) noexcept { Free(block, false); }
 void operator delete[](void* block, std::size_t) noexcept { Free(block, true); }
 void operator delete(void* block, const std::nothrow_t&) noexcept { Free(block, false); }

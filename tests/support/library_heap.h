@@ -1,4 +1,5 @@
-// Watches the heap operators that the test program exports, for the calls that come from the plug-in's library.
+// The test program's heap operators. They watch the calls that come from the plug-in's library, or, in programs that
+// link its code, those of the form that only the plug-in uses: new (std::nothrow).
 #pragma once
 
 #include <cstdint>
@@ -38,5 +39,8 @@ class HeapShortage {
 
 /// Says which library is watched. Its calls are told from others by where they return to.
 void WatchLibrary(const void* anyAddressInIt);
+
+/// Watches every call of new (std::nothrow).
+void WatchNothrow();
 
 }  // namespace qbflv::test

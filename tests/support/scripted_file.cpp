@@ -1,23 +1,62 @@
-// A file object over bytes in memory, each of whose answers the test chooses.
 #include "tests/support/scripted_file.h"
 
 #include <algorithm>
 #include <memory>
 #include <utility>
 
-#include "host/buffer.h"
+#include "tests/support/scripted_objects.h"
 
 namespace qbflv::test {
 
-ScriptedFile::ScriptedFile(FileScript script, CallLog& log)
-    : m_script(std::move(script)), m_log(log), m_occurrences(m_script.rules.size()) {}
+namespace {
+
+/// The fault as a rule for an operation with that count or size.
+void Apply(Failing how, Status refusal, std::uint32_t count, Rule& rule) {
+  switch (how) {
+    case Failing::kNot:
+      return;
+    case Failing::kRefuses:
+    case Failing::kRefusesAndCompletes:
+      rule.result = refusal;
+      rule.silent = how == Failing::kRefuses;
+      return;
+    case Failing::kCompletesWithFailure:
+      rule.status = kFailed;
+      return;
+    case Failing::kCompletesHalf:
+      rule.size = count / 2;
+      return;
+    case Failing::kCompletesEmpty:
+      rule.size = 0;
+      return;
+    case Failing::kCompletesMore:
+      rule.size = count + 8;
+      return;
+    case Failing::kNull:
+      rule.hasNoBuffer = true;
+      return;
+    case Failing::kNeverCompletes:
+      rule.silent = true;
+      return;
+  }
+}
+
+}  // namespace
+
+ScriptedFile::ScriptedFile(FileScript script, FaultPlan& plan, CallLog& log)
+    : m_counted(plan), m_script(std::move(script)), m_log(log), m_occurrences(m_script.rules.size()) {}
+
+Status ScriptedFile::QueryInterface(const GUID& id, void** object) {
+  return Return(m_counted.plan, Asked::kInterface, object, [&] { return ComObject::QueryInterface(id, object); });
+}
 
 void* ScriptedFile::FindInterface(const GUID& id) {
   if (id == IQBFileStat::kId && m_script.stat == Stat::kAbsent) return nullptr;
   return ComObject::FindInterface(id);
 }
 
-Rule ScriptedFile::Take(std::string operation) {
+Rule ScriptedFile::Take(Asked asked, std::string operation, std::uint32_t count) {
+  ++m_operations;
   Rule taken;
   for (std::size_t i = 0; i < m_script.rules.size(); ++i) {
     const Rule& rule = m_script.rules[i];
@@ -26,89 +65,95 @@ Rule ScriptedFile::Take(std::string operation) {
     if (rule.occurrence == 0 || rule.occurrence == m_occurrences[i]) taken = rule;
   }
   m_log.Add(std::move(operation));
+  if (m_script.decide) taken = m_script.decide(asked, count);
+  Apply(m_counted.plan.Take(asked), m_counted.plan.Refusal(), count, taken);
   return taken;
 }
 
 Status ScriptedFile::Init(std::uint32_t flags, IQBFileResponse* response) {
-  const Rule rule = Take("Init(" + std::to_string(flags) + ")");
+  const auto self = ComPtr<ScriptedFile>::Retain(this);
   m_response = ComPtr<IQBFileResponse>::Retain(response);
   m_position = 0;
-  return Settle(
-      rule, [to = m_response, status = rule.status](auto failure) { return to->InitDone(failure.value_or(status)); });
+  const Rule rule = Take(Asked::kInit, "Init(" + std::to_string(flags) + ")");
+  return Settle(Asked::kInit, rule, [to = ComPtr<IQBFileResponse>::Retain(response), rule](auto failure) {
+    return to->InitDone(failure.value_or(rule.status));
+  });
 }
 
 Status ScriptedFile::Close() {
+  const auto self = ComPtr<ScriptedFile>::Retain(this);
   m_log.Add("Close");
   m_response = nullptr;
+  m_counted.plan.Tell(Asked::kClose);
   return kOk;
 }
 
 Status ScriptedFile::Read(std::uint32_t count) {
-  const Rule rule = Take("Read(" + std::to_string(count) + ")");
+  const auto self = ComPtr<ScriptedFile>::Retain(this);
+  const ComPtr<IQBFileResponse> to = m_response;
+  const Rule rule = Take(Asked::kRead, "Read(" + std::to_string(count) + ")", count);
   Status status = rule.status;
   if (m_script.failsAtEnd && count > 0 && m_position >= m_script.bytes.size()) status = kFailed;
   ComPtr<IQBBuffer> buffer;
-  if (Succeeded(status)) buffer = Cut(rule.size.value_or(count));
-  return Operated(rule, [to = m_response, status, buffer](auto failure) {
-    return to->ReadDone(failure.value_or(status), failure ? nullptr : buffer.Get());
+  if (Succeeded(status) && !rule.hasNoBuffer) buffer = Cut(rule.size.value_or(count));
+  return Settle(Asked::kRead, rule, [to, status, buffer](auto failure) {
+    return to ? to->ReadDone(failure.value_or(status), failure ? nullptr : buffer.Get()) : kOk;
   });
 }
 
 Status ScriptedFile::Seek(std::uint32_t offset, BOOL relative) {
-  const Rule rule = Take("Seek(" + std::to_string(offset) + (relative == 0 ? ")" : ", relative)"));
+  const auto self = ComPtr<ScriptedFile>::Retain(this);
+  const ComPtr<IQBFileResponse> to = m_response;
+  const Rule rule = Take(Asked::kSeek, "Seek(" + std::to_string(offset) + (relative == 0 ? ")" : ", relative)"));
   if (Succeeded(rule.status)) m_position = offset;
-  return Operated(
-      rule, [to = m_response, status = rule.status](auto failure) { return to->SeekDone(failure.value_or(status)); });
+  return Settle(Asked::kSeek, rule,
+                [to, rule](auto failure) { return to ? to->SeekDone(failure.value_or(rule.status)) : kOk; });
 }
 
 Status ScriptedFile::SetAccessHint(std::uint32_t hint) {
-  m_log.Add("SetAccessHint(" + std::to_string(hint) + ")");
-  return m_script.accessHint;
+  const auto self = ComPtr<ScriptedFile>::Retain(this);
+  const Rule rule = Take(Asked::kHint, "SetAccessHint(" + std::to_string(hint) + ")");
+  m_counted.plan.Tell(Asked::kHint);
+  return rule.result != kOk ? rule.result : m_script.accessHint;
 }
 
 Status ScriptedFile::Stat(IQBFileStatResponse* response) {
-  const Rule rule = Take("Stat");
+  const auto self = ComPtr<ScriptedFile>::Retain(this);
+  const auto whole = static_cast<std::uint32_t>(m_script.bytes.size());
+  const Rule rule = Take(Asked::kStat, "Stat", whole);
   const Status status = m_script.stat == Stat::kFailing ? kFailed : rule.status;
-  const std::uint32_t size = rule.size.value_or(static_cast<std::uint32_t>(m_script.bytes.size()));
-  return Settle(rule, [to = ComPtr<IQBFileStatResponse>::Retain(response), status, size](auto failure) {
+  const std::uint32_t size = rule.size.value_or(whole);
+  return Settle(Asked::kStat, rule, [to = ComPtr<IQBFileStatResponse>::Retain(response), status, size](auto failure) {
     return to->StatDone(failure.value_or(status), size);
   });
 }
 
-Status ScriptedFile::Answer(std::size_t which, std::optional<Status> failure) {
+Status ScriptedFile::Complete(std::size_t which, std::optional<Status> failure) {
   const auto self = ComPtr<ScriptedFile>::Retain(this);
-  const Completion completion = std::move(m_waiting.at(which));
-  m_waiting.erase(m_waiting.begin() + static_cast<std::ptrdiff_t>(which));
+  const Completion completion = std::move(m_pending.at(which));
+  m_pending.erase(m_pending.begin() + static_cast<std::ptrdiff_t>(which));
   return completion(failure);
 }
 
-Status ScriptedFile::Settle(const Rule& rule, Completion completion) {
-  if (rule.silent) return rule.result;
-  if (m_script.answers == Answers::kLater) {
-    m_waiting.push_back(std::move(completion));
-    return rule.result;
+Status ScriptedFile::Settle(Asked asked, const Rule& rule, Completion completion) {
+  FaultPlan& plan = m_counted.plan;
+  if (!rule.silent && rule.completes.value_or(m_script.completes) == Completes::kLater) {
+    m_pending.push_back(std::move(completion));
+  } else if (!rule.silent) {
+    completion({});
   }
-  // The completion may end in the last release of this object, which is not touched any more.
-  const Status result = rule.result;
-  completion({});
-  return result;
-}
-
-Status ScriptedFile::Operated(const Rule& rule, Completion completion) {
-  // What the listener does may end in the last release of this object, too.
-  const std::function<void()> listener = m_listener;
-  const Status result = Settle(rule, std::move(completion));
-  if (listener) listener();
-  return result;
+  plan.Tell(asked);
+  return rule.result;
 }
 
 ComPtr<IQBBuffer> ScriptedFile::Cut(std::uint32_t count) {
   const std::uint64_t left = m_script.bytes.size() - std::min<std::uint64_t>(m_position, m_script.bytes.size());
   const auto size = static_cast<std::uint32_t>(std::min<std::uint64_t>(count, left));
+  // A block of its own, so that a sanitizer sees a read beyond its end.
   std::shared_ptr<std::uint8_t[]> copy = std::make_shared<std::uint8_t[]>(size);
   if (size > 0) std::copy_n(m_script.bytes.begin() + static_cast<std::ptrdiff_t>(m_position), size, copy.get());
   m_position += size;
-  auto buffer = host::MakeObject<host::Buffer>(std::move(copy), size).Query<IQBBuffer>();
+  auto buffer = MakeScriptedBuffer(m_counted.plan, host::MakeObject<host::Buffer>(std::move(copy), size));
   if (m_keepsBuffers) m_buffers.push_back(buffer);
   return buffer;
 }

@@ -1,4 +1,3 @@
-// Files and sessions for tests of seeking, told in short.
 #include "tests/support/seek_script.h"
 
 #include <fmt/format.h>
@@ -90,19 +89,9 @@ std::string Walk(const FlvBuilder& flv, const CallLog::Lines& lines) {
   return Joined(words);
 }
 
-void Run(ScriptedHost& host, std::string_view requests) {
-  std::istringstream words{std::string(requests)};
-  for (std::string word; words >> word;) word == "play" ? AskForAll(host) : void(host.Seek(NumberIn(word)));
-}
-
-void AskForAll(ScriptedHost& host) {
-  host.RenewRequests();
-  for (std::uint16_t stream = 0; stream < host.StreamCount(); ++stream) host.GetPacket(stream);
-}
-
 SeekOutcome FinishSeek(ScriptedHost& host, const FlvBuilder& flv) {
   host.Pump();
-  AskForAll(host);
+  host.AskForAll();
   host.Pump();
   const CallLog::Lines& all = host.log.All();
   auto done =

@@ -21,12 +21,6 @@ FlvBuilder SeekFile();
 /// SeekDone by its status, any other call as it is: "@0 r @1 r @1 ok".
 std::string Walk(const FlvBuilder& flv, const CallLog::Lines& lines);
 
-/// Makes a session's requests: "play" asks every stream for all its packets, a number seeks to that time.
-void Run(ScriptedHost& host, std::string_view requests);
-
-/// Asks every stream for packets, and renews each request.
-void AskForAll(ScriptedHost& host);
-
 struct SeekOutcome {
   /// From the seek to its SeekDone.
   std::string walk;

@@ -1,4 +1,3 @@
-// What playing and seeking must do, worked out from the list of tags: every file operation and sink call, in order.
 #include "tests/support/session_model.h"
 
 #include <fmt/format.h>
@@ -128,9 +127,9 @@ void SessionModel::Seek(std::uint32_t time) {
   std::uint64_t offset = start.offset;
   for (;;) {
     Issue(SeekTo(offset));
-    if (!IsAnswered()) return;
+    if (!IsCompleted()) return;
     Issue(Read(kHeaderAndByte));
-    if (!IsAnswered()) return;
+    if (!IsCompleted()) return;
     const Tag* const tag = TagAt(offset);
     if (tag == nullptr || offset + kHeaderAndByte > m_fileSize) {
       m_position = m_fileSize;
@@ -153,7 +152,7 @@ void SessionModel::Seek(std::uint32_t time) {
   }
   m_position = earliest.value_or(offset);
   Issue(SeekTo(m_position));
-  if (IsAnswered()) Issue("SeekDone " + Hex(kOk));
+  if (IsCompleted()) Issue("SeekDone " + Hex(kOk));
 }
 
 void SessionModel::Play(bool later) {
@@ -165,35 +164,35 @@ void SessionModel::Play(bool later) {
     }
     stream.asked = true;
     if (!m_isReading) {
-      if (!HandOut()) continue;
+      if (!DeliverPackets()) continue;
       if (NextToRelease() != nullptr) continue;
       m_isReading = true;
       Issue(Read(kHeader));
     }
-    if (!later) Deliver();
+    if (!later) ReadOn();
   }
-  if (m_isReading) Deliver();
+  if (m_isReading) ReadOn();
 }
 
 /// Goes on from the read of a tag's header.
-void SessionModel::Deliver() {
+void SessionModel::ReadOn() {
   for (;;) {
-    if (!IsAnswered()) return;
+    if (!IsCompleted()) return;
     const Tag* const tag = TagAt(m_position);
     if (tag == nullptr || m_position + kHeader > m_fileSize) return EndAll();
     if (tag->type == kScriptTag) {
       Issue(SeekTo(tag->next));
-      if (!IsAnswered()) return;
+      if (!IsCompleted()) return;
     } else if (tag->size > 0) {
       Issue(Read(tag->size));
-      if (!IsAnswered()) return;
+      if (!IsCompleted()) return;
       if (tag->isKey) Keep(tag->stream, {tag->relative, tag->offset});
       Queue(*tag);
     }
     m_position = tag->next;
     if (tag->type != kScriptTag && tag->size > 0) {
       m_isReading = false;
-      if (!HandOut()) return;
+      if (!DeliverPackets()) return;
       const auto isContent = [](const Stream& stream) { return stream.asked || stream.done; };
       if (!std::all_of(m_streams.begin(), m_streams.end(), isContent)) return;
       m_isReading = true;
@@ -207,8 +206,7 @@ void SessionModel::Queue(const Tag& tag) {
   if (stream.ended) return;
   stream.queue.push_back(&tag);
   ++stream.units;
-  // The end is told in relative time, packets in the file's own.
-  const bool isLast = (tag.type == kAudioTag ? m_lastAudio : m_lastVideo) == tag.time;
+  const bool isLast = (tag.type == kAudioTag ? m_lastAudio : m_lastVideo) == tag.relative;
   stream.ended = isLast || (m_case.processTimeUnits != 0 && stream.units >= m_case.processTimeUnits);
 }
 
@@ -230,7 +228,7 @@ SessionModel::Stream* SessionModel::NextToRelease() {
   return Span(next->queue.front()->time, *latest) > m_maxSpan ? next : nullptr;
 }
 
-bool SessionModel::HandOut() {
+bool SessionModel::DeliverPackets() {
   while (Stream* const stream = NextToRelease()) {
     if (!stream->asked) return true;
     const Tag& tag = *stream->queue.front();
@@ -268,12 +266,12 @@ CallLog::Lines SessionModel::Perform(const RandomRequest& request) {
   m_request = request;
   m_packets = 0;
   m_lines.clear();
-  const bool isOvertaken = request.then == RandomRequest::Then::kSeekAfterAnswers;
-  const bool stops = isOvertaken && m_case.answers == Answers::kLater;
-  m_answersLeft = stops ? request.after : kAll;
+  const bool isSuperseded = request.then == RandomRequest::Then::kSeekAfterCompletions;
+  const bool stops = isSuperseded && m_case.completes == Completes::kLater;
+  m_completionsLeft = stops ? request.after : kAll;
   request.kind == RandomRequest::Kind::kSeek ? Seek(request.time) : Play(stops);
-  m_answersLeft = kAll;
-  if (isOvertaken) Seek(request.thenTime);
+  m_completionsLeft = kAll;
+  if (isSuperseded) Seek(request.thenTime);
   return m_lines;
 }
 

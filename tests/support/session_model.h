@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/random_flv.h"
+#include "tests/support/random_case.h"
 
 namespace qbflv::test {
 
 class SessionModel {
  public:
-  /// c, flv: of the same case; they outlive the model, whose work begins behind the headers.
+  /// c, flv: of the same case; they outlive the model, which begins after the headers.
   SessionModel(const RandomCase& c, const FlvBuilder& flv);
 
   /// The lines that the log gets from a request, with "refused s=" for a stream that may not ask for a packet.
@@ -61,16 +61,16 @@ class SessionModel {
 
   void Seek(std::uint32_t time);
   void Play(bool later);
-  void Deliver();
+  void ReadOn();
   void Queue(const Tag& tag);
   Stream* NextToRelease();
-  /// False when the host has seeked meanwhile.
-  bool HandOut();
+  /// False when the host has sought meanwhile.
+  bool DeliverPackets();
   void EndAll();
 
   void Issue(std::string line) { m_lines.push_back(std::move(line)); }
-  /// Whether the file answers what was issued last.
-  bool IsAnswered() { return m_answersLeft-- > 0; }
+  /// Whether the file completes what was issued last.
+  bool IsCompleted() { return m_completionsLeft-- > 0; }
 
   const RandomCase& m_case;
   std::vector<Tag> m_tags;
@@ -89,7 +89,7 @@ class SessionModel {
 
   RandomRequest m_request;
   std::uint32_t m_packets = 0;
-  std::int64_t m_answersLeft = 0;
+  std::int64_t m_completionsLeft = 0;
   CallLog::Lines m_lines;
 };
 

@@ -13,7 +13,7 @@ std::string Decode(std::initializer_list<std::string_view> pieces) {
   PlayKeyDecoder decoder;
   std::string text;
   for (const std::string_view piece : pieces) {
-    for (const PlayKey key : decoder.Take(piece)) text += "LRS-Q"[static_cast<int>(key)];
+    for (const PlayKey key : decoder.Decode(piece)) text += "LRS-Q"[static_cast<int>(key)];
   }
   return text;
 }

@@ -12,42 +12,31 @@
 
 namespace {
 
-/// While it lives, what goes to standard error is kept.
-class CaughtError {
- public:
-  CaughtError() : m_saved(GetStdHandle(STD_ERROR_HANDLE)) {
-    CreatePipe(&m_read, &m_write, nullptr, 0);
-    SetStdHandle(STD_ERROR_HANDLE, m_write);
-  }
-  CaughtError(const CaughtError&) = delete;
-  CaughtError& operator=(const CaughtError&) = delete;
-  ~CaughtError() {
-    SetStdHandle(STD_ERROR_HANDLE, m_saved);
-    CloseHandle(m_read);
-  }
-
-  std::string Text() {
-    CloseHandle(m_write);
-    char text[256];
-    DWORD length = 0;
-    if (ReadFile(m_read, text, sizeof(text), &length, nullptr) == 0) length = 0;
-    return std::string(text, length);
-  }
-
- private:
-  HANDLE m_saved;
-  HANDLE m_read = nullptr;
-  HANDLE m_write = nullptr;
-};
-
 int failures = 0;
+
+/// Runs the attempt, and gives what it writes to standard error.
+template <typename Attempt>
+std::string ErrorOf(Attempt attempt, bool& failed) {
+  const HANDLE saved = GetStdHandle(STD_ERROR_HANDLE);
+  HANDLE reader = nullptr;
+  HANDLE writer = nullptr;
+  CreatePipe(&reader, &writer, nullptr, 0);
+  SetStdHandle(STD_ERROR_HANDLE, writer);
+  failed = attempt();
+  SetStdHandle(STD_ERROR_HANDLE, saved);
+  CloseHandle(writer);
+  char text[256];
+  DWORD length = 0;
+  if (ReadFile(reader, text, sizeof(text), &length, nullptr) == 0) length = 0;
+  CloseHandle(reader);
+  return std::string(text, length);
+}
 
 template <typename Attempt>
 void ExpectMessage(const char* name, Attempt attempt) {
   for (int i = 1; i <= 3; ++i) {
-    CaughtError error;
-    const bool failed = attempt();
-    const std::string text = error.Text();
+    bool failed = false;
+    const std::string text = ErrorOf(attempt, failed);
     if (failed && text == std::string(name) + ": failed to bind\n") continue;
     std::fprintf(stderr, "%s, attempt %d: %s, wrote \"%s\"\n", name, i, failed ? "failed" : "succeeded", text.c_str());
     ++failures;

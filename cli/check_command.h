@@ -1,0 +1,68 @@
+// `qbflv check`: what is in FLV files, and what is wrong with them.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "cli/bare_play.h"
+#include "cli/findings.h"
+#include "cli/output.h"
+#include "cli/progress.h"
+#include "flv/file_facts.h"
+
+namespace qbflv::cli {
+
+/// Not derived from Command: it reads many files, and needs no options of a host.
+class CheckCommand {
+ public:
+  explicit CheckCommand(CLI::App& app);
+  bool IsChosen() const { return m_parser->parsed(); }
+
+  /// Returns the exit status: 0 without findings, 1 with some, 3 if a file could not be read, of which it tells on
+  /// standard error. Throws HostError if the output fails, and Interrupted.
+  int Run();
+
+ private:
+  enum class Verdict { kClean, kFindings, kUnreadable };
+
+  /// What is known of one file.
+  struct Report {
+    std::filesystem::path path;
+    std::shared_ptr<const flv::FileFacts> facts;
+    std::vector<Finding> findings;
+    std::optional<BarePlay> bare;
+  };
+
+  std::vector<std::filesystem::path> Files() const;
+  Verdict Check(const std::filesystem::path& path, bool isAlone, Output& output);
+  Report Examine(const std::filesystem::path& path);
+  /// Throws HostError if the file cannot be read.
+  std::shared_ptr<const flv::FileFacts> Scan(const std::filesystem::path& path);
+  void WriteHtml(const Report& report) const;
+  host::SessionOptions SessionOn(const std::filesystem::path& file) const;
+  static nlohmann::ordered_json AsJson(const Report& report);
+  void Print(const Report& report, Output& output) const;
+
+  /// Owned by the application's parser.
+  CLI::App* m_parser;
+  std::vector<std::filesystem::path> m_paths;
+  bool m_recursive = false;
+  /// Over all files: the bytes of those that are done, and of all.
+  Progress m_progress{true};
+  std::uint64_t m_done = 0;
+  std::uint64_t m_total = 0;
+  bool m_json = false;
+  bool m_metadata = false;
+  /// Whether the plug-in plays the files, and which one.
+  bool m_plays = true;
+  std::filesystem::path m_plugin;
+  /// The report to write; empty for none.
+  std::filesystem::path m_html;
+  /// The least serious findings that count.
+  Severity m_least = Severity::kNote;
+};
+
+}  // namespace qbflv::cli

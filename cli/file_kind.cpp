@@ -1,0 +1,82 @@
+// Recognises files that are not FLV files before the plug-in reads them.
+#include "cli/file_kind.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <string>
+#include <string_view>
+
+#include "host/file_descriptor.h"
+#include "host/host_error.h"
+#include "host/system.h"
+
+namespace qbflv::cli {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+struct Signature {
+  std::size_t offset;
+  std::string_view bytes;
+  const char* kind;
+};
+
+constexpr Signature kSignatures[] = {
+    {0, "\x89PNG"sv, "a PNG picture"},
+    {0, "\xFF\xD8\xFF"sv, "a JPEG picture"},
+    {0, "GIF8"sv, "a GIF picture"},
+    {4, "ftyp"sv, "an MP4 or QuickTime file"},
+    {0, "\x1A\x45\xDF\xA3"sv, "a Matroska or WebM file"},
+    {0, "RIFF"sv, "a RIFF file (AVI, WAV or WebP)"},
+    {0, "OggS"sv, "an Ogg file"},
+    {0, "ID3"sv, "an MP3 file"},
+    {0, "FWS"sv, "a Flash program (SWF)"},
+    {0, "CWS"sv, "a Flash program (SWF)"},
+    {0, "%PDF"sv, "a PDF document"},
+    {0, "PK\3\4"sv, "a ZIP archive"},
+    {0, "\x1F\x8B"sv, "a gzip archive"},
+    {0, "#EXTM3U"sv, "a playlist"},
+    {0, "<!doctype html"sv, "an HTML page"},
+    {0, "<html"sv, "an HTML page"},
+};
+
+bool IsEqualIgnoringCase(std::string_view left, std::string_view right) {
+  return std::ranges::equal(left, right,
+                            [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
+}
+
+std::string Reason(std::string_view start) {
+  if (start.empty()) return ": it is empty";
+  for (const Signature& signature : kSignatures) {
+    if (start.size() < signature.offset) continue;
+    if (IsEqualIgnoringCase(start.substr(signature.offset, signature.bytes.size()), signature.bytes)) {
+      return std::string(": it looks like ") + signature.kind;
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string WhyNotFlv(const std::filesystem::path& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) throw host::HostError("not an FLV file: it is a directory");
+  const host::FileDescriptor file(host::system::OpenForReading(path));
+  host::system::FileStatus status;
+  if (!file.IsOpen() || !host::system::GetStatus(file.Number(), status)) return {};
+  if (!status.isRegular) throw host::HostError("not an FLV file: it is not a regular file");
+  std::array<std::uint8_t, 16> bytes{};
+  const std::int64_t count = host::system::ReadAt(file.Number(), 0, bytes);
+  if (count < 0) return {};
+  const std::string_view start(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(count));
+  return start.starts_with("FLV") ? std::string() : "not an FLV file" + Reason(start);
+}
+
+void RequireFlvFile(const std::filesystem::path& path) {
+  const std::string why = WhyNotFlv(path);
+  if (!why.empty()) throw host::HostError(why);
+}
+
+}  // namespace qbflv::cli

@@ -1,0 +1,285 @@
+// What is wrong with an FLV file, and what that means for those who play it.
+#include "cli/findings.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "flv/format.h"
+
+namespace qbflv::cli {
+
+namespace {
+
+constexpr std::string_view kRemux = "qbflv remux FILE OUT";
+constexpr std::string_view kRetime = "qbflv remux --retime FILE OUT";
+constexpr std::string_view kRebase = "qbflv remux --rebase FILE OUT";
+
+/// What every damage of a kind has in common. text: {0} stands for the sum of the amounts, {1} for their number.
+struct DamageText {
+  const char* text;
+  std::string_view name;
+  std::string_view consequence;
+  std::string_view remedy;
+  flv::DamageKind kind;
+  Severity severity;
+};
+
+// In the order of flv::DamageKind.
+constexpr DamageText kDamageTexts[] = {
+    {"{0} bytes belong to no tag", "garbage", "packets behind the first of them may be lost", kRemux,
+     flv::DamageKind::kGarbage, Severity::kError},
+    {"the file ends inside a tag", "truncated-tag", "the last tag cannot be played, and the durations are guessed",
+     kRemux, flv::DamageKind::kTruncatedTag, Severity::kWarning},
+    {"the file ends before the size of its last tag is complete", "truncated-size", "the durations are guessed", kRemux,
+     flv::DamageKind::kTruncatedSizeField, Severity::kNote},
+    {"{1} sizes behind tags are wrong", "wrong-size",
+     "the way back from the end of the file leads astray: durations may be wrong", kRemux,
+     flv::DamageKind::kWrongSizeField, Severity::kWarning},
+    {"{1} file headers stand between tags: recordings were joined as bytes", "joined-files",
+     "delivery ends at the first of them", kRetime, flv::DamageKind::kEmbeddedHeader, Severity::kError},
+    {"{1} audio or video tags have no body", "empty-tag",
+     "among the first tags of the file, one of them prevents playing", kRemux, flv::DamageKind::kEmptyTag,
+     Severity::kWarning},
+    {"{1} tags are neither audio, video nor script data", "unknown-tag",
+     "among the first tags of the file, one of them prevents playing", kRemux, flv::DamageKind::kUnknownTag,
+     Severity::kWarning},
+    {"{1} tags are encrypted", "encrypted-tag", "players show nothing of them", "", flv::DamageKind::kEncryptedTag,
+     Severity::kError},
+    {"the metadata cannot be decoded to its end", "broken-metadata", "the file has no file header, so it does not play",
+     kRemux, flv::DamageKind::kBrokenScript, Severity::kError},
+    {"timestamps jump back {1} times", "time-jumps-back", "seeks go to the wrong place, and players stall or skip",
+     kRetime, flv::DamageKind::kTimeBack, Severity::kWarning},
+    {"timestamps leap ahead {1} times", "time-leaps-ahead", "players wait as long as the leap", kRetime,
+     flv::DamageKind::kTimeLeap, Severity::kWarning},
+    {"a codec configuration differs from the one before, {1} times", "configuration-changes",
+     "players that set up their decoder once cannot go on", "", flv::DamageKind::kConfigurationChanged,
+     Severity::kNote},
+    {"frames stand in front of their codec's configuration", "late-configuration", "they cannot be decoded", "",
+     flv::DamageKind::kMissingConfiguration, Severity::kWarning},
+    {"the file header says that the tags begin at {0}, and there is none", "wrong-data-offset",
+     "the file does not play", kRemux, flv::DamageKind::kHeaderOffset, Severity::kError},
+};
+static_assert(std::size(kDamageTexts) == flv::kDamageKinds);
+
+/// The plug-in measures an audio rate over more than this, in ms.
+constexpr std::uint32_t kMeasuredAudio = 5000;
+/// Beyond this, in ms and packets, the merge sorter no longer waits for the other stream.
+constexpr std::uint32_t kSorterTimespan = 10'000;
+constexpr std::uint32_t kSorterPackets = 1000;
+constexpr std::uint64_t kLargestFile = 0xFFFFFFFF;
+
+/// Sound formats and video codecs that RTMP players commonly decode; numbers of the published FLV format.
+constexpr std::array<std::uint8_t, 10> kKnownSounds = {0, 1, 2, 3, 4, 5, 6, flv::kSoundAac, 11, 14};
+constexpr std::array<std::uint8_t, 6> kKnownCodecs = {flv::kCodecSorenson, flv::kCodecScreen,  flv::kCodecVp6,
+                                                      flv::kCodecVp6Alpha, flv::kCodecScreen2, flv::kCodecAvc};
+
+class Examination {
+ public:
+  explicit Examination(const flv::FileFacts& facts) : m_facts(facts) {}
+
+  std::vector<Finding> Run() {
+    if (!m_facts.isFlv) {
+      Add("not-flv", Severity::kError, "not an FLV file: its header is incomplete", "no host opens it", "");
+      return std::move(m_findings);
+    }
+    TakeDamage();
+    ExamineStreams();
+    ExamineCodecs(m_facts.audio, m_facts.audio.format == flv::kSoundAac, "audio");
+    ExamineCodecs(m_facts.video, m_facts.video.codec == flv::kCodecAvc, "video");
+    ExamineVideo();
+    ExamineTimes();
+    m_facts.metadata ? ExamineMetadata() : ReportMissingMetadata();
+    ExamineKeyFrameList();
+    std::ranges::stable_sort(m_findings, {}, [](const Finding& finding) {
+      return std::pair(finding.severity, finding.offset.value_or(std::numeric_limits<std::uint64_t>::max()));
+    });
+    return std::move(m_findings);
+  }
+
+ private:
+  void Add(std::string_view name, Severity severity, std::string what, std::string_view consequence,
+           std::string_view remedy, std::optional<std::uint64_t> offset = {}, std::optional<std::uint32_t> time = {}) {
+    m_findings.push_back({name, severity, std::move(what), consequence, remedy, offset, time});
+  }
+
+  void TakeDamage() {
+    for (const DamageText& text : kDamageTexts) {
+      const flv::DamageList::Total& total = m_facts.damages.Of(text.kind);
+      if (total.count == 0) continue;
+      const auto first = std::ranges::find(m_facts.damages.Places(), text.kind, &flv::Damage::kind);
+      Add(text.name, text.severity, fmt::format(fmt::runtime(text.text), total.amount, total.count), text.consequence,
+          text.remedy, first->offset, first->time);
+      m_findings.back().count = total.count;
+    }
+    if (m_facts.fileSize > kLargestFile) {
+      Add("large-file", Severity::kError, "the file has 4 GiB or more", "a plain host does not open it", kRemux);
+    }
+  }
+
+  void ExamineStreams() {
+    if (m_facts.TagCount() == 0) {
+      Add("no-media", Severity::kError, "there is no audio or video", "nothing can be played", "");
+      return;
+    }
+    const auto compare = [&](const flv::StreamFacts& stream, std::uint8_t flag, std::string_view kind) {
+      const bool isAnnounced = (m_facts.flags & flag) != 0;
+      if (isAnnounced && !stream.IsPresent()) {
+        Add("absent-stream", Severity::kError, fmt::format("the file header announces {}, and there is none", kind),
+            "packets of the other stream wait for it, and some come late or not at all", kRemux, 0);
+      }
+      if (!isAnnounced && stream.IsPresent()) {
+        Add("hidden-stream", Severity::kError, fmt::format("the file header does not announce the {}", kind),
+            "that stream is not played", kRemux, stream.firstOffset, stream.firstTime);
+      }
+    };
+    compare(m_facts.audio, flv::kAnnouncesAudio, "audio");
+    compare(m_facts.video, flv::kAnnouncesVideo, "video");
+    if (Jumps()) return;  // what follows from that is not told again
+    for (const flv::StreamFacts* const stream :
+         {static_cast<const flv::StreamFacts*>(&m_facts.audio), static_cast<const flv::StreamFacts*>(&m_facts.video)}) {
+      if (stream->mostTimeAhead <= kSorterTimespan && stream->mostTagsAhead <= kSorterPackets) continue;
+      Add("loose-interleaving", Severity::kWarning,
+          fmt::format("{} runs ahead of the other stream by up to {} ms and {} tags in a row",
+                      stream == &m_facts.audio ? "audio" : "video", stream->mostTimeAhead, stream->mostTagsAhead),
+          "packets come out of time order", "preference FLVMergeSorterMaxTimespan, up to the memory that this takes");
+    }
+  }
+
+  void ExamineCodecs(const flv::StreamFacts& stream, bool needsConfiguration, std::string_view kind) {
+    if (!stream.IsPresent()) return;
+    if (needsConfiguration && stream.configurations == 0) {
+      Add("no-configuration", Severity::kError, fmt::format("the {} has no codec configuration", kind),
+          "players cannot decode that stream", "", stream.firstOffset, stream.firstTime);
+    }
+    const bool isAudio = &stream == static_cast<const flv::StreamFacts*>(&m_facts.audio);
+    const bool isKnown = isAudio
+                             ? std::ranges::count(kKnownSounds, m_facts.audio.format) > 0
+                             : m_facts.video.fourCc == 0 && std::ranges::count(kKnownCodecs, m_facts.video.codec) > 0;
+    if (isKnown) return;
+    Add("unusual-codec", Severity::kWarning, fmt::format("the {} has a codec that few RTMP players know", kind),
+        "those players do not play that stream", "", stream.firstOffset, stream.firstTime);
+  }
+
+  void ExamineVideo() {
+    const flv::VideoFacts& video = m_facts.video;
+    if (video.frames == 0 || video.startsWithKeyFrame) return;
+    Add("no-first-key-frame", Severity::kWarning, "the video does not begin with a key frame",
+        "players show nothing, or artefacts, up to the first one", "", video.firstOffset, video.firstTime);
+  }
+
+  void ExamineTimes() {
+    const std::uint32_t first = m_facts.FirstFrameTime();
+    if (first <= 1000) return;
+    Add("late-start", Severity::kNote, fmt::format("timestamps begin at {} ms", first),
+        "players that count from 0 wait, or show another position", kRebase, std::nullopt, first);
+  }
+
+  /// Whether timestamps jump, so that times of one part say nothing of another.
+  bool Jumps() const { return m_facts.continuations.size() > 1; }
+
+  const flv::AmfValue* Metadata(std::string_view name) const {
+    const flv::AmfValue* const value = m_facts.metadata ? m_facts.metadata->values.Find(name) : nullptr;
+    return value != nullptr && value->IsNumber() ? value : nullptr;
+  }
+
+  void ReportMissingMetadata() {
+    Add("no-metadata", Severity::kWarning, "there is no metadata",
+        "headers lack what cannot be measured, and every first seek scans the file", kRemux);
+    ExamineWhatOpeningCosts();
+  }
+
+  /// Where the scan for the headers does not find what it looks for, it goes on to the end of the file.
+  void ExamineWhatOpeningCosts() {
+    const flv::VideoFacts& video = m_facts.video;
+    const bool isVideoTold = Metadata("width") != nullptr && Metadata("height") != nullptr;
+    if (video.frames > 0 && video.codec == flv::kCodecAvc && !isVideoTold) {
+      Add("no-picture-size", Severity::kWarning, "the metadata does not tell the picture size of the H.264 video",
+          "opening reads the whole file, twice for each tag", kRemux);
+      m_findings.back().what += fmt::format("; opening takes about {} reads", 2 * m_facts.TagCount());
+    }
+    const flv::AudioFacts& audio = m_facts.audio;
+    if (audio.frames > 0 && audio.Duration() <= kMeasuredAudio && Metadata("audiodatarate") == nullptr) {
+      Add("short-audio", Severity::kError, "there is too little audio to measure its rate, and no metadata tells it",
+          "the audio gets no stream header, so a host cannot play it", kRemux, audio.firstOffset, audio.firstTime);
+    }
+  }
+
+  void CompareNumber(std::string_view field, double measured, double tolerance, std::string_view name,
+                     std::string_view consequence) {
+    const flv::AmfValue* const value = Metadata(field);
+    if (value == nullptr || measured <= 0) return;
+    // 0 stands for "unknown" in files of recorders that never came back to fill it in.
+    if (value->Number() != 0 && std::abs(value->Number() - measured) <= tolerance) return;
+    Add(name, Severity::kWarning,
+        fmt::format("{} is {:g} in the metadata, and {:g} measured", field, value->Number(), measured), consequence,
+        kRemux, m_facts.metadata->offset);
+  }
+
+  void ExamineMetadata() {
+    constexpr double kPerKilobit = 1000;
+    const std::int32_t milliseconds = flv::TimeBetween(m_facts.FirstFrameTime(), m_facts.latestContinuedTime);
+    const double length = static_cast<double>(milliseconds) / 1000;
+    CompareNumber("duration", length, std::max(1.0, length / 50), "wrong-duration",
+                  "players show a wrong length, and seeks near the end may fail");
+    ExamineWhatOpeningCosts();
+    if (Jumps()) return;
+    const auto rate = [&](std::string_view field, const flv::StreamFacts& stream) {
+      const double measured = std::round(stream.BitRate() / kPerKilobit);
+      CompareNumber(field, measured, std::max(8.0, measured / 2), "wrong-rate",
+                    "headers tell hosts and players a wrong bit rate");
+    };
+    rate("audiodatarate", m_facts.audio);
+    rate("videodatarate", m_facts.video);
+  }
+
+  void ExamineKeyFrameList() {
+    if (!m_facts.video.IsPresent() || !m_facts.metadata) return;
+    const flv::OwnMetadata& metadata = *m_facts.metadata;
+    if (!metadata.hasKeyFrameList) {
+      const flv::AmfValue* const claim = metadata.values.Find("hasKeyframes");
+      const bool isClaimed =
+          claim != nullptr && claim->GetType() == flv::AmfValue::Type::kBoolean && claim->Number() != 0;
+      Add(isClaimed ? "claimed-key-frame-list" : "no-key-frame-list", isClaimed ? Severity::kWarning : Severity::kNote,
+          isClaimed ? "the metadata says that it has a list of key frames, and has none"
+                    : "there is no list of key frames",
+          "every first seek scans the file up to its target", kRemux, metadata.offset);
+      return;
+    }
+    const std::size_t wrong = WrongKeyPositions(metadata);
+    if (wrong == 0 && metadata.keyTimes.size() == metadata.keyPositions.size()) return;
+    Add("wrong-key-frame-list", Severity::kWarning,
+        fmt::format("{} of {} positions in the list of key frames lead to none", wrong, metadata.keyPositions.size()),
+        "seeks find no packets, or begin with frames that cannot be decoded", kRemux, metadata.offset);
+  }
+
+  std::size_t WrongKeyPositions(const flv::OwnMetadata& metadata) const {
+    return static_cast<std::size_t>(std::ranges::count_if(metadata.keyPositions, [&](double position) {
+      if (!(position >= 0) || position > static_cast<double>(m_facts.fileSize)) return true;
+      const auto offset = static_cast<std::uint64_t>(position);
+      const std::uint32_t tag = m_facts.TagAt(offset);
+      if (tag >= m_facts.TagCount() || m_facts.TagOffset(tag) != offset) return true;
+      return !std::ranges::binary_search(m_facts.keyPositions, tag, {}, &flv::KeyPosition::tag);
+    }));
+  }
+
+  const flv::FileFacts& m_facts;
+  std::vector<Finding> m_findings;
+};
+
+}  // namespace
+
+std::string_view SeverityName(Severity severity) {
+  constexpr std::string_view kNames[] = {"error", "warning", "note"};
+  return kNames[static_cast<std::size_t>(severity)];
+}
+
+std::string_view NameOf(flv::DamageKind kind) { return kDamageTexts[static_cast<std::size_t>(kind)].name; }
+
+std::vector<Finding> FindFaults(const flv::FileFacts& facts) { return Examination(facts).Run(); }
+
+}  // namespace qbflv::cli

@@ -1,0 +1,48 @@
+// A new file that replaces its target in one step, or disappears.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <span>
+
+#include "host/file_descriptor.h"
+
+namespace qbflv::cli {
+
+/// All functions throw HostError.
+class TemporaryFile {
+ public:
+  /// Creates the file in the target's folder. An existing target must be a writable regular file; if it is a link, the
+  /// file that it points to is replaced. The target "-" is standard output, and the file is in the system's folder for
+  /// temporary files.
+  explicit TemporaryFile(const std::filesystem::path& target);
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  /// Removes the file if there was no Commit.
+  ~TemporaryFile();
+
+  /// Appends.
+  void Write(std::span<const std::uint8_t> bytes);
+  /// Replaces bytes that were written before.
+  void Overwrite(std::uint64_t offset, std::span<const std::uint8_t> bytes);
+  /// Takes the bytes from begin to end out of the file. Call it after the last Write.
+  void Remove(std::uint64_t begin, std::uint64_t end);
+
+  /// Replaces the target, or copies the file to standard output.
+  void Commit();
+
+ private:
+  void Create(const std::filesystem::path& folder);
+  std::size_t Read(std::uint64_t offset, std::span<std::uint8_t> bytes) const;
+  void CopyToOutput();
+  [[noreturn]] void Fail(int errorNumber) const;
+
+  const bool m_isOutput;
+  const std::filesystem::path m_target;
+  std::filesystem::path m_path;
+  host::FileDescriptor m_file;
+  /// In bytes.
+  std::uint64_t m_size = 0;
+};
+
+}  // namespace qbflv::cli

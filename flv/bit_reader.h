@@ -1,0 +1,45 @@
+// Reads numbers of any number of bits, most significant bit first.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace qbflv::flv {
+
+/// Past the end it reads zeros, and HasFailed tells.
+class BitReader {
+ public:
+  explicit BitReader(std::span<const std::uint8_t> bytes) : m_bytes(bytes) {}
+
+  /// count: at most 32.
+  std::uint32_t Bits(int count) {
+    std::uint32_t value = 0;
+    for (; count > 0; --count) value = value << 1 | Bit();
+    return value;
+  }
+
+  bool Flag() { return Bit() != 0; }
+
+  void Skip(std::size_t count) { m_position += count; }
+
+  /// An unsigned number as H.264 stores it: as many zeros as bits follow the first one.
+  std::uint32_t Exponential() {
+    int zeros = 0;
+    while (zeros < 32 && !HasFailed() && Bit() == 0) ++zeros;
+    return zeros >= 32 ? 0 : Bits(zeros) + (std::uint32_t{1} << zeros) - 1;
+  }
+
+  bool HasFailed() const { return m_position > m_bytes.size() * 8; }
+
+ private:
+  std::uint32_t Bit() {
+    const std::size_t position = m_position++;
+    if (position >= m_bytes.size() * 8) return 0;
+    return m_bytes[position / 8] >> (7 - position % 8) & 1;
+  }
+
+  std::span<const std::uint8_t> m_bytes;
+  std::size_t m_position = 0;
+};
+
+}  // namespace qbflv::flv

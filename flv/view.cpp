@@ -1,0 +1,113 @@
+// A repaired file as a byte source: what a layout says, from the bytes of the real file.
+#include "flv/view.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <utility>
+
+#include "flv/format.h"
+
+namespace qbflv::flv {
+
+namespace {
+
+/// Copies the part of `from` behind its first `skipped` bytes that fits.
+std::size_t CopyRest(std::span<const std::uint8_t> from, std::uint64_t skipped, std::span<std::uint8_t> to) {
+  const auto rest = from.subspan(static_cast<std::size_t>(skipped));
+  const std::size_t count = std::min(rest.size(), to.size());
+  if (count > 0) std::memcpy(to.data(), rest.data(), count);
+  return count;
+}
+
+}  // namespace
+
+View::View(std::shared_ptr<const ByteSource> source, std::shared_ptr<const ViewLayout> layout)
+    : m_source(std::move(source)), m_layout(std::move(layout)) {}
+
+std::int64_t View::ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
+  std::size_t filled = 0;
+  while (filled < bytes.size() && offset < Size()) {
+    const auto wanted = bytes.subspan(filled);
+    std::size_t count = 0;
+    if (offset < m_layout->Head().size()) {
+      count = CopyRest(m_layout->Head(), offset, wanted);
+    } else if (offset >= m_layout->TailBegin()) {
+      count = CopyRest(m_layout->Tail(), offset - m_layout->TailBegin(), wanted);
+    } else {
+      const Piece& piece = FindPiece(offset);
+      const std::int64_t got = ReadPiece(piece, offset, wanted);
+      if (got < 0) return kReadFailed;
+      count = static_cast<std::size_t>(got);
+    }
+    if (count == 0) break;  // the file was cut off since the layout was made
+    filled += count;
+    offset += count;
+  }
+  return static_cast<std::int64_t>(filled);
+}
+
+SharedBytes View::Share(std::uint64_t offset) const {
+  if (offset < m_layout->Head().size() || offset >= m_layout->TailBegin()) return {};
+  const Piece& piece = FindPiece(offset);
+  const std::uint64_t inPiece = offset - piece.begin;
+  if (piece.isPatched || inPiece < kSizeFieldSize) return {};
+  const std::uint64_t skipped = inPiece - kSizeFieldSize;
+  SharedBytes shared = m_source->Share(piece.source + skipped);
+  shared.size = std::min(shared.size, piece.size - skipped);
+  return shared;
+}
+
+/// offset: in some piece.
+const View::Piece& View::FindPiece(std::uint64_t offset) const {
+  return *(std::ranges::upper_bound(m_layout->Pieces(), offset, {}, &Piece::begin) - 1);
+}
+
+/// Reads to the end of the piece at most.
+std::int64_t View::ReadPiece(const Piece& piece, std::uint64_t offset, std::span<std::uint8_t> bytes) const {
+  const std::uint64_t inPiece = offset - piece.begin;
+  if (inPiece < kSizeFieldSize) {
+    std::array<std::uint8_t, kSizeFieldSize> field;
+    WriteNumber<4>(field.data(), piece.previousSize);
+    return static_cast<std::int64_t>(CopyRest(field, inPiece, bytes));
+  }
+  const std::uint64_t skipped = inPiece - kSizeFieldSize;
+  const std::uint64_t count = std::min<std::uint64_t>(bytes.size(), piece.size - skipped);
+  const auto wanted = bytes.first(static_cast<std::size_t>(count));
+  const std::int64_t got = m_source->ReadAt(piece.source + skipped, wanted);
+  if (got <= 0 || !piece.isPatched) return got;
+  return Patch(piece, piece.source + skipped, wanted.first(static_cast<std::size_t>(got))) ? got : kReadFailed;
+}
+
+/// Writes the right size fields and times over what was read. begin: of the bytes, in the file.
+bool View::Patch(const Piece& piece, std::uint64_t begin, std::span<std::uint8_t> bytes) const {
+  const FileFacts& facts = m_layout->Facts();
+  const std::uint64_t runOffset = facts.RunOf(piece.firstTag).offset;
+  const auto tagOffsets = std::span(facts.tagOffsets).subspan(piece.firstTag, piece.endTag - piece.firstTag);
+  const std::uint64_t end = begin + bytes.size();
+  // The first tag whose header reaches into the bytes, or begins behind them.
+  const auto reaches = [&](std::uint32_t tag) { return runOffset + tag + kTagHeaderSize <= begin; };
+  auto tag = std::ranges::partition_point(tagOffsets, reaches);
+  for (; tag != tagOffsets.end() && runOffset + *tag < end + kSizeFieldSize; ++tag) {
+    const std::uint64_t offset = runOffset + *tag;
+    // The field in front and the header, of which only a part may be wanted.
+    std::array<std::uint8_t, kSizeFieldSize + kTagHeaderSize> patched;
+    const auto header = std::span(patched).subspan(kSizeFieldSize);
+    if (offset >= begin && offset + kTagHeaderSize <= end) {
+      std::memcpy(header.data(), &bytes[static_cast<std::size_t>(offset - begin)], kTagHeaderSize);
+    } else if (m_source->ReadAt(offset, header) != static_cast<std::int64_t>(kTagHeaderSize)) {
+      return false;
+    }
+    WriteTagTime(header.data(), m_layout->TimeIn(piece, ReadTagHeader(header.data()).time));
+    const bool isFirst = tag == tagOffsets.begin();
+    if (!isFirst) WriteNumber<4>(patched.data(), *tag - *(tag - 1) - kSizeFieldSize);
+    const std::uint64_t from = std::max(begin, isFirst ? offset : offset - kSizeFieldSize);
+    const std::uint64_t to = std::min(end, offset + kTagHeaderSize);
+    if (from >= to) continue;
+    std::memcpy(&bytes[static_cast<std::size_t>(from - begin)], &patched[from + kSizeFieldSize - offset],
+                static_cast<std::size_t>(to - from));
+  }
+  return true;
+}
+
+}  // namespace qbflv::flv

@@ -1,0 +1,72 @@
+// Keeps the layouts of files that were opened lately, so that their next sessions need no pass.
+#include "flv/view_cache.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace qbflv::flv {
+
+std::shared_ptr<const ViewLayout> MakeLayout(const ByteSource& source, const ViewOptions& options,
+                                             const ScanOptions& scan) {
+  std::shared_ptr<const FileFacts> facts = ScanFile(source, scan);
+  if (!facts || !facts->isFlv) return nullptr;
+  return std::make_shared<ViewLayout>(std::move(facts), options);
+}
+
+std::shared_ptr<const ViewLayout> ViewCache::Get(const FileSource& file, const ViewOptions& options) {
+  FileIdentity identity;
+  FileKind kind{};
+  const bool isKnown = file.GetIdentity(identity, kind) && kind == FileKind::kRegular;
+  if (!isKnown) return MakeLayout(file, options);
+  if (auto layout = Find(identity, options)) return layout;
+  auto layout = MakeLayout(file, options);
+  // What was read of a file that fails or changes meanwhile does not hold for its next session.
+  FileIdentity after;
+  const bool isSteady = layout && !layout->Facts().readFailed && file.GetIdentity(after, kind) && after == identity;
+  if (isSteady) Keep({identity, options, layout, layout->MemoryUse()});
+  return layout;
+}
+
+std::shared_ptr<const ViewLayout> ViewCache::Find(const FileSource& file, const ViewOptions& options) {
+  FileIdentity identity;
+  FileKind kind{};
+  if (!file.GetIdentity(identity, kind) || kind != FileKind::kRegular) return nullptr;
+  return Find(identity, options);
+}
+
+std::size_t ViewCache::MemoryUse() const {
+  const std::lock_guard lock(m_mutex);
+  return m_bytes;
+}
+
+std::shared_ptr<const ViewLayout> ViewCache::Find(const FileIdentity& file, const ViewOptions& options) {
+  const std::lock_guard lock(m_mutex);
+  const auto found = std::ranges::find_if(
+      m_entries, [&](const Entry& entry) { return entry.file == file && entry.options == options; });
+  if (found == m_entries.end()) return nullptr;
+  m_entries.splice(m_entries.begin(), m_entries, found);
+  return found->layout;
+}
+
+void ViewCache::Keep(Entry entry) {
+  if (entry.size > m_mostBytes) return;
+  std::list<Entry> removed;  // freed outside of the lock
+  const std::lock_guard lock(m_mutex);
+  // The states that this file had before will not come back.
+  for (auto old = m_entries.begin(); old != m_entries.end();) {
+    const auto here = old++;
+    const bool isOlder = here->file.device == entry.file.device && here->file.inode == entry.file.inode &&
+                         (here->file != entry.file || here->options == entry.options);
+    if (!isOlder) continue;
+    m_bytes -= here->size;
+    removed.splice(removed.end(), m_entries, here);
+  }
+  m_bytes += entry.size;
+  m_entries.push_front(std::move(entry));
+  while (m_bytes > m_mostBytes) {
+    m_bytes -= m_entries.back().size;
+    removed.splice(removed.end(), m_entries, std::prev(m_entries.end()));
+  }
+}
+
+}  // namespace qbflv::flv

@@ -1,0 +1,14 @@
+// The fuzzers link the library's code, so that they see which of it an input reaches.
+#include "tests/support/plugin_exports.h"
+
+extern "C" qbflv::Status QBMCreateInstance(qbflv::IUnknown** object);
+extern "C" qbflv::Status CanUnload2();
+
+namespace qbflv::test {
+
+const PluginExports& Exports() {
+  static const PluginExports exports{&QBMCreateInstance, &CanUnload2};
+  return exports;
+}
+
+}  // namespace qbflv::test

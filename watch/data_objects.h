@@ -1,0 +1,111 @@
+// The host's buffers, packets and property lists, as the plug-in gets them: they pass every call on, and check that the
+// objects return what was stored.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/com_object.h"
+#include "watch/session.h"
+
+namespace qbflv::watch {
+
+class WatchedBuffer final : public host::ComObject<IQBBuffer> {
+ public:
+  /// session: outlives the object, as the layer keeps sessions.
+  WatchedBuffer(Session& session, ComPtr<IQBBuffer> real) : m_session(session), m_real(std::move(real)) {}
+  ~WatchedBuffer() override { CheckUnchanged(); }
+
+  Status Set(const std::uint8_t* bytes, std::uint32_t length) override;
+  Status SetSize(std::uint32_t size) override;
+  std::uint32_t GetSize() override;
+  std::uint8_t* GetBuffer() override;
+
+  IQBBuffer* Real() const { return m_real.Get(); }
+
+  /// From now on the bytes and the size must stay; until the next function, or the plug-in itself changes them.
+  void RequireUnchanged();
+  /// Checks, and ends the requirement.
+  void CheckUnchanged();
+
+ private:
+  /// The size and a sample of the bytes: the first and the last eight, which cost little.
+  struct Sample {
+    std::uint32_t size = 0;
+    std::uint64_t first = 0;
+    std::uint64_t last = 0;
+    bool operator==(const Sample&) const = default;
+  };
+
+  Sample TakeSample();
+
+  Session& m_session;
+  ComPtr<IQBBuffer> m_real;
+  bool m_isWatched = false;
+  Sample m_sample;
+};
+
+/// The buffer of the host behind one that the plug-in passes. All buffers that the plug-in has are watched ones.
+IQBBuffer* RealBuffer(IQBBuffer* buffer);
+
+class WatchedPacket final : public host::ComObject<IQBPacket> {
+ public:
+  WatchedPacket(Session& session, ComPtr<IQBPacket> real);
+  ~WatchedPacket() override { m_session.OnPacketReleased(); }
+
+  IQBBuffer* GetPacketBuffer() override;
+  std::uint32_t GetTime() override { return m_real->GetTime(); }
+  std::uint16_t GetStreamNumber() override { return m_real->GetStreamNumber(); }
+  std::uint8_t GetASMFlags() override { return m_real->GetASMFlags(); }
+  std::uint16_t GetASMRuleNumber() override { return m_real->GetASMRuleNumber(); }
+  BOOL IsLost() override { return m_real->IsLost(); }
+  Status Set(IQBBuffer* buffer, std::uint32_t time, std::uint16_t stream, std::uint8_t asmFlags,
+             std::uint16_t asmRule) override;
+
+  IQBPacket* Real() const { return m_real.Get(); }
+  std::uint16_t Stream() const { return m_stream; }
+  /// Before the sink gets the packet: it must be as it was set. The host may change it from now on.
+  void CheckUnchanged();
+
+ private:
+  Session& m_session;
+  ComPtr<IQBPacket> m_real;
+  ComPtr<WatchedBuffer> m_buffer;
+  std::uint32_t m_time = 0;
+  std::uint16_t m_stream = 0;
+};
+
+class WatchedList final : public host::ComObject<IQBPropertyList> {
+ public:
+  WatchedList(Session& session, ComPtr<IQBPropertyList> real) : m_session(session), m_real(std::move(real)) {}
+  ~WatchedList() override;
+
+  Status SetULONG32(const char* name, std::uint32_t value) override;
+  Status GetULONG32(const char* name, std::uint32_t* value) override;
+  Status SetBuffer(const char* name, IQBBuffer* value) override;
+  Status GetBuffer(const char* name, IQBBuffer** value) override;
+  Status SetCString(const char* name, IQBBuffer* value) override;
+  Status GetCString(const char* name, IQBBuffer** value) override;
+
+  IQBPropertyList* Real() const { return m_real.Get(); }
+  /// "StreamCount", once the plug-in has set it.
+  std::uint32_t StreamCount() const { return m_streamCount; }
+
+ private:
+  struct Seen {
+    std::string name;
+    Status status;
+    std::uint32_t number;
+  };
+
+  Session& m_session;
+  ComPtr<IQBPropertyList> m_real;
+  std::uint32_t m_streamCount = 0;
+  std::vector<Seen> m_numbers;
+};
+
+/// Wraps a buffer that a call of the host returned, as its result for the plug-in.
+Status WrapReturned(Session& session, const char* call, Status status, IQBBuffer* real, IQBBuffer** buffer);
+
+}  // namespace qbflv::watch

@@ -1,0 +1,15 @@
+// Where the layer itself was loaded from, on Linux.
+#include <dlfcn.h>
+
+#include "watch/own_path.h"
+
+namespace qbflv::watch {
+
+std::filesystem::path OwnPath() {
+  static const char mark = 0;
+  Dl_info info{};
+  if (dladdr(&mark, &info) == 0 || info.dli_fname == nullptr) return {};
+  return std::filesystem::absolute(info.dli_fname);
+}
+
+}  // namespace qbflv::watch
