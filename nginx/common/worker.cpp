@@ -1,0 +1,58 @@
+// The engine of a worker process, and how its options are configured.
+#include "nginx/common/worker.h"
+
+#include <exception>
+#include <string>
+
+#include "nginx/common/text.h"
+#include "nginx/playback/stream_file.h"
+
+namespace qbflv::server {
+
+namespace {
+
+constexpr size_t kDefaultFilms = 64 * 1024 * 1024;
+constexpr size_t kSmallestReadAhead = 4096;
+constexpr size_t kLargestReadAhead = 16 * 1024 * 1024;
+
+/// No static object: its destructor would run when the process exits, after those of the threads' own memory pools.
+Engine* g_engine = nullptr;
+
+}  // namespace
+
+void* CreateOptions(ngx_conf_t* cf) {
+  auto* const options = static_cast<WorkerOptions*>(ngx_pcalloc(cf->pool, sizeof(WorkerOptions)));
+  if (options == nullptr) return nullptr;
+  options->films = NGX_CONF_UNSET_SIZE;
+  options->readAhead = NGX_CONF_UNSET_SIZE;
+  return options;
+}
+
+char* CompleteOptions(ngx_conf_t* cf, void* unset) {
+  auto& options = *static_cast<WorkerOptions*>(unset);
+  if (options.plugin.len == 0) options.plugin = StaticText(QBFLV_DEFAULT_PLUGIN);
+  ngx_conf_init_size_value(options.films, kDefaultFilms);
+  ngx_conf_init_size_value(options.readAhead, StreamFile::kDefaultReadAhead);
+  if (options.readAhead >= kSmallestReadAhead && options.readAhead <= kLargestReadAhead) return NGX_CONF_OK;
+  ngx_conf_log_error(NGX_LOG_EMERG, cf, 0, "\"qbflv_read_ahead\" must be from 4k to 16m");
+  return static_cast<char*>(NGX_CONF_ERROR);
+}
+
+void StartEngine(ngx_cycle_t* cycle, const WorkerOptions& options) {
+  if (options.isUsed == 0) return;
+  try {
+    const std::string plugin(reinterpret_cast<const char*>(options.plugin.data), options.plugin.len);
+    g_engine = new Engine(plugin, options.films, static_cast<std::uint32_t>(options.readAhead));
+  } catch (const std::exception& error) {
+    ngx_log_error(NGX_LOG_EMERG, cycle->log, 0, "qbflv: %s", error.what());
+  }
+}
+
+void StopEngine(ngx_cycle_t* /*cycle*/) {
+  delete g_engine;
+  g_engine = nullptr;
+}
+
+Engine* FindEngine() { return g_engine; }
+
+}  // namespace qbflv::server

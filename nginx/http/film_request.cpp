@@ -1,0 +1,299 @@
+// One HTTP request for a film, from the address to the last byte.
+#include "nginx/http/film_request.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "flv/metadata.h"
+#include "nginx/common/worker.h"
+#include "nginx/http/http_module.h"
+#include "nginx/http/http_text.h"
+#include "nginx/playback/film_info.h"
+
+namespace qbflv::server {
+
+namespace {
+
+/// Of 64 KiB; then the other clients have their turn.
+constexpr int kBatchesPerTurn = 16;
+
+ngx_http_core_loc_conf_t& CoreLocation(ngx_http_request_t* r) {
+  void* const location = ngx_http_get_module_loc_conf(r, ngx_http_core_module);
+  return *static_cast<ngx_http_core_loc_conf_t*>(location);
+}
+
+std::unique_ptr<TaskRunner> MakeTasks(ngx_thread_pool_t* pool) {
+  if (pool == nullptr) return std::make_unique<InlineTasks>();
+  return std::make_unique<PoolTasks>(pool);
+}
+
+/// The last segment of the path as the client wrote it: a redirect relative to it holds behind any proxy.
+std::string OwnName(ngx_http_request_t* r) {
+  const std::string_view address = ViewOf(r->unparsed_uri);
+  const std::string_view path = address.substr(0, address.find('?'));
+  return "./" + std::string(path.substr(path.rfind('/') + 1));
+}
+
+}  // namespace
+
+FilmRequest::FilmRequest(ngx_http_request_t* r, Engine& engine, ngx_thread_pool_t* pool, const Address& address)
+    : m_request(r), m_engine(engine), m_tasks(MakeTasks(pool)), m_address(address) {}
+
+void FilmRequest::Open(std::shared_ptr<const flv::FileSource> file, off_t fileSize, time_t fileTime) {
+  m_fileSize = fileSize;
+  m_fileTime = fileTime;
+  m_request->read_event_handler = ngx_http_test_reading;
+  m_request->write_event_handler = OnWritable;
+  m_playback = std::make_unique<Playback>(m_engine, *m_tasks, std::move(file), [this] { OnReady(); });
+  m_playback->EndAt(m_address.end);
+  m_playback->Seek(m_address.start.value_or(0));
+}
+
+ngx_int_t FilmRequest::Continue() {
+  try {
+    if (m_isStreaming) return SendBatches();
+    const Part* const part = m_playback->GetPart();
+    return part == nullptr ? NGX_AGAIN : Answer(*part);
+  } catch (const std::exception& error) {
+    ngx_log_error(NGX_LOG_ERR, m_request->connection->log, 0, "qbflv: %s", error.what());
+    return m_isStreaming ? NGX_ERROR : NGX_HTTP_INTERNAL_SERVER_ERROR;
+  }
+}
+
+ngx_int_t FilmRequest::Answer(const Part& part) {
+  using State = Part::State;
+  if (part.state == State::kUnreadable) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  if (part.state == State::kNotFlv) {
+    return SendReason(m_request, NGX_HTTP_UNSUPPORTED_MEDIA_TYPE, "This is not an FLV file.");
+  }
+  if (part.state == State::kNoMedia) {
+    return SendReason(m_request, NGX_HTTP_UNSUPPORTED_MEDIA_TYPE, "This film has neither audio nor video.");
+  }
+  if (part.state == State::kPastEnd) {
+    return SendReason(m_request, NGX_HTTP_RANGE_NOT_SATISFIABLE,
+                      "This film ends at " + SecondsText(part.FilmDuration()) + " s.");
+  }
+  if (m_address.wantsInfo) return AnswerInfo(part);
+  if (m_address.end && *m_address.end <= part.start) {
+    return SendReason(m_request, NGX_HTTP_RANGE_NOT_SATISFIABLE, "The end is not behind the start.");
+  }
+  if (LocationOf(m_request).redirects != 0 && m_address.start) {
+    const std::string arguments = WithStart(ViewOf(m_request->args), part.start);
+    if (arguments != ViewOf(m_request->args)) return Redirect(part);
+  }
+  return StartFilm(part);
+}
+
+ngx_int_t FilmRequest::AnswerInfo(const Part& part) {
+  MediaTag tag;
+  const Playback::Result result = m_playback->Next(tag);
+  if (result == Playback::Result::kPending) return NGX_AGAIN;
+  if (result != Playback::Result::kTag) {
+    return SendReason(m_request, NGX_HTTP_UNSUPPORTED_MEDIA_TYPE, "This film cannot be played.");
+  }
+  if (!AddValidators()) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  return SendText(m_request, NGX_HTTP_OK, "application/json", FilmInfo(part, *m_playback));
+}
+
+ngx_int_t FilmRequest::Redirect(const Part& part) {
+  const std::string arguments = WithStart(ViewOf(m_request->args), part.start);
+  const std::string target = OwnName(m_request) + (arguments.empty() ? "" : "?" + arguments);
+  if (!AddHeader(m_request, "Location", target) || !AddStartHeader(part)) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  return SendReason(m_request, NGX_HTTP_MOVED_TEMPORARILY, "The film is continued at a key frame.");
+}
+
+ngx_int_t FilmRequest::StartFilm(const Part& part) {
+  ngx_http_request_t* const r = m_request;
+  m_start = part.start;
+  const std::uint32_t end = std::min(m_address.end.value_or(part.FilmDuration()), part.FilmDuration());
+  const std::vector<std::uint8_t> metadata = MakePartMetadata(part, end - part.start);
+  const flv::FileFacts& facts = part.film->Facts();
+  const int flags =
+      (facts.audio.IsPresent() ? flv::kAnnouncesAudio : 0) | (facts.video.IsPresent() ? flv::kAnnouncesVideo : 0);
+  m_fileStart = flv::MakeFileStart(static_cast<std::uint8_t>(flags), metadata);
+  if (!AddValidators() || !AddStartHeader(part)) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  r->headers_out.status = NGX_HTTP_OK;
+  // Frames that are dropped at the edges of a part are not known before they are read.
+  if (part.start == 0 && !m_address.end) m_bytesLeft = SizeWith(part, metadata.size());
+  r->headers_out.content_length_n = m_bytesLeft ? static_cast<off_t>(*m_bytesLeft) : -1;
+  r->headers_out.content_type = StaticText("video/x-flv");
+  r->headers_out.content_type_len = r->headers_out.content_type.len;
+  const ngx_int_t result = ngx_http_send_header(r);
+  if (result == NGX_ERROR || result > NGX_OK || r->header_only != 0) return result;
+  m_isStreaming = true;
+  m_batch.AddFileStart(m_fileStart);
+  return SendBatches();
+}
+
+/// They tell the states of the file; each address has its own.
+bool FilmRequest::AddValidators() {
+  m_request->headers_out.last_modified_time = m_fileTime;
+  // A part of the tag.
+  m_request->headers_out.content_length_n = m_fileSize;
+  return ngx_http_set_etag(m_request) == NGX_OK;
+}
+
+bool FilmRequest::AddStartHeader(const Part& part) {
+  return AddHeader(m_request, "X-Content-Start", SecondsText(part.start));
+}
+
+ngx_int_t FilmRequest::SendBatches() {
+  ngx_http_request_t* const r = m_request;
+  ngx_event_t* const writing = r->connection->write;
+  for (int batch = 0; batch < kBatchesPerTurn; ++batch) {
+    if (!m_isHandedOver) {
+      const Playback::Result result = FillBatch();
+      if (result == Playback::Result::kFailed) {
+        ngx_log_error(NGX_LOG_ERR, r->connection->log, 0, "qbflv: the film cannot be read to its end");
+        return NGX_ERROR;
+      }
+      if (m_batch.IsEmpty()) return NGX_AGAIN;
+      m_isFinished = result == Playback::Result::kEnd;
+    }
+    const bool isNew = !std::exchange(m_isHandedOver, true);
+    const ngx_int_t sent = ngx_http_output_filter(r, isNew ? m_batch.Finish(m_isFinished, r == r->main) : nullptr);
+    if (sent == NGX_ERROR || m_isFinished) return sent;
+    if (!m_batch.IsSent()) return WaitForClient();
+    m_batch.Clear();
+    m_isHandedOver = false;
+    if (writing->timer_set != 0 && writing->delayed == 0) ngx_del_timer(writing);
+  }
+  ngx_post_event(writing, &ngx_posted_next_events);
+  return NGX_AGAIN;
+}
+
+Playback::Result FilmRequest::FillBatch() {
+  MediaTag tag;
+  auto result = Playback::Result::kTag;
+  while (!m_batch.IsFull()) {
+    result = m_playback->Next(tag);
+    if (result != Playback::Result::kTag) break;
+    const std::uint32_t time = tag.time - m_start;
+    m_batch.AddTag(std::move(tag), time);
+  }
+  if (result == Playback::Result::kEnd) m_batch.AddEnd();
+  if (!m_bytesLeft) return result;
+  if (m_batch.Bytes() > *m_bytesLeft) return Playback::Result::kFailed;
+  *m_bytesLeft -= m_batch.Bytes();
+  return result == Playback::Result::kEnd && *m_bytesLeft > 0 ? Playback::Result::kFailed : result;
+}
+
+ngx_int_t FilmRequest::WaitForClient() {
+  ngx_event_t* const writing = m_request->connection->write;
+  const ngx_http_core_loc_conf_t& core = CoreLocation(m_request);
+  if (writing->delayed == 0) ngx_add_timer(writing, core.send_timeout);
+  return ngx_handle_write_event(writing, core.send_lowat) == NGX_OK ? NGX_AGAIN : NGX_ERROR;
+}
+
+void FilmRequest::OnWritable(ngx_http_request_t* r) {
+  ngx_event_t* const writing = r->connection->write;
+  if (writing->timedout != 0) {
+    ngx_log_error(NGX_LOG_INFO, r->connection->log, NGX_ETIMEDOUT, "client timed out");
+    r->connection->timedout = 1;
+    ngx_http_finalize_request(r, NGX_HTTP_REQUEST_TIME_OUT);
+    return;
+  }
+  if (writing->delayed != 0) {
+    const bool isArmed = ngx_handle_write_event(writing, CoreLocation(r).send_lowat) == NGX_OK;
+    if (!isArmed) ngx_http_finalize_request(r, NGX_ERROR);
+    return;
+  }
+  auto* const film = static_cast<FilmRequest*>(ngx_http_get_module_ctx(r, ngx_http_qbflv_module));
+  const ngx_int_t result = film->Continue();
+  if (result != NGX_AGAIN || film->m_isFinished) ngx_http_finalize_request(r, result);
+}
+
+/// A task is done. Finalizing the request destroys this object.
+void FilmRequest::OnReady() {
+  ngx_connection_t* const connection = m_request->connection;
+  ngx_http_set_log_request(connection->log, m_request);
+  OnWritable(m_request);
+  ngx_http_run_posted_requests(connection);
+}
+
+namespace {
+
+/// Of the location; null if it does without threads.
+ngx_int_t FindPool(ngx_http_request_t* r, ngx_thread_pool_t*& pool) {
+  const ngx_http_core_loc_conf_t& core = CoreLocation(r);
+  pool = nullptr;
+  if (core.aio != NGX_HTTP_AIO_THREADS) return NGX_OK;
+  pool = core.thread_pool;
+  if (pool != nullptr) return NGX_OK;
+  ngx_str_t name;
+  if (ngx_http_complex_value(r, core.thread_pool_value, &name) != NGX_OK) return NGX_ERROR;
+  // nginx does not change the cycle here.
+  pool = ngx_thread_pool_get(const_cast<ngx_cycle_t*>(ngx_cycle), &name);
+  return pool != nullptr ? NGX_OK : NGX_ERROR;
+}
+
+/// The reason is sent already unless it is NGX_OK.
+ngx_int_t OpenFile(ngx_http_request_t* r, ngx_open_file_info_t& file) {
+  ngx_http_core_loc_conf_t& core = CoreLocation(r);
+  ngx_str_t path;
+  size_t rootSize = 0;
+  if (ngx_http_map_uri_to_path(r, &path, &rootSize, 0) == nullptr) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  ngx_memzero(&file, sizeof(file));
+  file.read_ahead = core.read_ahead;
+  file.directio = NGX_OPEN_FILE_DIRECTIO_OFF;
+  file.valid = core.open_file_cache_valid;
+  file.min_uses = core.open_file_cache_min_uses;
+  file.errors = core.open_file_cache_errors != 0 ? 1 : 0;
+  file.events = core.open_file_cache_events != 0 ? 1 : 0;
+  if (ngx_http_set_disable_symlinks(r, &core, &path, &file) != NGX_OK) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  if (ngx_open_cached_file(core.open_file_cache, &path, &file, r->pool) == NGX_OK) {
+    if (file.is_dir != 0) return NGX_DECLINED;
+    return file.is_file != 0 ? NGX_OK : SendReason(r, NGX_HTTP_NOT_FOUND, "There is no such film.");
+  }
+  if (file.err == NGX_ENOENT || file.err == NGX_ENOTDIR || file.err == NGX_ENAMETOOLONG) {
+    return SendReason(r, NGX_HTTP_NOT_FOUND, "There is no such film.");
+  }
+  ngx_log_error(NGX_LOG_CRIT, r->connection->log, file.err, "%s \"%V\" failed", file.failed, &path);
+  return file.err == NGX_EACCES ? NGX_HTTP_FORBIDDEN : NGX_HTTP_INTERNAL_SERVER_ERROR;
+}
+
+ngx_int_t StartRequest(ngx_http_request_t* r, const ngx_open_file_info_t& file, const Address& address) {
+  Engine* const engine = FindEngine();
+  ngx_thread_pool_t* pool = nullptr;
+  ngx_pool_cleanup_t* const cleanup = ngx_pool_cleanup_add(r->pool, 0);
+  if (engine == nullptr || cleanup == nullptr || FindPool(r, pool) != NGX_OK) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  auto* const film = new FilmRequest(r, *engine, pool, address);
+  cleanup->data = film;
+  cleanup->handler = [](void* data) { delete static_cast<FilmRequest*>(data); };
+  ngx_http_set_ctx(r, film, ngx_http_qbflv_module);
+  // nginx may close its own descriptor while a task reads.
+  const int descriptor = fcntl(file.fd, F_DUPFD_CLOEXEC, 0);
+  if (descriptor < 0) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  film->Open(std::make_shared<flv::FileSource>(descriptor), file.size, file.mtime);
+  const ngx_int_t result = film->Continue();
+  if (result != NGX_AGAIN || film->IsFinished()) return result;
+  ++r->main->count;
+  return NGX_DONE;
+}
+
+}  // namespace
+
+ngx_int_t HandleFilmRequest(ngx_http_request_t* r) {
+  if ((r->method & (NGX_HTTP_GET | NGX_HTTP_HEAD)) == 0) return NGX_HTTP_NOT_ALLOWED;
+  if (r->uri.data[r->uri.len - 1] == '/') return NGX_DECLINED;
+  const ngx_int_t discarded = ngx_http_discard_request_body(r);
+  if (discarded != NGX_OK) return discarded;
+  try {
+    const auto address = ParseAddress(ViewOf(r->args));
+    if (!address) return SendReason(r, NGX_HTTP_BAD_REQUEST, "A time is written as 61.5 or 1:01.5.");
+    ngx_open_file_info_t file;
+    const ngx_int_t opened = OpenFile(r, file);
+    // The response may be on its way already.
+    if (opened != NGX_OK || file.fd == NGX_INVALID_FILE) return opened;
+    return StartRequest(r, file, *address);
+  } catch (const std::exception& error) {
+    ngx_log_error(NGX_LOG_ERR, r->connection->log, 0, "qbflv: %s", error.what());
+    return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  }
+}
+
+}  // namespace qbflv::server

@@ -1,0 +1,56 @@
+// Some tags of an FLV file on their way to an HTTP client.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "nginx/http/http_headers.h"
+#include "nginx/playback/playback.h"
+
+namespace qbflv::server {
+
+/// The chain refers to the bodies' own bytes; the batch keeps them until it is cleared. Use it again when it is sent.
+class OutputBatch {
+ public:
+  OutputBatch();
+  OutputBatch(const OutputBatch&) = delete;
+  OutputBatch& operator=(const OutputBatch&) = delete;
+
+  std::size_t Bytes() const { return m_bytes; }
+  bool IsEmpty() const { return m_used == 0; }
+  bool IsFull() const { return m_bytes >= kMostBytes || m_headersUsed == kMostTags; }
+  /// Whether nginx has taken all of it.
+  bool IsSent() const { return m_used == 0 || m_buffers[m_used - 1].pos == m_buffers[m_used - 1].last; }
+  void Clear();
+
+  /// start: with the size field behind the metadata; stays as it is until the batch is sent.
+  void AddFileStart(const std::vector<std::uint8_t>& start);
+  /// time: what the client gets to see.
+  void AddTag(MediaTag tag, std::uint32_t time);
+  /// The size of the last tag.
+  void AddEnd();
+
+  /// Not before something was added. The client gets it without waiting for more.
+  ngx_chain_t* Finish(bool isLast, bool isMainRequest);
+
+ private:
+  static constexpr std::size_t kMostTags = 64;
+  static constexpr std::size_t kMostBytes = 64 * 1024;
+  /// The size of the tag before, and the header of the next.
+  static constexpr std::size_t kBetweenTags = 15;
+
+  void AddBytes(const std::uint8_t* bytes, std::size_t size);
+
+  std::array<ngx_buf_t, 2 * kMostTags + 2> m_buffers;
+  std::array<ngx_chain_t, 2 * kMostTags + 2> m_links;
+  std::array<std::array<std::uint8_t, kBetweenTags>, kMostTags + 1> m_headers;
+  std::vector<ComPtr<IQBBuffer>> m_bodies;
+  std::size_t m_used = 0;
+  std::size_t m_headersUsed = 0;
+  std::size_t m_bytes = 0;
+  /// Of the last tag.
+  std::uint32_t m_tagSize = 0;
+};
+
+}  // namespace qbflv::server

@@ -1,0 +1,187 @@
+// The list of films, and a player whose time line asks the server for each part. The server answers a start time with the
+// key frame in front of it and tells its time; the part itself begins at 0.
+"use strict";
+
+const byId = (id) => document.getElementById(id);
+const video = byId("video");
+const position = byId("position");
+
+// The film that is shown: its name, its duration in seconds, and the time of the first frame of the part.
+let film = null;
+let player = null;
+// Each seek has a number, so that answers to older ones are dropped.
+let request = 0;
+
+function timeText(seconds) {
+  const whole = Math.floor(seconds);
+  const parts = [Math.floor(whole / 60) % 60, whole % 60].map((part) => String(part).padStart(2, "0"));
+  const hours = Math.floor(whole / 3600);
+  return hours > 0 ? `${hours}:${parts.join(":")}` : `${Number(parts[0])}:${parts[1]}`;
+}
+
+function sizeText(bytes) {
+  return bytes < 1e6 ? `${Math.ceil(bytes / 1e3)} kB` : `${(bytes / 1e6).toFixed(1)} MB`;
+}
+
+function say(text, isError = false) {
+  byId("message").textContent = text;
+  byId("message").classList.toggle("error", isError);
+}
+
+const address = (name, query) => `vod/${encodeURIComponent(name)}${query}`;
+
+// The server gives its reason in one line.
+async function reasonOf(response) {
+  const type = response.headers.get("Content-Type") || "";
+  return type.startsWith("text/plain") ? (await response.text()).trim() : `The server answers ${response.status}.`;
+}
+
+function closePart() {
+  if (!player) return;
+  player.destroy();
+  player = null;
+}
+
+function openPart(url, wantsToPlay) {
+  player = mpegts.createPlayer(
+    { type: "flv", url: new URL(url, location.href).href, isLive: false, cors: true },
+    { enableWorker: false, lazyLoad: false, autoCleanupSourceBuffer: true, accurateSeek: false });
+  player.on(mpegts.Events.ERROR, (kind, detail) => {
+    const isCodec = detail === mpegts.ErrorDetails.MEDIA_CODEC_UNSUPPORTED ||
+      detail === mpegts.ErrorDetails.MEDIA_FORMAT_UNSUPPORTED || detail === mpegts.ErrorDetails.MEDIA_MSE_ERROR;
+    say(isCodec ? "This browser cannot decode the film." : "The film cannot be loaded: the server broke off.", true);
+  });
+  player.attachMediaElement(video);
+  player.load();
+  if (wantsToPlay) player.play()?.catch(() => {});
+}
+
+async function seek(seconds) {
+  if (!film) return;
+  const number = ++request;
+  const name = film.name;
+  const wantsToPlay = !video.paused || film.start === null;
+  const target = Math.min(Math.max(seconds, 0), Math.max(film.duration - 0.1, 0));
+  position.value = target;
+  try {
+    const response = await fetch(address(name, target > 0 ? `?start=${target.toFixed(3)}` : ""), { method: "HEAD" });
+    if (number !== request) return;
+    if (!response.ok) throw new Error(`The film cannot start there (${response.status}).`);
+    closePart();
+    film.start = Number(response.headers.get("X-Content-Start") || 0);
+    say(name);
+    // Where the redirect led.
+    openPart(response.url, wantsToPlay);
+  } catch (error) {
+    if (number === request) say(error instanceof TypeError ? "The server does not answer." : error.message, true);
+  }
+}
+
+function setEnabled(isEnabled) {
+  position.disabled = !isEnabled;
+  byId("play").disabled = !isEnabled;
+  if (!isEnabled) showState(true);
+}
+
+function showState(isPaused) {
+  byId("play").textContent = isPaused ? "▶" : "❚❚";
+  byId("play").setAttribute("aria-label", isPaused ? "Play" : "Pause");
+}
+
+async function choose(name, button) {
+  const number = ++request;
+  closePart();
+  film = null;
+  position.value = 0;
+  byId("time").textContent = "0:00 / 0:00";
+  setEnabled(false);
+  for (const other of document.querySelectorAll("#list button")) other.removeAttribute("aria-current");
+  button.setAttribute("aria-current", "true");
+  say(`Opening ${name} …`);
+  try {
+    const response = await fetch(address(name, "?info"));
+    if (number !== request) return;
+    if (!response.ok) throw new Error(await reasonOf(response));
+    film = { name, duration: (await response.json()).duration, start: null };
+    position.max = film.duration;
+    setEnabled(true);
+    await seek(0);
+  } catch (error) {
+    if (number === request) say(error instanceof TypeError ? "The server does not answer." : error.message, true);
+  }
+}
+
+async function showDuration(name, place) {
+  const response = await fetch(address(name, "?info"));
+  place.textContent = response.ok ? timeText((await response.json()).duration) : "not playable";
+}
+
+async function listFilms() {
+  try {
+    const response = await fetch("films/", { cache: "no-store" });
+    if (!response.ok) throw new Error();
+    const files = (await response.json()).filter((file) => file.type === "file" && /\.flv$/i.test(file.name));
+    if (files.length === 0) say("There are no films in this folder.");
+    const durations = [];
+    for (const file of files) {
+      const button = document.createElement("button");
+      button.type = "button";
+      const texts = { name: file.name, duration: "", size: sizeText(file.size) };
+      for (const [kind, text] of Object.entries(texts)) {
+        const span = document.createElement("span");
+        span.className = kind;
+        span.textContent = text;
+        button.append(span);
+      }
+      button.addEventListener("click", () => choose(file.name, button));
+      const item = document.createElement("li");
+      item.append(button);
+      byId("list").append(item);
+      durations.push([file.name, button.querySelector(".duration")]);
+    }
+    // One after the other: each may need a pass over its film.
+    for (const [name, place] of durations) await showDuration(name, place);
+  } catch {
+    say("The list of films cannot be loaded.", true);
+  }
+}
+
+const now = () => (film && film.start !== null ? film.start + video.currentTime : 0);
+
+function togglePlay() {
+  if (!film) return;
+  if (video.ended) seek(0);
+  else if (video.paused) video.play().catch(() => {});
+  else video.pause();
+}
+
+let isDragging = false;
+position.addEventListener("input", () => { isDragging = true; byId("time").textContent = timeText(position.value); });
+position.addEventListener("change", () => { isDragging = false; seek(Number(position.value)); });
+video.addEventListener("timeupdate", () => {
+  if (!film || isDragging) return;
+  position.value = now();
+  byId("time").textContent = `${timeText(now())} / ${timeText(film.duration)}`;
+});
+for (const event of ["play", "pause", "ended"]) {
+  video.addEventListener(event, () => showState(video.paused));
+}
+byId("play").addEventListener("click", togglePlay);
+video.addEventListener("click", togglePlay);
+
+document.addEventListener("keydown", (event) => {
+  if (event.altKey || event.ctrlKey || event.metaKey || !film) return;
+  const isOnButton = event.target instanceof HTMLButtonElement;
+  const actions = {
+    ArrowLeft: () => seek(now() - 10),
+    ArrowRight: () => seek(now() + 10),
+    Home: () => seek(0),
+  };
+  if (!isOnButton) actions[" "] = togglePlay;
+  const action = actions[event.key];
+  if (!action) return;
+  event.preventDefault();
+  action();
+});
+
+listFilms();

@@ -1,0 +1,153 @@
+// What a viewer gets of a film: all of it, or what follows the last key frame at or before a time.
+#include "nginx/playback/part.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "flv/amf.h"
+#include "flv/format.h"
+
+namespace qbflv::server {
+
+namespace {
+
+struct Place {
+  std::uint32_t tag = 0;
+  std::uint32_t time = 0;
+};
+
+flv::ViewOptions FilmOptions() {
+  flv::ViewOptions options;
+  options.retime = true;
+  options.rebase = true;
+  // Each part is read from its start, so nothing looks for key frames in the view.
+  options.mostKeyFrames = 0;
+  options.largestSize = std::numeric_limits<std::uint64_t>::max();
+  return options;
+}
+
+std::uint32_t TimeOf(const flv::ViewLayout& film, std::uint32_t tag, std::uint32_t fileTime) {
+  return film.TimeIn(film.PieceOf(tag), fileTime);
+}
+
+Place FindKeyFrame(const flv::ViewLayout& film, std::uint32_t time) {
+  Place found;
+  for (const flv::KeyPosition& key : film.Facts().keyPositions) {
+    if (!key.isKeyFrame) continue;
+    const std::uint32_t keyTime = TimeOf(film, key.tag, key.time);
+    if (keyTime <= time) found = {key.tag, keyTime};
+  }
+  return found;
+}
+
+/// Times ascend, so the last frame at or before the time is found in few reads. Empty if the file cannot be read.
+std::optional<Place> FindFrame(const flv::FileSource& file, const flv::ViewLayout& film, std::uint32_t time) {
+  Place found;
+  std::uint32_t low = 0;
+  for (std::uint32_t high = film.TagCount(); low < high;) {
+    const std::uint32_t middle = low + (high - low) / 2;
+    std::array<std::uint8_t, flv::kTagHeaderSize> header;
+    const std::int64_t got = file.ReadAt(film.Facts().TagOffset(middle), header);
+    if (got != std::int64_t{flv::kTagHeaderSize}) return std::nullopt;
+    const std::uint32_t tagTime = TimeOf(film, middle, flv::ReadTagHeader(header.data()).time);
+    if (tagTime <= time) {
+      found = {middle, tagTime};
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  return found;
+}
+
+bool HasKeyFrames(const flv::ViewLayout& film) { return film.Facts().video.keyFrames > 0; }
+
+Part MakePart(std::shared_ptr<const flv::ViewLayout> film, const Place& place) {
+  Part part;
+  part.state = Part::State::kPlayable;
+  part.start = place.time;
+  constexpr std::uint64_t kLargest = flv::ViewOptions().largestSize;
+  if (place.tag == 0 && film->Size() <= kLargest) {
+    part.layout = film;
+  } else {
+    flv::ViewOptions options = film->Options();
+    options.largestSize = kLargest;
+    options.firstTag = place.tag;
+    options.firstTime = place.time;
+    part.layout = std::make_shared<flv::ViewLayout>(film->SharedFacts(), options);
+  }
+  part.film = std::move(film);
+  return part;
+}
+
+Part PastEnd(std::shared_ptr<const flv::ViewLayout> film) {
+  Part part;
+  part.state = Part::State::kPastEnd;
+  part.film = std::move(film);
+  return part;
+}
+
+}  // namespace
+
+std::uint32_t Part::FilmDuration() const {
+  const flv::FileFacts& facts = film->Facts();
+  return film->LatestTime() + std::max(facts.audio.lastDistance, facts.video.lastDistance);
+}
+
+std::optional<Part> FindPart(const flv::FileSource& file, flv::ViewCache& films, std::uint32_t time) {
+  auto film = films.Find(file, FilmOptions());
+  if (!film || film->TagCount() == 0) return std::nullopt;
+  if (time > film->LatestTime()) return PastEnd(std::move(film));
+  if (time > 0 && !HasKeyFrames(*film)) return std::nullopt;
+  const Place place = time == 0 ? Place{} : FindKeyFrame(*film, time);
+  return MakePart(std::move(film), place);
+}
+
+Part LoadPart(const flv::FileSource& file, flv::ViewCache& films, std::uint32_t time) {
+  Part part;
+  auto film = films.Get(file, FilmOptions());
+  if (!film) {
+    std::array<std::uint8_t, 1> probe;
+    part.state = file.ReadAt(0, probe) < 0 ? Part::State::kUnreadable : Part::State::kNotFlv;
+    return part;
+  }
+  if (film->Facts().readFailed) return part;
+  if (film->TagCount() == 0) {
+    part.state = Part::State::kNoMedia;
+    return part;
+  }
+  if (time > film->LatestTime()) return PastEnd(std::move(film));
+  std::optional<Place> place = Place{};
+  if (time > 0) place = HasKeyFrames(*film) ? FindKeyFrame(*film, time) : FindFrame(file, *film, time);
+  return place ? MakePart(std::move(film), *place) : part;
+}
+
+std::vector<std::uint8_t> MakePartMetadata(const Part& part, std::uint32_t duration) {
+  // The film's own start: a file header, the size field behind it, the metadata's tag.
+  constexpr std::size_t kBodyOffset = flv::kFileHeaderSize + flv::kSizeFieldSize + flv::kTagHeaderSize;
+  flv::AmfReader reader(part.film->Head().subspan(kBodyOffset));
+  flv::AmfValue name;
+  flv::AmfValue values;
+  reader.Read(name);
+  reader.Read(values);
+  for (const char* const place : {"filesize", "datasize", "audiosize", "videosize", "hasKeyframes", "canSeekToEnd"}) {
+    values.Remove(place);
+  }
+  values.Set("duration", duration / 1000.0);
+  values.Set("lasttimestamp", duration / 1000.0);
+  std::vector<std::uint8_t> body;
+  flv::WriteAmf(name, body);
+  flv::WriteAmf(values, body);
+  return body;
+}
+
+std::uint64_t SizeWith(const Part& part, std::size_t metadataSize) {
+  const flv::ViewLayout& layout = *part.layout;
+  const std::uint64_t tags = layout.TailBegin() - layout.Head().size();
+  return flv::kFileHeaderSize + flv::kSizeFieldSize + flv::kTagHeaderSize + metadataSize + tags + flv::kSizeFieldSize;
+}
+
+}  // namespace qbflv::server

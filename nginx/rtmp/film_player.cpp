@@ -1,0 +1,210 @@
+// One RTMP client that watches a film.
+#include "nginx/rtmp/film_player.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "host/buffer.h"
+#include "nginx/rtmp/rtmp_module.h"
+
+namespace qbflv::server {
+
+namespace {
+
+/// In ms. Also for clients that announce a shorter buffer.
+constexpr ngx_msec_t kLeastBuffer = 1000;
+/// In ms. An event comes before: data, a seek or the end of the session.
+constexpr ngx_int_t kLongWait = 3600 * 1000;
+/// Statuses and control messages have 0 and so the last quarter of the queue for themselves.
+constexpr ngx_uint_t kMediaPriority = 1;
+constexpr std::size_t kMostTagsPerCall = 64;
+
+ngx_rtmp_core_srv_conf_t* ServerOf(ngx_rtmp_session_t* s) {
+  return static_cast<ngx_rtmp_core_srv_conf_t*>(ngx_rtmp_get_module_srv_conf(s, ngx_rtmp_core_module));
+}
+
+ngx_rtmp_play_ctx_t* PlayOf(ngx_rtmp_session_t* s) {
+  return static_cast<ngx_rtmp_play_ctx_t*>(ngx_rtmp_get_module_ctx(s, ngx_rtmp_play_module));
+}
+
+/// The play module posts its event for a seek although it may wait already: the film would be sent twice as often, and
+/// would end twice.
+void CancelSending(ngx_rtmp_session_t* s) {
+  ngx_rtmp_play_ctx_t* const play = PlayOf(s);
+  if (play == nullptr) return;
+  if (play->send_evt.timer_set != 0) {
+    ngx_del_timer(&play->send_evt);
+  }
+  // The macro has two statements.
+  if (play->send_evt.posted != 0) {
+    ngx_delete_posted_event(&play->send_evt);
+  }
+}
+
+/// nginx changes the texts of statuses no more than others.
+char* Text(const char* text) { return const_cast<char*>(text); }
+
+}  // namespace
+
+FilmPlayer::FilmPlayer(ngx_rtmp_session_t* s, Engine& engine, std::shared_ptr<const flv::FileSource> file,
+                       std::optional<std::uint32_t> end)
+    : m_session(s), m_tasks(ReadingPool()), m_playback(engine, m_tasks, std::move(file), [this] { OnReady(); }) {
+  m_playback.EndAt(end);
+}
+
+FilmPlayer::~FilmPlayer() { DropKept(); }
+
+void FilmPlayer::Seek(std::uint32_t time) {
+  CancelSending(m_session);
+  DropKept();
+  m_early.reset();
+  m_lastAudio.reset();
+  m_lastVideo.reset();
+  m_clockStart.reset();
+  m_hasMetadata = false;
+  m_hasEnded = false;
+  m_lastTime = time;
+  const ngx_rtmp_play_ctx_t* const play = PlayOf(m_session);
+  m_isFirstPart = play == nullptr || play->opened == 0;
+  m_playback.Seek(time);
+}
+
+void FilmPlayer::Start() {
+  CancelSending(m_session);
+  m_isRunning = true;
+  m_startedAt = ngx_current_msec;
+}
+
+void FilmPlayer::Stop() {
+  if (m_isRunning) m_elapsed += ngx_current_msec - m_startedAt;
+  m_isRunning = false;
+}
+
+ngx_int_t FilmPlayer::Send(ngx_uint_t& time) {
+  if (m_hasEnded || !m_isRunning) return kLongWait;
+  ngx_int_t result = NGX_DONE;
+  try {
+    result = SendSome();
+  } catch (const std::exception& error) {
+    result = Fail(error.what());
+  }
+  time = m_lastTime;
+  m_hasEnded = m_hasEnded || result == NGX_DONE;
+  return result;
+}
+
+ngx_int_t FilmPlayer::SendSome() {
+  if (!SendKept()) return NGX_AGAIN;
+  if (!m_hasMetadata) {
+    const ngx_int_t result = SendMetadata();
+    if (result != NGX_OK) return result;
+  }
+  // nginx calls at once when the queue is empty, and then for ever while it is full.
+  const std::size_t most = std::clamp<std::size_t>(m_session->out_queue / 4, 1, kMostTagsPerCall);
+  for (std::size_t count = 0; count < most; ++count) {
+    MediaTag tag;
+    auto result = Playback::Result::kTag;
+    if (m_early) {
+      tag = *std::exchange(m_early, std::nullopt);
+    } else {
+      result = m_playback.Next(tag);
+    }
+    if (result == Playback::Result::kPending) return kLongWait;
+    if (result == Playback::Result::kEnd) return NGX_DONE;
+    if (result == Playback::Result::kFailed) return Fail("the film cannot be read to its end");
+    const ngx_int_t wait = TimeUntilDue(tag.time);
+    if (wait > 0) {
+      m_early = std::move(tag);
+      return wait;
+    }
+    m_lastTime = tag.time;
+    const ngx_int_t sent = SendTag(tag);
+    if (sent != NGX_OK) return sent;
+  }
+  return NGX_OK;
+}
+
+ngx_int_t FilmPlayer::TimeUntilDue(std::uint32_t time) {
+  if (!m_clockStart) {
+    m_clockStart = time;
+    m_elapsed = 0;
+    m_startedAt = ngx_current_msec;
+  }
+  const ngx_msec_t elapsed = m_elapsed + (ngx_current_msec - m_startedAt);
+  const ngx_msec_t due = *m_clockStart + elapsed + std::max<ngx_msec_t>(m_session->buflen, kLeastBuffer);
+  return due >= time ? 0 : static_cast<ngx_int_t>(time - due);
+}
+
+ngx_int_t FilmPlayer::SendMetadata() {
+  const Part* const part = m_playback.GetPart();
+  if (part == nullptr) return kLongWait;
+  if (part->state == Part::State::kPastEnd) return NGX_DONE;
+  if (part->state != Part::State::kPlayable) return Fail("this film cannot be played");
+  m_base = m_isFirstPart ? part->start : 0;
+  const std::vector<std::uint8_t> metadata = MakePartMetadata(*part, part->FilmDuration());
+  ngx_rtmp_header_t header{};
+  header.csid = NGX_RTMP_CSID_AMF;
+  header.msid = NGX_RTMP_MSID;
+  header.type = NGX_RTMP_MSG_AMF_META;
+  header.timestamp = part->start - m_base;
+  m_hasMetadata = true;
+  return SendMessage(header, nullptr, metadata);
+}
+
+ngx_int_t FilmPlayer::SendTag(const MediaTag& tag) {
+  const bool isAudio = tag.type == flv::TagType::kAudio;
+  std::optional<ngx_rtmp_header_t>& last = isAudio ? m_lastAudio : m_lastVideo;
+  ngx_rtmp_header_t header{};
+  header.csid = isAudio ? NGX_RTMP_CSID_AUDIO : NGX_RTMP_CSID_VIDEO;
+  header.msid = NGX_RTMP_MSID;
+  header.type = isAudio ? NGX_RTMP_MSG_AUDIO : NGX_RTMP_MSG_VIDEO;
+  header.timestamp = tag.time - m_base;
+  const ngx_int_t sent = SendMessage(header, last ? &*last : nullptr, host::BufferBytes(tag.body.Get()));
+  last = header;
+  return sent;
+}
+
+ngx_int_t FilmPlayer::SendMessage(ngx_rtmp_header_t& header, ngx_rtmp_header_t* last,
+                                  std::span<const std::uint8_t> bytes) {
+  ngx_buf_t buffer{};
+  // nginx copies the bytes.
+  buffer.pos = const_cast<std::uint8_t*>(bytes.data());
+  buffer.last = buffer.pos + bytes.size();
+  buffer.memory = 1;
+  ngx_chain_t chain{&buffer, nullptr};
+  m_kept = ngx_rtmp_append_shared_bufs(ServerOf(m_session), nullptr, &chain);
+  if (m_kept == nullptr) return Fail("out of memory");
+  ngx_rtmp_prepare_message(m_session, &header, last, m_kept);
+  return SendKept() ? NGX_OK : NGX_AGAIN;
+}
+
+/// False if the queue is full. Then nothing is lost.
+bool FilmPlayer::SendKept() {
+  if (m_kept == nullptr) return true;
+  if (ngx_rtmp_send_message(m_session, m_kept, kMediaPriority) == NGX_AGAIN) return false;
+  DropKept();
+  return true;
+}
+
+void FilmPlayer::DropKept() {
+  if (m_kept != nullptr) ngx_rtmp_free_shared_chain(ServerOf(m_session), std::exchange(m_kept, nullptr));
+}
+
+/// Before the first frame the client is told; a film that breaks off ends.
+ngx_int_t FilmPlayer::Fail(const char* reason) {
+  ngx_log_error(NGX_LOG_ERR, m_session->connection->log, 0, "qbflv: %s", reason);
+  m_hasEnded = true;
+  if (m_clockStart) return NGX_DONE;
+  ngx_rtmp_send_status(m_session, Text("NetStream.Play.Failed"), Text("error"), Text(reason));
+  return kLongWait;
+}
+
+void FilmPlayer::OnReady() {
+  ngx_rtmp_play_ctx_t* const play = PlayOf(m_session);
+  if (play == nullptr || play->playing == 0) return;
+  CancelSending(m_session);
+  ngx_post_event(&play->send_evt, &ngx_posted_events);
+}
+
+}  // namespace qbflv::server

@@ -1,0 +1,12 @@
+// The headers of nginx's RTMP module, which are C.
+#pragma once
+
+#include "nginx/common/nginx_headers.h"
+
+extern "C" {
+#include <ngx_rtmp.h>
+// Needs the one above.
+#include <ngx_rtmp_cmd_module.h>
+#include <ngx_rtmp_play_module.h>
+#include <ngx_rtmp_streams.h>
+}

@@ -1,0 +1,137 @@
+"""An nginx with the modules, on free ports of this machine, in a folder of its own."""
+
+import os
+import pathlib
+import re
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+
+CONFIGURATION = """
+load_module {modules}/ngx_http_qbflv_module.so;
+load_module /usr/lib/nginx/modules/ngx_rtmp_module.so;
+load_module {modules}/ngx_rtmp_qbflv_module.so;
+daemon off; worker_processes 1; pid {folder}/nginx.pid; error_log {folder}/error.log info; {user}
+events {{ worker_connections 2048; }}
+http {{
+  log_format addresses "$status $request_uri"; access_log off; aio threads; send_timeout 5s; {temporary}
+  server {{
+    listen 127.0.0.1:{http};
+    location /origin/ {{ alias {folder}/films/; qbflv; access_log {folder}/origin.log addresses; }}
+    location /vod/ {{ alias {folder}/films/; qbflv; {location} }}
+    location /slow/ {{ alias {folder}/films/; qbflv; limit_rate 100k; }}
+    location /blocking/ {{ alias {folder}/films/; qbflv; aio off; qbflv_redirect off; }}
+    location /own/ {{ alias {folder}/films/; flv; }}
+    location /plain/ {{ alias {folder}/films/; sendfile on; }}
+  }}
+  {edges}
+}}
+rtmp {{ server {{ listen 127.0.0.1:{rtmp};
+  application vod {{ play {folder}/films; qbflv on; }}
+  application own {{ play {folder}/films; }}
+}} }}
+"""
+
+
+EDGE = """
+  proxy_cache_path {folder}/cache{number} keys_zone=films{number}:1m;
+  server {{ listen 127.0.0.1:{port}; location / {{
+    proxy_pass http://127.0.0.1:{http}; proxy_http_version 1.1; proxy_cache films{number}; proxy_cache_lock on;
+    proxy_cache_valid 200 302 10m;
+  }} }}
+"""
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+class Server:
+    def __init__(self, modules, films, location=""):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="qbflv-server-"))
+        (self.folder / "films").mkdir()
+        for name, data in films.items():
+            (self.folder / "films" / name).write_bytes(data)
+        (self.folder / "outside.flv").write_bytes(next(iter(films.values())))
+        self.http, self.rtmp = free_port(), free_port()
+        self.edges = [free_port(), free_port()]
+        edges = "".join(EDGE.format(folder=self.folder, number=number, port=port, http=self.http)
+                        for number, port in enumerate(self.edges))
+        kinds = ("client_body", "proxy", "fastcgi", "uwsgi", "scgi")
+        text = CONFIGURATION.format(
+            modules=modules, folder=self.folder, http=self.http, rtmp=self.rtmp, location=location,
+            edges=edges,
+            user="user root;" if os.geteuid() == 0 else "",
+            temporary=" ".join(f"{kind}_temp_path {self.folder}/{kind};" for kind in kinds))
+        (self.folder / "nginx.conf").write_text(text)
+        environment = dict(os.environ)
+        # A build of the modules with the address sanitizer needs its library in nginx.
+        if "QBFLV_NGINX_PRELOAD" in environment:
+            environment["LD_PRELOAD"] = environment["QBFLV_NGINX_PRELOAD"]
+            # All modules of nginx export the same names.
+            environment["ASAN_OPTIONS"] = "detect_odr_violation=0"
+            # Its RTMP module leaves some pools behind at each reload.
+            (self.folder / "leaks").write_text("leak:ngx_alloc\nleak:ngx_memalign\n")
+            environment["LSAN_OPTIONS"] = f"suppressions={self.folder}/leaks:print_suppressions=0"
+        self.errors = open(self.folder / "stderr.log", "wb")
+        self.process = subprocess.Popen(
+            ["nginx", "-e", "stderr", "-c", self.folder / "nginx.conf"], env=environment, stderr=self.errors)
+        self.wait(lambda: self.workers(), "nginx does not start")
+        self.wait(self.answers, "nginx does not answer")
+
+    def answers(self):
+        with socket.socket() as probe:
+            return probe.connect_ex(("127.0.0.1", self.http)) == 0
+
+    def wait(self, condition, message, seconds=30):
+        end = time.monotonic() + seconds
+        while not condition():
+            assert time.monotonic() < end and self.process.poll() is None, message + self.log()
+            time.sleep(0.02)
+
+    def workers(self):
+        found = []
+        for child in self.read(f"/proc/{self.process.pid}/task/{self.process.pid}/children").split():
+            # nginx has other children, too, such as the cache manager.
+            if "worker process" in self.read(f"/proc/{child}/cmdline"):
+                found.append(int(child))
+        return found
+
+    @staticmethod
+    def read(path):
+        try:
+            return pathlib.Path(path).read_text()
+        except (FileNotFoundError, ProcessLookupError):
+            return ""
+
+    def reload(self):
+        """Waits for the new worker; the old one goes when its last viewer does."""
+        before = set(self.workers())
+        self.process.send_signal(signal.SIGHUP)
+        self.wait(lambda: set(self.workers()) - before, "nginx does not reload")
+
+    def log(self):
+        texts = [(self.folder / name).read_text(errors="replace") for name in ("stderr.log", "error.log")
+                 if (self.folder / name).exists()]
+        return "\n".join(texts)
+
+    def faults(self):
+        """What no test may cause: crashes, and what a sanitizer reports."""
+        pattern = r".*(?:exited on signal|Sanitizer|runtime error|\[alert\]|\[emerg\]).*"
+        return re.findall(pattern, self.log())
+
+    def film_url(self, name, location="vod"):
+        return f"http://127.0.0.1:{self.http}/{location}/{name}"
+
+    def close(self):
+        self.process.terminate()
+        self.process.wait(30)
+        self.errors.close()
+        faults = self.faults()
+        shutil.rmtree(self.folder)
+        assert not faults, faults
