@@ -142,10 +142,10 @@ class Examination {
     if (Jumps()) return;  // what follows from that is not told again
     for (const flv::StreamFacts* const stream :
          {static_cast<const flv::StreamFacts*>(&m_facts.audio), static_cast<const flv::StreamFacts*>(&m_facts.video)}) {
-      if (stream->mostTimeAhead <= kSorterTimespan && stream->mostTagsAhead <= kSorterPackets) continue;
+      if (stream->maxTimeAhead <= kSorterTimespan && stream->maxTagsAhead <= kSorterPackets) continue;
       Add("loose-interleaving", Severity::kWarning,
           fmt::format("{} runs ahead of the other stream by up to {} ms and {} tags in a row",
-                      stream == &m_facts.audio ? "audio" : "video", stream->mostTimeAhead, stream->mostTagsAhead),
+                      stream == &m_facts.audio ? "audio" : "video", stream->maxTimeAhead, stream->maxTagsAhead),
           "packets come out of time order", "preference FLVMergeSorterMaxTimespan, up to the memory that this takes");
     }
   }

@@ -39,7 +39,7 @@ FlvWriter::FlvWriter(const std::filesystem::path& target, const flv::FileFacts& 
 }
 
 void FlvWriter::WriteTag(flv::TagType type, std::uint32_t time, std::span<const std::uint8_t> body) {
-  if (body.size() > flv::kLargestBody) {
+  if (body.size() > flv::kMaxBodySize) {
     throw host::HostError(fmt::format("a packet of {} bytes does not fit into an FLV tag", body.size()));
   }
   const auto bodySize = static_cast<std::uint32_t>(body.size());

@@ -22,8 +22,8 @@ enum Marker : std::uint8_t {
   kLongStringMarker = 12,
 };
 
-constexpr int kDeepest = 32;
-constexpr std::size_t kLongestName = 0xFFFF;
+constexpr int kMaxDepth = 32;
+constexpr std::size_t kMaxShortText = 0xFFFF;
 
 void AppendNumber(std::vector<std::uint8_t>& bytes, std::uint64_t number, int size) {
   for (int shift = 8 * (size - 1); shift >= 0; shift -= 8) bytes.push_back(static_cast<std::uint8_t>(number >> shift));
@@ -40,7 +40,7 @@ void AppendText(std::vector<std::uint8_t>& bytes, std::string_view text, int len
 
 void AppendEntries(std::vector<std::uint8_t>& bytes, const std::vector<AmfValue::Entry>& entries) {
   for (const AmfValue::Entry& entry : entries) {
-    AppendText(bytes, std::string_view(entry.name).substr(0, kLongestName), 2);
+    AppendText(bytes, std::string_view(entry.name).substr(0, kMaxShortText), 2);
     WriteAmf(entry.value, bytes);
   }
   AppendNumber(bytes, kEndMarker, 3);  // an empty name, then the mark
@@ -97,7 +97,7 @@ bool AmfReader::Read(AmfValue& value) { return ReadValue(value, 0); }
 
 bool AmfReader::ReadValue(AmfValue& value, int depth) {
   std::uint32_t marker = 0;
-  if (depth > kDeepest || m_valuesLeft == 0 || !ReadNumber(marker, 1)) return false;
+  if (depth > kMaxDepth || m_valuesLeft == 0 || !ReadNumber(marker, 1)) return false;
   --m_valuesLeft;
   double number = 0;
   std::uint32_t integer = 0;
@@ -208,7 +208,7 @@ void WriteAmf(const AmfValue& value, std::vector<std::uint8_t>& bytes) {
       bytes.push_back(value.Number() != 0 ? 1 : 0);
       break;
     case AmfValue::Type::kString: {
-      const bool isLong = value.Text().size() > kLongestName;
+      const bool isLong = value.Text().size() > kMaxShortText;
       bytes.push_back(isLong ? kLongStringMarker : kStringMarker);
       AppendText(bytes, value.Text(), isLong ? 4 : 2);
       break;

@@ -23,7 +23,7 @@ class BitReader {
   void Skip(std::size_t count) { m_position += count; }
 
   /// An unsigned number as H.264 stores it: as many zeros as bits follow the first one.
-  std::uint32_t Exponential() {
+  std::uint32_t ExpGolomb() {
     int zeros = 0;
     while (zeros < 32 && !HasFailed() && Bit() == 0) ++zeros;
     return zeros >= 32 ? 0 : Bits(zeros) + (std::uint32_t{1} << zeros) - 1;

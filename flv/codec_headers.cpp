@@ -12,10 +12,10 @@ namespace qbflv::flv {
 namespace {
 
 /// A picture beyond this is a misread header.
-constexpr std::uint32_t kLargestSide = 1 << 15;
+constexpr std::uint32_t kMaxSide = 1 << 15;
 
 PictureSize Checked(PictureSize size) {
-  const bool isSane = size.width <= kLargestSide && size.height <= kLargestSide;
+  const bool isSane = size.width <= kMaxSide && size.height <= kMaxSide;
   return isSane && size.IsKnown() ? size : PictureSize();
 }
 
@@ -41,7 +41,7 @@ void SkipScalingLists(BitReader& bits, std::uint32_t count) {
     const int size = list < 6 ? 16 : 64;
     std::int64_t last = 8;
     for (int i = 0, next = 8; i < size && next != 0 && !bits.HasFailed(); ++i) {
-      const std::uint32_t code = bits.Exponential();
+      const std::uint32_t code = bits.ExpGolomb();
       const std::int64_t delta = code % 2 == 1 ? code / 2 + std::int64_t{1} : -std::int64_t{code / 2};
       next = static_cast<int>((last + delta + 256) % 256);
       last = next == 0 ? last : next;
@@ -61,40 +61,40 @@ PictureSize ReadSequenceParameters(std::span<const std::uint8_t> unit) {
   const std::vector<std::uint8_t> bytes = Unescaped(unit);
   BitReader bits(bytes);
   const std::uint32_t profile = bits.Bits(8);
-  bits.Skip(16);       // constraints and level
-  bits.Exponential();  // the set's number
+  bits.Skip(16);     // constraints and level
+  bits.ExpGolomb();  // the set's number
   std::uint32_t chroma = 1;
   if (HasChromaFormat(profile)) {
-    chroma = bits.Exponential();
+    chroma = bits.ExpGolomb();
     const bool separatePlanes = chroma == 3 && bits.Flag();
-    bits.Exponential();  // depth of luma
-    bits.Exponential();  // depth of chroma
+    bits.ExpGolomb();  // depth of luma
+    bits.ExpGolomb();  // depth of chroma
     bits.Skip(1);
     if (bits.Flag()) SkipScalingLists(bits, chroma == 3 ? 12 : 8);
     if (separatePlanes) chroma = 0;
   }
-  bits.Exponential();  // frame numbers
-  const std::uint32_t orderType = bits.Exponential();
+  bits.ExpGolomb();  // frame numbers
+  const std::uint32_t orderType = bits.ExpGolomb();
   if (orderType == 0) {
-    bits.Exponential();
+    bits.ExpGolomb();
   } else if (orderType == 1) {
     bits.Skip(1);
-    bits.Exponential();
-    bits.Exponential();
-    for (std::uint32_t left = bits.Exponential(); left > 0 && !bits.HasFailed(); --left) bits.Exponential();
+    bits.ExpGolomb();
+    bits.ExpGolomb();
+    for (std::uint32_t left = bits.ExpGolomb(); left > 0 && !bits.HasFailed(); --left) bits.ExpGolomb();
   }
-  bits.Exponential();  // reference frames
+  bits.ExpGolomb();  // reference frames
   bits.Skip(1);
-  const std::uint64_t width = bits.Exponential() + std::uint64_t{1};
-  const std::uint64_t mapHeight = bits.Exponential() + std::uint64_t{1};
+  const std::uint64_t width = bits.ExpGolomb() + std::uint64_t{1};
+  const std::uint64_t mapHeight = bits.ExpGolomb() + std::uint64_t{1};
   const bool isProgressive = bits.Flag();
   if (!isProgressive) bits.Skip(1);
   bits.Skip(1);
   std::array<std::uint64_t, 4> crop{};
   if (bits.Flag()) {
-    for (std::uint64_t& side : crop) side = bits.Exponential();
+    for (std::uint64_t& side : crop) side = bits.ExpGolomb();
   }
-  if (bits.HasFailed() || width > kLargestSide / 16 || mapHeight > kLargestSide / 16) return {};
+  if (bits.HasFailed() || width > kMaxSide / 16 || mapHeight > kMaxSide / 16) return {};
 
   const std::uint64_t unitX = chroma == 1 || chroma == 2 ? 2 : 1;
   const std::uint64_t unitY = (chroma == 1 ? 2 : 1) * (isProgressive ? 1 : 2);

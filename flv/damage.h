@@ -38,7 +38,7 @@ struct Damage {
 /// Counts all damage, and keeps the first places of each kind, in the order of the file.
 class DamageList {
  public:
-  static constexpr std::uint64_t kMostPlaces = 100;
+  static constexpr std::uint64_t kMaxPlaces = 100;
 
   struct Total {
     std::uint64_t count = 0;
@@ -49,7 +49,7 @@ class DamageList {
   void Add(const Damage& damage) {
     Total& total = m_totals[static_cast<std::size_t>(damage.kind)];
     total.amount += damage.amount;
-    if (++total.count <= kMostPlaces) m_places.push_back(damage);
+    if (++total.count <= kMaxPlaces) m_places.push_back(damage);
   }
 
   const Total& Of(DamageKind kind) const { return m_totals[static_cast<std::size_t>(kind)]; }

@@ -43,8 +43,8 @@ struct StreamFacts {
   /// Frames that are earlier than the one before, jumps left aside.
   std::uint64_t stepsBack = 0;
   /// How far the stream gets ahead of the other one in the order of the file: in ms and in tags.
-  std::uint32_t mostTimeAhead = 0;
-  std::uint32_t mostTagsAhead = 0;
+  std::uint32_t maxTimeAhead = 0;
+  std::uint32_t maxTagsAhead = 0;
 
   bool IsPresent() const { return tags > 0; }
   /// In ms, from the first frame to the end of the latest, with jumps continued.

@@ -17,7 +17,7 @@ inline constexpr std::uint8_t kAnnouncesAudio = 0x04;
 inline constexpr std::uint32_t kFileHeaderSize = 9;
 inline constexpr std::uint32_t kTagHeaderSize = 11;
 inline constexpr std::uint32_t kSizeFieldSize = 4;
-inline constexpr std::uint32_t kLargestBody = 0xFFFFFF;
+inline constexpr std::uint32_t kMaxBodySize = 0xFFFFFF;
 
 // Sound formats and video codecs that are treated specially.
 inline constexpr std::uint8_t kSoundAac = 10;

@@ -11,7 +11,7 @@ namespace qbflv::flv {
 namespace {
 
 /// Values of the file itself that are longer are left out: a reader decodes all of them for each session.
-constexpr std::size_t kMostOwnBytes = 256 * 1024;
+constexpr std::size_t kMaxOwnBytes = 256 * 1024;
 
 /// What is said anew, or does not hold any more.
 constexpr std::string_view kMeasured[] = {"duration",
@@ -55,7 +55,7 @@ AmfValue OwnValues(const FileFacts& facts) {
     for (const std::string_view name : kMeasured) isMeasured = isMeasured || entry.name == name;
     if (isMeasured) continue;
     const std::size_t entrySize = entry.name.size() + AmfSize(entry.value);
-    if (size + entrySize > kMostOwnBytes) continue;
+    if (size + entrySize > kMaxOwnBytes) continue;
     size += entrySize;
     own.Append(entry.name, entry.value);
   }

@@ -16,9 +16,9 @@ namespace {
 
 constexpr std::string_view kMetadataName = "onMetaData";
 /// Bytes of metadata that are looked at.
-constexpr std::size_t kMostMetadata = 4 * 1024 * 1024;
-constexpr std::size_t kMostConfiguration = 64 * 1024;
-constexpr std::size_t kMostConfigurations = 100;
+constexpr std::size_t kMaxMetadataSize = 4 * 1024 * 1024;
+constexpr std::size_t kMaxConfigurationSize = 64 * 1024;
+constexpr std::size_t kMaxConfigurations = 100;
 constexpr std::uint64_t kProgressStep = 4 * 1024 * 1024;
 
 constexpr int kAudio = 0;
@@ -154,10 +154,10 @@ class Scanner {
                            tag.offset - runs.back().offset <= std::numeric_limits<std::uint32_t>::max();
     if (!continues) runs.push_back({tag.offset, 0, m_facts->TagCount(), false});
     Run& run = runs.back();
-    if (continues && !m_hasSizeBehind) run.hasWrongSizes = true;
+    if (continues && !m_hasCorrectSize) run.hasWrongSizes = true;
     m_facts->tagOffsets.push_back(static_cast<std::uint32_t>(tag.offset - run.offset));
     run.size = tag.End() - run.offset;
-    m_hasSizeBehind = tag.hasSizeBehind;
+    m_hasCorrectSize = tag.hasCorrectSize;
   }
 
   void FollowTime(const Tag& tag, const Timeline::Place& place) {
@@ -189,7 +189,7 @@ class Scanner {
       const std::int32_t distance = TimeBetween(pace.last, time);
       if (distance < 0) ++stream.stepsBack;
       if (distance > 0) {
-        stream.lastDistance = static_cast<std::uint32_t>(std::min<std::int32_t>(distance, Timeline::kLongestStepBack));
+        stream.lastDistance = static_cast<std::uint32_t>(std::min<std::int32_t>(distance, Timeline::kMaxStepBack));
         stream.longestDistance = std::max(stream.longestDistance, static_cast<std::uint32_t>(distance));
       }
     }
@@ -202,8 +202,8 @@ class Scanner {
     const StreamFacts& otherStream = isAudio ? static_cast<StreamFacts&>(m_facts->video) : m_facts->audio;
     if (otherStream.firstTime && !jumps) {
       const std::int32_t ahead = TimeBetween(other.last, time);
-      stream.mostTimeAhead = std::max(stream.mostTimeAhead, static_cast<std::uint32_t>(std::max(ahead, 0)));
-      stream.mostTagsAhead = std::max(stream.mostTagsAhead, pace.tagsAhead);
+      stream.maxTimeAhead = std::max(stream.maxTimeAhead, static_cast<std::uint32_t>(std::max(ahead, 0)));
+      stream.maxTagsAhead = std::max(stream.maxTagsAhead, pace.tagsAhead);
     }
   }
 
@@ -248,14 +248,14 @@ class Scanner {
   }
 
   void TakeConfiguration(const Tag& tag, StreamFacts& stream, bool isAudio) {
-    const std::vector<std::uint8_t> body = m_walker.ReadBody(tag, kMostConfiguration);
+    const std::vector<std::uint8_t> body = m_walker.ReadBody(tag, kMaxConfigurationSize);
     ++stream.configurations;
     const std::uint32_t number = m_facts->TagCount() - 1;
     const TagType type = isAudio ? TagType::kAudio : TagType::kVideo;
     const std::vector<std::uint8_t>* const last = m_facts->ConfigurationBefore(number, type);
     if (last != nullptr && *last != body) Report(DamageKind::kConfigurationChanged, tag, body.size());
     const bool isNew = last == nullptr || *last != body;
-    if (isNew && m_facts->configurations.size() < kMostConfigurations) {
+    if (isNew && m_facts->configurations.size() < kMaxConfigurations) {
       m_facts->configurations.push_back({number, type, body});
     }
     if (stream.configurations > 1) return;
@@ -270,7 +270,7 @@ class Scanner {
   }
 
   void TakeScript(const Tag& tag) {
-    const std::vector<std::uint8_t> body = m_walker.ReadBody(tag, kMostMetadata);
+    const std::vector<std::uint8_t> body = m_walker.ReadBody(tag, kMaxMetadataSize);
     AmfReader reader(body);
     AmfValue name;
     if (!reader.Read(name) || name.Text() != kMetadataName) return;
@@ -320,7 +320,7 @@ class Scanner {
   Timeline m_timeline;
   Pace m_paces[2] = {{.distance = 23}, {.distance = 40}};
   /// Whether the tag added last has the right size field behind it.
-  bool m_hasSizeBehind = true;
+  bool m_hasCorrectSize = true;
   std::uint32_t m_lastKeyTime = 0;
   std::uint64_t m_keyIntervalSum = 0;
   std::uint64_t m_keyIntervals = 0;

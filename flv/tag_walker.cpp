@@ -10,7 +10,7 @@ namespace {
 /// Bytes. Small enough to stay in the processor's cache, large enough that system calls do not count.
 constexpr std::size_t kWindowSize = 64 * 1024;
 constexpr std::size_t kProbeSize = 64;
-constexpr std::uint32_t kMostProbes = 1'000'000;
+constexpr std::uint32_t kMaxProbes = 1'000'000;
 
 constexpr std::uint8_t kFilterBit = 0x20;
 constexpr std::uint8_t kTypeBits = 0x1F;
@@ -35,7 +35,7 @@ TagWalker::TagWalker(const ByteSource& source, DamageList& damages)
       m_fileSize(source.Size()),
       m_window(source, kWindowSize),
       m_probe(source, kProbeSize),
-      m_probesLeft(kMostProbes) {}
+      m_probesLeft(kMaxProbes) {}
 
 bool TagWalker::ReadFileHeader() {
   const auto bytes = m_window.Get(0, kFileHeaderSize);
@@ -78,16 +78,16 @@ TagWalker::Verdict TagWalker::Judge(const TagHeader& header, std::uint64_t offse
   const std::uint64_t end = offset + kTagHeaderSize + header.size;
   if (!IsTagType(header.type) || end > m_fileSize) return Verdict::kLost;
   // In the window, since what is read there is the next tag header.
-  const auto behind = m_window.Get(end, kSizeFieldSize + kTagHeaderSize);
-  const std::size_t fieldSize = std::min<std::size_t>(behind.size(), kSizeFieldSize);
+  const auto after = m_window.Get(end, kSizeFieldSize + kTagHeaderSize);
+  const std::size_t fieldSize = std::min<std::size_t>(after.size(), kSizeFieldSize);
   if (fieldSize < kSizeFieldSize) {
     Report(DamageKind::kTruncatedSizeField, end, kSizeFieldSize - fieldSize);
     return Verdict::kWrongSize;
   }
   const std::uint32_t size = ReadNumber<4>(behind.data());
   if (size == kTagHeaderSize + header.size) return Verdict::kTag;
-  const bool isFollowed = behind.size() < kSizeFieldSize + kTagHeaderSize ||
-                          IsFileHeader(behind.subspan(kSizeFieldSize)) || LooksLikeTag(m_window, end + kSizeFieldSize);
+  const bool isFollowed = after.size() < kSizeFieldSize + kTagHeaderSize ||
+                          IsFileHeader(after.subspan(kSizeFieldSize)) || LooksLikeTag(m_window, end + kSizeFieldSize);
   if (!isFollowed) return Verdict::kLost;
   Report(DamageKind::kWrongSizeField, end, size);
   return Verdict::kWrongSize;
@@ -122,10 +122,10 @@ bool TagWalker::Recover(const TagHeader& header, Tag& tag, bool& accepted) {
   return accepted || found;
 }
 
-bool TagWalker::Accept(const TagHeader& header, Tag& tag, bool hasSizeBehind) {
+bool TagWalker::Accept(const TagHeader& header, Tag& tag, bool hasCorrectSize) {
   tag.offset = m_position;
   tag.header = header;
-  tag.hasSizeBehind = hasSizeBehind;
+  tag.hasCorrectSize = hasCorrectSize;
   m_time = header.time;
   m_position = tag.End() + kSizeFieldSize;
   return true;
@@ -138,7 +138,7 @@ bool TagWalker::LooksLikeTag(Window& window, std::uint64_t offset) {
   return IsTagType(header.type) && header.streamId == 0 && offset + kTagHeaderSize + header.size <= m_fileSize;
 }
 
-bool TagWalker::HasRightSizeBehind(std::uint64_t offset, const TagHeader& header) {
+bool TagWalker::HasCorrectSize(std::uint64_t offset, const TagHeader& header) {
   const auto field = m_probe.Get(offset + kTagHeaderSize + header.size, kSizeFieldSize);
   return field.size() == kSizeFieldSize && ReadNumber<4>(field.data()) == kTagHeaderSize + header.size;
 }
@@ -148,7 +148,7 @@ bool TagWalker::IsConfirmedTag(std::uint64_t offset) {
   for (int i = 0; i < kInARow; ++i) {
     if (!LooksLikeTag(m_probe, offset)) return false;
     const TagHeader header = ReadTagHeader(m_probe.Get(offset, kTagHeaderSize).data());
-    if (HasRightSizeBehind(offset, header)) return true;
+    if (HasCorrectSize(offset, header)) return true;
     offset += std::uint64_t{kTagHeaderSize} + header.size + kSizeFieldSize;
   }
   return true;

@@ -20,7 +20,7 @@ struct Tag {
   std::uint64_t offset = 0;
   TagHeader header;
   /// Whether the size field behind the tag is there and right.
-  bool hasSizeBehind = true;
+  bool hasCorrectSize = true;
   /// The first bytes of the body; what lies behind startSize is undefined.
   std::array<std::uint8_t, 16> start;
   std::uint8_t startSize = 0;
@@ -59,9 +59,9 @@ class TagWalker {
   bool SkipEmbeddedHeader();
   bool LooksLikeTag(Window& window, std::uint64_t offset);
   bool IsConfirmedTag(std::uint64_t offset);
-  bool HasRightSizeBehind(std::uint64_t offset, const TagHeader& header);
+  bool HasCorrectSize(std::uint64_t offset, const TagHeader& header);
   std::optional<std::uint64_t> FindTag(std::uint64_t from);
-  bool Accept(const TagHeader& header, Tag& tag, bool hasSizeBehind);
+  bool Accept(const TagHeader& header, Tag& tag, bool hasCorrectSize);
   bool Recover(const TagHeader& header, Tag& tag, bool& accepted);
   void Report(DamageKind kind, std::uint64_t offset, std::uint64_t amount);
 

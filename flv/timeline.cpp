@@ -12,7 +12,7 @@ Timeline::Place Timeline::Take(int stream, std::uint32_t time, bool isFrame) {
   if (jump != 0) m_shift = *m_latest + own.distance - time;
   const std::uint32_t continued = time + m_shift;
   const std::int32_t step = own.last ? TimeBetween(*own.last, continued) : 0;
-  if (jump == 0 && step > 0 && step <= kLongestStepBack) own.distance = static_cast<std::uint32_t>(step);
+  if (jump == 0 && step > 0 && step <= kMaxStepBack) own.distance = static_cast<std::uint32_t>(step);
   own.last = continued;
   if (!m_latest || TimeBetween(*m_latest, continued) > 0) m_latest = continued;
   return {m_shift, jump};
@@ -22,9 +22,9 @@ Timeline::Place Timeline::Take(int stream, std::uint32_t time, bool isFrame) {
 std::int32_t Timeline::JumpTo(const Stream& stream, std::uint32_t time) const {
   if (!m_latest) return 0;
   const std::int32_t ahead = TimeBetween(*m_latest, time);
-  if (ahead > kLongestStepAhead) return ahead;
+  if (ahead > kMaxStepAhead) return ahead;
   const std::int32_t step = stream.last ? TimeBetween(*stream.last, time) : 0;
-  return step < -kLongestStepBack ? step : 0;
+  return step < -kMaxStepBack ? step : 0;
 }
 
 }  // namespace qbflv::flv

@@ -11,8 +11,8 @@ namespace qbflv::flv {
 /// more than a second within a stream, or a step of more than ten seconds beyond all streams.
 class Timeline {
  public:
-  static constexpr std::int32_t kLongestStepBack = 1000;
-  static constexpr std::int32_t kLongestStepAhead = 10000;
+  static constexpr std::int32_t kMaxStepBack = 1000;
+  static constexpr std::int32_t kMaxStepAhead = 10000;
 
   struct Place {
     /// What is added to the timestamp to continue.
