@@ -1,4 +1,4 @@
-// AMF0 values, in which FLV files keep their metadata: a tree, and how it is read and written.
+// AMF0 values, in which FLV files store their metadata: a tree of values, its reader and its writer.
 #include "flv/amf.h"
 
 #include <algorithm>
@@ -8,6 +8,7 @@ namespace qbflv::flv {
 
 namespace {
 
+/// Type markers. kEndMarker ends the entries of an object or mixed array.
 enum Marker : std::uint8_t {
   kNumberMarker = 0,
   kBooleanMarker = 1,
@@ -23,6 +24,7 @@ enum Marker : std::uint8_t {
 };
 
 constexpr int kMaxDepth = 32;
+/// The lengths of names, and of strings without kLongStringMarker, have 16 bits.
 constexpr std::size_t kMaxShortText = 0xFFFF;
 
 void AppendNumber(std::vector<std::uint8_t>& bytes, std::uint64_t number, int size) {
@@ -43,7 +45,7 @@ void AppendEntries(std::vector<std::uint8_t>& bytes, const std::vector<AmfValue:
     AppendText(bytes, std::string_view(entry.name).substr(0, kMaxShortText), 2);
     WriteAmf(entry.value, bytes);
   }
-  AppendNumber(bytes, kEndMarker, 3);  // an empty name, then the mark
+  AppendNumber(bytes, kEndMarker, 3);  // an empty name and the end marker
 }
 
 }  // namespace
@@ -126,7 +128,7 @@ bool AmfReader::ReadValue(AmfValue& value, int depth) {
       value = AmfValue(AmfValue::Type::kObject);
       return ReadEntries(value, depth);
     case kMixedArrayMarker:
-      // The count is a hint that many files have wrong: the end mark counts.
+      // Many files have a wrong count here. Only the end marker ends the array.
       value = AmfValue(AmfValue::Type::kMixedArray);
       return ReadNumber(integer, 4) && ReadEntries(value, depth);
     case kArrayMarker:
@@ -141,7 +143,7 @@ bool AmfReader::ReadValue(AmfValue& value, int depth) {
   }
 }
 
-/// Some files leave the last end mark out.
+/// Accepts an outermost container without its end marker, because some files lack it.
 bool AmfReader::ReadEntries(AmfValue& value, int depth) {
   while (!SkipEndMark()) {
     if (AtEnd()) return depth == 0;
@@ -191,7 +193,7 @@ bool AmfReader::ReadText(std::string& text, std::size_t lengthSize) {
 }
 
 bool AmfReader::SkipEndMark() {
-  constexpr std::size_t kMarkSize = 3;
+  constexpr std::size_t kMarkSize = 3;  // an empty name and the end marker
   if (m_bytes.size() < kMarkSize || m_bytes[0] != 0 || m_bytes[1] != 0 || m_bytes[2] != kEndMarker) return false;
   m_bytes = m_bytes.subspan(kMarkSize);
   return true;
@@ -225,7 +227,7 @@ void WriteAmf(const AmfValue& value, std::vector<std::uint8_t>& bytes) {
       break;
     case AmfValue::Type::kMixedArray:
       bytes.push_back(kMixedArrayMarker);
-      // One more than there are: a reader that stops at the count would leave the end mark unread.
+      // The count includes the end marker, so that a reader that stops at the count consumes the marker too.
       AppendNumber(bytes, value.Entries().size() + 1, 4);
       AppendEntries(bytes, value.Entries());
       break;

@@ -1,4 +1,5 @@
-// AMF0 values, in which FLV files keep their metadata: a tree, and how it is read and written.
+// AMF0 values, in which FLV files store their metadata: a tree of values, its reader and its writer. The encoding is
+// Adobe's "Action Message Format - AMF 0".
 #pragma once
 
 #include <cstdint>
@@ -15,38 +16,38 @@ class AmfValue {
   enum class Type : std::uint8_t { kNumber, kBoolean, kString, kNull, kUndefined, kObject, kMixedArray, kArray, kDate };
   struct Entry;
 
-  // Values convert where they are written: Append("width", 320.0).
+  // Implicit, so that callers can write Append("width", 320.0).
   AmfValue();
   AmfValue(double number);     // NOLINT(google-explicit-constructor)
   AmfValue(bool truth);        // NOLINT(google-explicit-constructor)
   AmfValue(std::string text);  // NOLINT(google-explicit-constructor)
   explicit AmfValue(Type type);
-  // Outside of the class, since entries hold values.
+  // Defined in amf.cpp, because Entry is incomplete here.
   AmfValue(const AmfValue& other);
   AmfValue(AmfValue&& other) noexcept;
   AmfValue& operator=(const AmfValue& other);
   AmfValue& operator=(AmfValue&& other) noexcept;
   ~AmfValue();
-  /// time: ms since 1970. zone: minutes.
+  /// Returns a date. time: ms since 1970-01-01 UTC. zone: time zone in minutes.
   static AmfValue Date(double time, std::int16_t zone);
   static AmfValue NumberArray(std::span<const double> numbers);
 
   Type GetType() const { return m_type; }
   bool IsNumber() const { return m_type == Type::kNumber; }
   bool IsText() const { return m_type == Type::kString; }
-  /// Of a number, or the time of a date; of a boolean, 0 or 1.
+  /// Returns the value of a number, the time of a date, or 0 or 1 for a boolean.
   double Number() const { return m_number; }
-  /// The file's own bytes, which need not be UTF-8.
+  /// Returns the bytes of a string as stored, which need not be valid UTF-8.
   const std::string& Text() const { return m_text; }
   std::int16_t Zone() const { return m_zone; }
-  /// Of an object or mixed array in their order, where a name may come twice; of an array, without names.
+  /// Returns the entries in the order of the file. A name may occur more than once. Entries of an array have no names.
   const std::vector<Entry>& Entries() const { return m_entries; }
 
-  /// Of an object or mixed array, the first value of that name; null if there is none.
+  /// Returns the value of the first entry with that name, or null.
   const AmfValue* Find(std::string_view name) const;
-  /// Of an object or mixed array. A value of that name is replaced where it stands.
+  /// Replaces the first value with that name, or appends an entry.
   void Set(std::string_view name, AmfValue value);
-  /// Removes all values of that name.
+  /// Removes all entries with that name.
   void Remove(std::string_view name);
   void Append(std::string name, AmfValue value);
 
@@ -63,13 +64,14 @@ struct AmfValue::Entry {
   AmfValue value;
 };
 
-/// Reads values one after the other. Containers nest at most 32 deep, and one reader makes at most 300,000 values.
-/// Types that are rare in files (references, typed objects, XML and the like) end the reading.
+/// Decodes consecutive values. A reader accepts 32 levels of nesting and 300,000 values in total, and rejects the types
+/// that are rare in FLV files: references, typed objects, XML and others.
 class AmfReader {
  public:
   explicit AmfReader(std::span<const std::uint8_t> bytes) : m_bytes(bytes) {}
 
-  /// False when the bytes end or cannot be read: value then holds what was read before, containers as far as they go.
+  /// Decodes the next value. Returns false if it is truncated or malformed; value then holds what was decoded before
+  /// that, including incomplete containers.
   bool Read(AmfValue& value);
 
   bool AtEnd() const { return m_bytes.empty(); }
@@ -87,9 +89,10 @@ class AmfReader {
   std::uint32_t m_valuesLeft = 300'000;
 };
 
+/// Appends the encoded value to bytes.
 void WriteAmf(const AmfValue& value, std::vector<std::uint8_t>& bytes);
 
-/// What WriteAmf would append.
+/// Returns the number of bytes that WriteAmf appends.
 std::size_t AmfSize(const AmfValue& value);
 
 }  // namespace qbflv::flv

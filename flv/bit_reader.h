@@ -1,4 +1,4 @@
-// Reads numbers of any number of bits, most significant bit first.
+// Reads bit fields, most significant bit first.
 #pragma once
 
 #include <cstdint>
@@ -6,12 +6,12 @@
 
 namespace qbflv::flv {
 
-/// Past the end it reads zeros, and HasFailed tells.
+/// A read past the end returns zero bits and makes HasFailed return true.
 class BitReader {
  public:
   explicit BitReader(std::span<const std::uint8_t> bytes) : m_bytes(bytes) {}
 
-  /// count: at most 32.
+  /// Returns the next count bits as a number. count: at most 32.
   std::uint32_t Bits(int count) {
     std::uint32_t value = 0;
     for (; count > 0; --count) value = value << 1 | Bit();
@@ -22,7 +22,7 @@ class BitReader {
 
   void Skip(std::size_t count) { m_position += count; }
 
-  /// An unsigned number as H.264 stores it: as many zeros as bits follow the first one.
+  /// Returns an unsigned Exp-Golomb number, ue(v) in ISO/IEC 14496-10; 0 for a code with 32 or more leading zeros.
   std::uint32_t ExpGolomb() {
     int zeros = 0;
     while (zeros < 32 && !HasFailed() && Bit() == 0) ++zeros;

@@ -1,4 +1,4 @@
-// Where the bytes of a file come from.
+// Random access to the bytes of a file: the source in memory.
 #include "flv/byte_source.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Where the bytes of a file come from.
+// Random access to the bytes of a file: the interface, and a source in memory.
 #pragma once
 
 #include <cstdint>
@@ -7,13 +7,13 @@
 
 namespace qbflv::flv {
 
-/// Bytes that keep alive the block of which they are a part.
+/// A range of bytes that keeps the block of memory around it alive.
 struct SharedBytes {
   std::shared_ptr<std::uint8_t[]> bytes;
   std::uint64_t size = 0;
 };
 
-/// May be read by several threads at once.
+/// Several threads may read one source at the same time.
 class ByteSource {
  public:
   static constexpr std::int64_t kReadFailed = -1;
@@ -23,19 +23,19 @@ class ByteSource {
   ByteSource& operator=(const ByteSource&) = delete;
   virtual ~ByteSource() = default;
 
-  /// Copies the bytes at offset. Returns how many: fewer than wanted only at the end of the source. kReadFailed leaves
-  /// errno set.
+  /// Copies the bytes at offset. Returns their number, which is less than bytes.size() only at the end of the source.
+  /// On failure returns kReadFailed and sets errno.
   virtual std::int64_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) const = 0;
 
-  /// In bytes, as it is now.
+  /// Returns the current size in bytes.
   virtual std::uint64_t Size() const = 0;
 
-  /// What is in memory anyway and need not be copied: the bytes from offset to the end of their block. Empty if there
-  /// is no such block.
+  /// Returns the bytes from offset to the end of the block that contains them, without copying. Returns an empty range
+  /// if the source has no such block in memory.
   virtual SharedBytes Share(std::uint64_t /*offset*/) const { return {}; }
 };
 
-/// Bytes in memory, which must not change.
+/// A source in memory. The bytes must not change.
 class MemorySource final : public ByteSource {
  public:
   explicit MemorySource(SharedBytes memory) : m_memory(std::move(memory)) {}

@@ -1,4 +1,4 @@
-// What the headers of codecs say about a stream.
+// Decodes codec headers: picture sizes, and the configurations of H.264 and AAC.
 #include "flv/codec_headers.h"
 
 #include <array>
@@ -11,7 +11,7 @@ namespace qbflv::flv {
 
 namespace {
 
-/// A picture beyond this is a misread header.
+/// Maximum width and height. Larger values mean that the bytes are no header.
 constexpr std::uint32_t kMaxSide = 1 << 15;
 
 PictureSize Checked(PictureSize size) {
@@ -19,7 +19,7 @@ PictureSize Checked(PictureSize size) {
   return isSane && size.IsKnown() ? size : PictureSize();
 }
 
-/// Without the bytes that keep start codes out of the data.
+/// Removes the emulation prevention bytes from a NAL unit.
 std::vector<std::uint8_t> Unescaped(std::span<const std::uint8_t> unit) {
   std::vector<std::uint8_t> bytes;
   bytes.reserve(unit.size());
@@ -49,6 +49,7 @@ void SkipScalingLists(BitReader& bits, std::uint32_t count) {
   }
 }
 
+/// Returns true if sequence parameter sets of this profile contain chroma_format_idc.
 bool HasChromaFormat(std::uint32_t profile) {
   for (const std::uint32_t high : {100U, 110U, 122U, 244U, 44U, 83U, 86U, 118U, 128U, 138U, 139U, 134U, 135U}) {
     if (profile == high) return true;
@@ -56,40 +57,41 @@ bool HasChromaFormat(std::uint32_t profile) {
   return false;
 }
 
-/// unit: a sequence parameter set behind its first byte.
+/// Decodes the picture size of a sequence parameter set (ISO/IEC 14496-10, 7.3.2.1.1). unit: the NAL unit after its
+/// first byte.
 PictureSize ReadSequenceParameters(std::span<const std::uint8_t> unit) {
   const std::vector<std::uint8_t> bytes = Unescaped(unit);
   BitReader bits(bytes);
   const std::uint32_t profile = bits.Bits(8);
-  bits.Skip(16);     // constraints and level
-  bits.ExpGolomb();  // the set's number
+  bits.Skip(16);     // constraint flags and level_idc
+  bits.ExpGolomb();  // seq_parameter_set_id
   std::uint32_t chroma = 1;
   if (HasChromaFormat(profile)) {
     chroma = bits.ExpGolomb();
     const bool separatePlanes = chroma == 3 && bits.Flag();
-    bits.ExpGolomb();  // depth of luma
-    bits.ExpGolomb();  // depth of chroma
-    bits.Skip(1);
+    bits.ExpGolomb();  // bit_depth_luma_minus8
+    bits.ExpGolomb();  // bit_depth_chroma_minus8
+    bits.Skip(1);      // qpprime_y_zero_transform_bypass_flag
     if (bits.Flag()) SkipScalingLists(bits, chroma == 3 ? 12 : 8);
     if (separatePlanes) chroma = 0;
   }
-  bits.ExpGolomb();  // frame numbers
+  bits.ExpGolomb();  // log2_max_frame_num_minus4
   const std::uint32_t orderType = bits.ExpGolomb();
   if (orderType == 0) {
-    bits.ExpGolomb();
+    bits.ExpGolomb();  // log2_max_pic_order_cnt_lsb_minus4
   } else if (orderType == 1) {
-    bits.Skip(1);
-    bits.ExpGolomb();
-    bits.ExpGolomb();
+    bits.Skip(1);      // delta_pic_order_always_zero_flag
+    bits.ExpGolomb();  // offset_for_non_ref_pic
+    bits.ExpGolomb();  // offset_for_top_to_bottom_field
     for (std::uint32_t left = bits.ExpGolomb(); left > 0 && !bits.HasFailed(); --left) bits.ExpGolomb();
   }
-  bits.ExpGolomb();  // reference frames
-  bits.Skip(1);
+  bits.ExpGolomb();  // max_num_ref_frames
+  bits.Skip(1);      // gaps_in_frame_num_value_allowed_flag
   const std::uint64_t width = bits.ExpGolomb() + std::uint64_t{1};
   const std::uint64_t mapHeight = bits.ExpGolomb() + std::uint64_t{1};
   const bool isProgressive = bits.Flag();
-  if (!isProgressive) bits.Skip(1);
-  bits.Skip(1);
+  if (!isProgressive) bits.Skip(1);  // mb_adaptive_frame_field_flag
+  bits.Skip(1);                      // direct_8x8_inference_flag
   std::array<std::uint64_t, 4> crop{};
   if (bits.Flag()) {
     for (std::uint64_t& side : crop) side = bits.ExpGolomb();
@@ -106,11 +108,12 @@ PictureSize ReadSequenceParameters(std::span<const std::uint8_t> unit) {
   return Checked({static_cast<std::uint32_t>(fullWidth - cropX), static_cast<std::uint32_t>(fullHeight - cropY)});
 }
 
+/// Decodes an H263VIDEOPACKET of Adobe's SWF format.
 PictureSize ReadSorensonSize(std::span<const std::uint8_t> frame) {
   constexpr PictureSize kSizes[] = {{352, 288}, {176, 144}, {128, 96}, {320, 240}, {160, 120}};
   BitReader bits(frame);
   if (bits.Bits(17) != 1) return {};
-  bits.Skip(5 + 8);  // version and time
+  bits.Skip(5 + 8);  // version and temporal reference
   const std::uint32_t code = bits.Bits(3);
   if (code >= 2) return code <= 6 ? kSizes[code - 2] : PictureSize();
   const int length = code == 0 ? 8 : 16;
@@ -119,13 +122,13 @@ PictureSize ReadSorensonSize(std::span<const std::uint8_t> frame) {
   return bits.HasFailed() ? PictureSize() : Checked({width, height});
 }
 
-/// The first byte says how many pixels of the last column and row of blocks are not shown. With an alpha channel the
-/// size of its data follows.
+/// Decodes a VP6 key frame. In FLV files its first byte holds the numbers of columns and rows to crop from the coded
+/// picture. alphaSize: size of the offset of the alpha data, which follows that byte if there is an alpha channel.
 PictureSize ReadVp6Size(std::span<const std::uint8_t> frame, std::size_t alphaSize) {
   if (frame.size() < 1 + alphaSize + 6) return {};
   const std::uint8_t hidden = frame[0];
   const auto header = frame.subspan(1 + alphaSize);
-  if ((header[0] & 0x80) != 0) return {};  // no key frame
+  if ((header[0] & 0x80) != 0) return {};  // not a key frame
   const bool hasPartitions = (header[0] & 1) != 0 || (header[1] & 6) == 0;
   const std::size_t rows = hasPartitions ? 4 : 2;
   if (header.size() < rows + 2) return {};
@@ -135,11 +138,12 @@ PictureSize ReadVp6Size(std::span<const std::uint8_t> frame, std::size_t alphaSi
   return {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
 }
 
+/// Decodes a SCREENVIDEOPACKET of Adobe's SWF format.
 PictureSize ReadScreenSize(std::span<const std::uint8_t> frame) {
   BitReader bits(frame);
-  bits.Skip(4);  // width of a block
+  bits.Skip(4);  // block width
   const std::uint32_t width = bits.Bits(12);
-  bits.Skip(4);
+  bits.Skip(4);  // block height
   const std::uint32_t height = bits.Bits(12);
   return bits.HasFailed() ? PictureSize() : Checked({width, height});
 }
@@ -164,7 +168,7 @@ std::optional<AvcConfiguration> ReadAvcConfiguration(std::span<const std::uint8_
   AvcConfiguration avc{configuration[1], configuration[2], configuration[3], {}};
   const int sets = configuration[5] & 0x1F;
   const std::size_t size = sets > 0 && configuration.size() >= 8 ? ReadNumber<2>(&configuration[6]) : 0;
-  // Behind the first byte, which tells what the unit is.
+  // Skip the NAL unit header, one byte.
   if (size > 1 && size <= configuration.size() - 8) {
     avc.size = ReadSequenceParameters(configuration.subspan(9, size - 1));
   }

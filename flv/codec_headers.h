@@ -1,4 +1,4 @@
-// What the headers of codecs say about a stream.
+// Decodes codec headers: picture sizes, and the configurations of H.264 and AAC.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace qbflv::flv {
 
-/// In pixels; 0 is unknown.
+/// A picture size in pixels; 0 if unknown.
 struct PictureSize {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
@@ -17,30 +17,30 @@ struct PictureSize {
 };
 
 struct AvcConfiguration {
-  /// As the standard numbers them: 66 Baseline, 77 Main, 100 High; level 31 is 3.1.
+  // Values of ISO/IEC 14496-10. profile: 66 is Baseline, 77 is Main, 100 is High. level: 31 is level 3.1.
   std::uint8_t profile = 0;
   std::uint8_t constraints = 0;
   std::uint8_t level = 0;
-  /// After cropping. Unknown where there is no sequence parameter set, or none that can be read.
+  /// The size after cropping. Unknown if there is no valid sequence parameter set.
   PictureSize size;
 };
 
-/// configuration: the decoder configuration record, which stands behind the first five bytes of the tag's body.
+/// Decodes an AVCDecoderConfigurationRecord (ISO/IEC 14496-15). It follows the first five bytes of the tag body.
 std::optional<AvcConfiguration> ReadAvcConfiguration(std::span<const std::uint8_t> configuration);
 
 struct AacConfiguration {
-  /// 2 is AAC-LC, 5 is HE-AAC, 29 is HE-AAC v2.
+  /// Audio object type: 2 is AAC-LC, 5 is HE-AAC, 29 is HE-AAC v2.
   std::uint8_t objectType = 0;
-  /// In Hz, of what is heard: with spectral band replication, that of the extension.
+  /// Output rate in Hz: with spectral band replication, the rate of the extension.
   std::uint32_t sampleRate = 0;
-  /// 0 where a program configuration says it.
+  /// 0 if a program configuration element defines the channels.
   std::uint8_t channels = 0;
 };
 
-/// configuration: the audio-specific configuration, which stands behind the first two bytes of the tag's body.
+/// Decodes an AudioSpecificConfig (ISO/IEC 14496-3). It follows the first two bytes of the tag body.
 std::optional<AacConfiguration> ReadAacConfiguration(std::span<const std::uint8_t> configuration);
 
-/// Of a key frame of Sorenson H.263, Screen Video or VP6. frame: the tag's body behind its first byte.
+/// Returns the size of a Sorenson H.263, Screen Video or VP6 key frame. frame: the tag body after its first byte.
 PictureSize ReadPictureSize(std::uint8_t codec, std::span<const std::uint8_t> frame);
 
 }  // namespace qbflv::flv

@@ -1,4 +1,4 @@
-// What is wrong with a file's structure: kinds of damage, and where they were met.
+// Damage in the structure of a file: its kinds, and a list of occurrences.
 #pragma once
 
 #include <array>
@@ -7,42 +7,42 @@
 
 namespace qbflv::flv {
 
-/// What `amount` counts stands behind each.
+/// Each comment ends with the meaning of Damage::amount.
 enum class DamageKind : std::uint8_t {
-  kGarbage,               ///< Bytes that belong to no tag. Bytes.
-  kTruncatedTag,          ///< The file ends inside a tag. Bytes of it that are there.
-  kTruncatedSizeField,    ///< The file ends before or in the size of the last tag. Bytes that are missing.
-  kWrongSizeField,        ///< A tag's size behind it is not its size. The size that stands there.
-  kEmbeddedHeader,        ///< A file header between tags: recordings were joined as bytes. Bytes.
-  kEmptyTag,              ///< An audio or video tag without a body. 1.
-  kUnknownTag,            ///< A tag that is neither audio, video nor script data. Its type.
-  kEncryptedTag,          ///< A tag whose body is encrypted. Its type.
-  kBrokenScript,          ///< Metadata that cannot be decoded to its end. Bytes of the body.
-  kTimeBack,              ///< The timestamps jump back. Ms.
-  kTimeLeap,              ///< The timestamps leap ahead. Ms.
-  kConfigurationChanged,  ///< A codec configuration that differs from the one before. Bytes.
-  kMissingConfiguration,  ///< A frame that comes before its codec's configuration. 1, for the first of a stream.
-  kHeaderOffset,          ///< The file header's data offset leads to no tag. The offset.
+  kGarbage,               ///< Bytes outside any tag. Amount: bytes.
+  kTruncatedTag,          ///< The file ends inside a tag. Amount: bytes of the tag that are present.
+  kTruncatedSizeField,    ///< The file ends before or inside the last previous-tag size. Amount: missing bytes.
+  kWrongSizeField,        ///< The previous-tag size after a tag is wrong. Amount: the stored value.
+  kEmbeddedHeader,        ///< A file header between tags, where recordings were concatenated. Amount: bytes.
+  kEmptyTag,              ///< An audio or video tag without a body. Amount: 1.
+  kUnknownTag,            ///< A tag that is neither audio, video nor script data. Amount: the tag type.
+  kEncryptedTag,          ///< A tag with an encrypted body. Amount: the tag type.
+  kBrokenScript,          ///< Metadata that cannot be decoded completely. Amount: size of the body.
+  kTimeBack,              ///< Timestamps jump back. Amount: ms.
+  kTimeLeap,              ///< Timestamps jump ahead. Amount: ms.
+  kConfigurationChanged,  ///< A codec configuration differs from the previous one. Amount: size of the body.
+  kMissingConfiguration,  ///< Frames precede the first codec configuration of their stream. Amount: 1.
+  kHeaderOffset,          ///< The data offset in the file header leads to no tag. Amount: the data offset.
 };
 inline constexpr std::size_t kDamageKinds = 14;
 
 struct Damage {
   DamageKind kind;
-  /// In the file, in bytes.
+  /// Offset in the file, in bytes.
   std::uint64_t offset;
-  /// Of the tag met last, in ms; 0 before the first.
+  /// Timestamp of the damaged tag, or of the last tag before the damage, in ms; 0 before the first tag.
   std::uint32_t time;
   std::uint64_t amount;
 };
 
-/// Counts all damage, and keeps the first places of each kind, in the order of the file.
+/// Counts all damage, and stores the first kMaxPlaces occurrences of each kind in the order in which they are found.
 class DamageList {
  public:
   static constexpr std::uint64_t kMaxPlaces = 100;
 
   struct Total {
     std::uint64_t count = 0;
-    /// The sum of the amounts.
+    /// Sum of the amounts.
     std::uint64_t amount = 0;
   };
 

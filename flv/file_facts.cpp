@@ -1,4 +1,4 @@
-// Everything that one pass over an FLV file finds out.
+// The results of one pass over an FLV file.
 #include "flv/file_facts.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ std::uint32_t Earlier(std::optional<std::uint32_t> a, std::optional<std::uint32_
 }
 
 std::size_t MetadataSize(const std::optional<OwnMetadata>& metadata) {
-  // A value in memory takes about five times what it takes in a file.
+  // A decoded value takes about five times the memory of the encoded one.
   if (!metadata) return 0;
   return AmfSize(metadata->values) * 5 + (metadata->keyTimes.size() + metadata->keyPositions.size()) * sizeof(double);
 }

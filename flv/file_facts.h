@@ -1,4 +1,4 @@
-// Everything that one pass over an FLV file finds out. An immutable value, which many sessions share.
+// The results of one pass over an FLV file. They do not change afterwards, and sessions share them.
 #pragma once
 
 #include <cstdint>
@@ -14,47 +14,49 @@
 
 namespace qbflv::flv {
 
-// Times are timestamps in ms as the file stores them, unless something else is said; offsets and sizes are bytes. A
-// playable tag is an audio or video tag with a body; tags are numbered in the order of the file, playable ones only.
+// Offsets and sizes are in bytes. Times are in ms: timestamps as stored in the file, or continued times, from which
+// jumps are removed (see Timeline). A playable tag is an audio or video tag with a body. Tag numbers count the playable
+// tags in the order of the file.
 
-/// What holds for audio and video alike.
+/// What audio and video have in common.
 struct StreamFacts {
-  /// Playable tags, and the bytes of their bodies.
+  /// Number of playable tags, and total size of their bodies.
   std::uint64_t tags = 0;
   std::uint64_t bytes = 0;
-  /// Without codec configurations, end-of-sequence marks and commands.
+  /// Number of playable tags other than codec configurations, end-of-sequence tags and commands.
   std::uint64_t frames = 0;
-  /// Codec configurations.
+  /// Number of codec configurations.
   std::uint64_t configurations = 0;
-  /// Of the first tag's header, which every stream has.
+  /// Offset of the first tag's header, and first byte of its body.
   std::uint64_t firstOffset = 0;
   std::uint8_t firstByte = 0;
-  /// Of the first tag with more than its codec's header bytes: where the plug-in lets the stream begin.
+  /// Timestamp of the first tag that has data after its codec header. For the plug-in, the stream begins there.
   std::optional<std::uint32_t> beginTime;
-  /// Of the first frame.
+  /// Timestamp of the first frame.
   std::optional<std::uint32_t> firstTime;
-  /// Of frames, with jumps continued: the first, and the latest.
+  /// Continued times of the first and of the latest frame.
   std::uint32_t firstContinuedTime = 0;
   std::uint32_t latestContinuedTime = 0;
-  /// The distance of the last two frames: how long the last one is taken to last.
+  /// Interval between the last two frames, which serves as the duration of the last frame.
   std::uint32_t lastDistance = 0;
-  /// The longest way to the next frame, jumps left aside.
+  /// Maximum interval between consecutive frames, without jumps.
   std::uint32_t longestDistance = 0;
-  /// Frames that are earlier than the one before, jumps left aside.
+  /// Number of frames with an earlier timestamp than the previous frame, without jumps.
   std::uint64_t stepsBack = 0;
-  /// How far the stream gets ahead of the other one in the order of the file: in ms and in tags.
+  /// Interleaving: how far this stream is ahead of the other one at most, in ms, and its maximum number of consecutive
+  /// frames without a frame of the other stream.
   std::uint32_t maxTimeAhead = 0;
   std::uint32_t maxTagsAhead = 0;
 
   bool IsPresent() const { return tags > 0; }
-  /// In ms, from the first frame to the end of the latest, with jumps continued.
+  /// Returns the continued time from the first frame to the end of the latest one.
   std::uint32_t Duration() const { return firstTime ? latestContinuedTime - firstContinuedTime + lastDistance : 0; }
-  /// In bits per second; 0 without frames.
+  /// Returns the average bit rate in bits per second; 0 without frames.
   double BitRate() const;
 };
 
 struct AudioFacts : StreamFacts {
-  // Of the first tag.
+  // Sound format, rate, sample size and channels of the first tag.
   std::uint8_t format = 0;
   std::uint32_t sampleRate = 0;
   std::uint8_t bitsPerSample = 0;
@@ -63,117 +65,117 @@ struct AudioFacts : StreamFacts {
 };
 
 struct VideoFacts : StreamFacts {
-  /// Of the first tag; for codecs of the extended format 0.
+  /// Codec ID of the first tag; 0 if the tag has an extended header (Enhanced RTMP).
   std::uint8_t codec = 0;
-  /// Of the extended format: four characters, such as "hvc1"; otherwise 0.
+  /// Codec of an extended header: four characters, such as "hvc1"; otherwise 0.
   std::uint32_t fourCc = 0;
   std::optional<AvcConfiguration> avc;
-  /// Of the first frame or configuration that tells one.
+  /// Picture size in the first key frame or codec configuration that contains one.
   PictureSize size;
-  /// Frames of which a decoder can start, and whether the first frame is one.
+  /// Number of key frames, and whether the first frame is a key frame.
   std::uint64_t keyFrames = 0;
   bool startsWithKeyFrame = false;
-  /// Between key frames, in ms; 0 with fewer than two.
+  /// Intervals between consecutive key frames; 0 with fewer than two key frames.
   std::uint32_t shortestKeyInterval = 0;
   std::uint32_t longestKeyInterval = 0;
   double meanKeyInterval = 0;
 
-  /// Frames per second, on the average; 0 with fewer than two frames.
+  /// Returns the average number of frames per second; 0 with fewer than two frames.
   double FrameRate() const;
 };
 
-/// A place where decoding can start: a key frame, or the codec configuration in front of one.
+/// A video tag at which decoding can start: a key frame or a codec configuration.
 struct KeyPosition {
   std::uint32_t tag;
   std::uint32_t time;
   bool isKeyFrame;
 };
 
-/// A codec configuration that is the first of its stream, or differs from the one before.
+/// A codec configuration: the first of its stream, or one that differs from the previous one.
 struct Configuration {
   std::uint32_t tag;
   TagType type;
-  /// Of the whole tag.
+  /// The whole body of the tag.
   std::vector<std::uint8_t> body;
 };
 
-/// Playable tags that stand in a row, with nothing but size fields between them.
+/// Consecutive playable tags with only previous-tag sizes between them.
 struct Run {
-  /// Of the first tag's header.
+  /// Offset of the first tag's header.
   std::uint64_t offset = 0;
-  /// To the end of the last tag's body.
+  /// Size up to the end of the last tag's body.
   std::uint64_t size = 0;
   std::uint32_t firstTag = 0;
-  /// Whether a size field inside is wrong.
+  /// Whether a previous-tag size between the tags is wrong.
   bool hasWrongSizes = false;
 };
 
-/// From this tag on, `shift` is added to timestamps (modulo 2^32) to continue them where they jump.
+/// From tag firstTag on, continued time = timestamp + shift, modulo 2^32.
 struct Continuation {
   std::uint32_t firstTag;
   std::uint32_t shift;
 };
 
-/// The file's own metadata.
+/// The metadata that the file contains.
 struct OwnMetadata {
-  /// Of the tag's header.
+  /// Offset of the tag header.
   std::uint64_t offset = 0;
-  /// A mixed array or object, without the list of key frames; what stands behind damage is missing.
+  /// A mixed array or object without the key-frame list. Incomplete if it could not be decoded to its end.
   AmfValue values;
-  /// Whether there is a "keyframes" entry; its times (in s) and positions, as far as they are numbers.
+  /// Whether there is a "keyframes" entry, and the times (in s) and file positions in it that are numbers.
   bool hasKeyFrameList = false;
   std::vector<double> keyTimes;
   std::vector<double> keyPositions;
 };
 
 struct FileFacts {
-  /// Whether it begins as an FLV file. If not, only fileSize, firstBytes and readFailed are set.
+  /// Whether the file begins with an FLV file header. If not, only fileSize, firstBytes and readFailed are set.
   bool isFlv = false;
-  /// Whether reading failed; what was found until then stands here.
+  /// Whether a read failed. The facts then describe the part of the file before it.
   bool readFailed = false;
   std::uint64_t fileSize = 0;
   std::vector<std::uint8_t> firstBytes;
-  /// Of the file header.
+  /// Fields of the file header.
   std::uint8_t version = 0;
   std::uint8_t flags = 0;
 
   AudioFacts audio;
   VideoFacts video;
-  /// Script tags of any name, and which of them is the metadata.
+  /// Number of script tags, and the content of the first one that is metadata.
   std::uint64_t scriptTags = 0;
   std::optional<OwnMetadata> metadata;
   DamageList damages;
 
   std::vector<Run> runs;
-  /// Of each playable tag, its offset in its run.
+  /// Offset of each playable tag from the beginning of its run.
   std::vector<std::uint32_t> tagOffsets;
   std::vector<KeyPosition> keyPositions;
-  /// The first 100 of both streams.
+  /// The first 100 configurations of both streams together.
   std::vector<Configuration> configurations;
-  /// The first, for tag 0, has shift 0. There is more than one only where timestamps jump.
+  /// The first entry is for tag 0 and has shift 0. Only files with jumps have further entries.
   std::vector<Continuation> continuations;
-  /// The latest timestamp of any playable tag, and the same with jumps continued.
+  /// Latest timestamp and latest continued time of all playable tags.
   std::uint32_t latestTime = 0;
   std::uint32_t latestContinuedTime = 0;
 
   std::uint32_t TagCount() const { return static_cast<std::uint32_t>(tagOffsets.size()); }
-  /// The run that a tag belongs to; both must exist.
+  /// Returns the run that contains a tag. REQUIRES: tag < TagCount().
   const Run& RunOf(std::uint32_t tag) const;
   std::uint64_t TagOffset(std::uint32_t tag) const { return RunOf(tag).offset + tagOffsets[tag]; }
-  /// The first tag whose header stands at this offset of the file or behind it; TagCount() if there is none.
+  /// Returns the first tag whose header is at or after an offset in the file; TagCount() if there is none.
   std::uint32_t TagAt(std::uint64_t offset) const;
-  /// What a decoder needs in order to start with that tag: the body of the last configuration in front of it. Null if
-  /// there is none.
+  /// Returns the body of the last codec configuration before a tag, which a decoder needs to start there. Returns null
+  /// if there is none.
   const std::vector<std::uint8_t>* ConfigurationBefore(std::uint32_t tag, TagType type) const;
-  /// Of a run: one past its last tag.
+  /// Returns the number of the last tag in a run, plus 1.
   std::uint32_t EndOfRun(std::size_t run) const { return run + 1 < runs.size() ? runs[run + 1].firstTag : TagCount(); }
 
-  /// Where the plug-in's times of seeks count from: the earlier of the streams' beginnings.
+  /// Returns the plug-in's time base, to which seek times are relative: the earlier beginTime of the streams.
   std::uint32_t TimeBase() const;
-  /// Of the earliest frame.
+  /// Returns the timestamp of the earlier of the streams' first frames.
   std::uint32_t FirstFrameTime() const;
 
-  /// Bytes that this object takes, roughly.
+  /// Returns the approximate memory use in bytes.
   std::size_t MemoryUse() const;
 };
 

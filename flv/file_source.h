@@ -1,4 +1,4 @@
-// A file of the file system as a byte source.
+// A byte source that reads from a file.
 #pragma once
 
 #include <cstdint>
@@ -9,13 +9,13 @@
 
 namespace qbflv::flv {
 
-/// Tells two states of a file apart, and two files.
+/// Identifies a file and its current content. Two identities differ if the files differ or the file was modified.
 struct FileIdentity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
-  /// In bytes.
+  /// Size in bytes.
   std::uint64_t size = 0;
-  /// Of the last modification, in ns; its origin is the system's.
+  /// Time of the last modification in ns. The epoch depends on the operating system.
   std::int64_t modified = 0;
 
   auto operator<=>(const FileIdentity&) const = default;
@@ -25,21 +25,22 @@ enum class FileKind { kRegular, kDirectory, kOther };
 
 class FileSource final : public ByteSource {
  public:
-  /// Opens a file of any kind without waiting, not even for the other end of a named pipe. Null with errno on failure.
+  /// Opens a file of any kind. Does not block, not even until the other end of a named pipe is open. On failure returns
+  /// null and sets errno.
   static std::shared_ptr<FileSource> Open(const std::filesystem::path& path);
 
-  /// Takes ownership of an open descriptor.
+  /// Takes ownership of an open file descriptor.
   explicit FileSource(int descriptor) : m_descriptor(descriptor) {}
   ~FileSource() override;
 
   std::int64_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) const override;
-  /// 0 if it cannot be told.
+  /// Returns the current size in bytes; 0 if it is unknown.
   std::uint64_t Size() const override;
 
-  /// Stays this object's.
+  /// Returns the file descriptor, which this object closes.
   int Descriptor() const { return m_descriptor; }
 
-  /// As they are now. False with errno on failure.
+  /// Gets the current identity and the kind. On failure returns false and sets errno.
   bool GetIdentity(FileIdentity& identity, FileKind& kind) const;
 
  private:

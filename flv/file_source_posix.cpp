@@ -1,4 +1,4 @@
-// A file of the file system as a byte source, on Linux.
+// A byte source that reads from a file, on Linux.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>

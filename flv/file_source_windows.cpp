@@ -1,4 +1,4 @@
-// A file of the file system as a byte source, on Windows.
+// A byte source that reads from a file, on Windows.
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
@@ -32,7 +32,7 @@ FileSource::~FileSource() { _close(m_descriptor); }
 std::int64_t FileSource::ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
   std::size_t filled = 0;
   while (filled < bytes.size()) {
-    // A position of its own for each read, so that threads do not disturb each other.
+    // Each read passes its own position, because the threads share the file pointer.
     OVERLAPPED position{};
     position.Offset = static_cast<DWORD>(offset + filled);
     position.OffsetHigh = static_cast<DWORD>((offset + filled) >> 32);

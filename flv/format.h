@@ -1,4 +1,4 @@
-// The layout of FLV files: constants, and numbers as the files store them.
+// The layout of FLV files, as in Adobe's FLV format, annex E: constants, and access to stored numbers.
 #pragma once
 
 #include <cstddef>
@@ -8,18 +8,18 @@ namespace qbflv::flv {
 
 enum class TagType : std::uint8_t { kAudio = 8, kVideo = 9, kScript = 18 };
 
-// Flags of the file header.
+// Flags in the file header.
 inline constexpr std::uint8_t kAnnouncesVideo = 0x01;
 inline constexpr std::uint8_t kAnnouncesAudio = 0x04;
 
-// In bytes. A file is its header, then for each tag the size of the tag before it, the tag header and the body, and
-// last the size of the last tag. A tag's size counts its header.
+// Sizes in bytes. A file consists of the file header, then for each tag the previous-tag size (0 before the first tag),
+// the tag header and the tag body, and finally the size of the last tag. A previous-tag size includes the tag header.
 inline constexpr std::uint32_t kFileHeaderSize = 9;
 inline constexpr std::uint32_t kTagHeaderSize = 11;
 inline constexpr std::uint32_t kSizeFieldSize = 4;
 inline constexpr std::uint32_t kMaxBodySize = 0xFFFFFF;
 
-// Sound formats and video codecs that are treated specially.
+// Sound formats and codec IDs with special handling.
 inline constexpr std::uint8_t kSoundAac = 10;
 inline constexpr std::uint8_t kCodecSorenson = 2;
 inline constexpr std::uint8_t kCodecScreen = 3;
@@ -37,30 +37,31 @@ constexpr std::uint32_t ReadNumber(const std::uint8_t* bytes) {
   return value;
 }
 
+/// Writes a big-endian number of kBytes bytes.
 template <int kBytes>
 constexpr void WriteNumber(std::uint8_t* bytes, std::uint32_t value) {
   static_assert(kBytes >= 1 && kBytes <= 4);
   for (int i = kBytes - 1; i >= 0; --i, value >>= 8) bytes[i] = static_cast<std::uint8_t>(value);
 }
 
-/// Milliseconds from `from` to `to`. Timestamps have 32 bits and wrap.
+/// Returns the time from `from` to `to` in ms. Timestamps have 32 bits and wrap around.
 constexpr std::int32_t TimeBetween(std::uint32_t from, std::uint32_t to) {
   return static_cast<std::int32_t>(to - from);
 }
 
 struct TagHeader {
-  /// As stored; may be no TagType.
+  /// Tag type as stored, which need not be a TagType.
   std::uint8_t type = 0;
-  /// Of the body, in bytes.
+  /// Size of the body in bytes.
   std::uint32_t size = 0;
-  /// In ms.
+  /// Timestamp in ms.
   std::uint32_t time = 0;
   std::uint32_t streamId = 0;
 
   bool Is(TagType wanted) const { return type == static_cast<std::uint8_t>(wanted); }
 };
 
-/// bytes: kTagHeaderSize of them.
+/// Decodes a tag header of kTagHeaderSize bytes. The byte after the 24-bit timestamp holds its bits 24 to 31.
 constexpr TagHeader ReadTagHeader(const std::uint8_t* bytes) {
   return {bytes[0], ReadNumber<3>(bytes + 1), ReadNumber<3>(bytes + 4) | std::uint32_t{bytes[7]} << 24,
           ReadNumber<3>(bytes + 8)};

@@ -1,4 +1,4 @@
-// Makes the metadata of an FLV file.
+// Builds the metadata of an FLV file.
 #include "flv/metadata.h"
 
 #include <string>
@@ -10,10 +10,10 @@ namespace qbflv::flv {
 
 namespace {
 
-/// Values of the file itself that are longer are left out: a reader decodes all of them for each session.
+/// Maximum total size of the file's own entries in the new metadata. Readers decode all of them for each session.
 constexpr std::size_t kMaxOwnBytes = 256 * 1024;
 
-/// What is said anew, or does not hold any more.
+/// Entries of the file's own metadata that are replaced or no longer valid.
 constexpr std::string_view kMeasured[] = {"duration",
                                           "width",
                                           "height",
@@ -39,13 +39,13 @@ constexpr std::string_view kMeasured[] = {"duration",
                                           "lastkeyframetimestamp",
                                           "lastkeyframelocation"};
 
-/// A positive number of the file's own metadata, or 0.
+/// Returns a number of the file's own metadata; 0 if there is no such number or it is not positive.
 double OwnNumber(const FileFacts& facts, std::string_view name) {
   const AmfValue* const value = facts.metadata ? facts.metadata->values.Find(name) : nullptr;
   return value != nullptr && value->IsNumber() && value->Number() > 0 ? value->Number() : 0;
 }
 
-/// Without what is said anew.
+/// Returns the file's own entries without those in kMeasured.
 AmfValue OwnValues(const FileFacts& facts) {
   AmfValue own(AmfValue::Type::kMixedArray);
   if (!facts.metadata) return own;
@@ -64,7 +64,7 @@ AmfValue OwnValues(const FileFacts& facts) {
 
 void AddVideo(AmfValue& metadata, const FileFacts& facts) {
   const VideoFacts& video = facts.video;
-  // A size that is not known is 0: without any, the plug-in would search the whole file for one.
+  // Write an unknown size as 0. Without these entries the plug-in would search the whole file for the size.
   metadata.Append("width", video.size.IsKnown() ? video.size.width : OwnNumber(facts, "width"));
   metadata.Append("height", video.size.IsKnown() ? video.size.height : OwnNumber(facts, "height"));
   metadata.Append("framerate", video.frames > 1 ? video.FrameRate() : OwnNumber(facts, "framerate"));
@@ -87,7 +87,7 @@ void AddKeyFrames(AmfValue& metadata, const MetadataValues& values) {
   if (!hasList) return;
   metadata.Append("lastkeyframetimestamp", values.keyTimes.back());
   metadata.Append("lastkeyframelocation", values.keyPositions.back());
-  // An object, and not a mixed array, is what readers look for.
+  // Readers expect an object here, not a mixed array.
   AmfValue list(AmfValue::Type::kObject);
   list.Append("times", AmfValue::NumberArray(values.keyTimes));
   list.Append("filepositions", AmfValue::NumberArray(values.keyPositions));
@@ -103,7 +103,7 @@ std::vector<std::uint8_t> MakeMetadata(const FileFacts& facts, const MetadataVal
   metadata.Append("hasVideo", values.hasVideo);
   metadata.Append("duration", values.duration);
   metadata.Append("lasttimestamp", values.lastTime);
-  // Sizes and a frame rate would make a reader expect a picture.
+  // Picture sizes and a frame rate would make readers expect a video stream.
   if (values.hasVideo) AddVideo(metadata, facts);
   if (values.hasAudio) AddAudio(metadata, facts);
   metadata.Append("filesize", double(values.fileSize));

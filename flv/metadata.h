@@ -1,4 +1,4 @@
-// Makes the metadata of an FLV file.
+// Builds the metadata of an FLV file.
 #pragma once
 
 #include <cstdint>
@@ -9,27 +9,27 @@
 
 namespace qbflv::flv {
 
-/// What metadata says that depends on how the file is written.
+/// The metadata values that depend on how the file is written.
 struct MetadataValues {
   bool hasAudio = false;
   bool hasVideo = false;
-  /// In s.
+  /// Duration and last timestamp in s.
   double duration = 0;
   double lastTime = 0;
-  /// In bytes: the file, and the tags in it with their headers.
+  /// Sizes in bytes: of the file, and of its audio and video tags with their headers.
   std::uint64_t fileSize = 0;
   std::uint64_t audioSize = 0;
   std::uint64_t videoSize = 0;
-  /// The list of key frames: in s, and offsets of tag headers. Empty leaves it out.
+  /// Key-frame list: times in s, and offsets of the tag headers. If empty, the metadata contains no list.
   std::vector<double> keyTimes;
   std::vector<double> keyPositions;
 };
 
-/// The body of a script tag: the file's own texts and values, and in the place of its measured ones those that hold.
-/// Its size depends on the facts, the streams and the number of key frames alone.
+/// Returns the body of a script tag: the entries of the file's own metadata, with measured values replaced by those of
+/// facts and values. Its size depends only on the facts, hasAudio, hasVideo and the number of key frames.
 std::vector<std::uint8_t> MakeMetadata(const FileFacts& facts, const MetadataValues& values);
 
-/// What stands in front of the first media tag: the file header, the metadata's tag, and its size field.
+/// Returns the file header, the metadata tag and the previous-tag size after it.
 std::vector<std::uint8_t> MakeFileStart(std::uint8_t flags, std::span<const std::uint8_t> metadata);
 
 }  // namespace qbflv::flv

@@ -1,4 +1,4 @@
-// The pass over an FLV file that finds out all that FileFacts holds.
+// The pass over an FLV file, which collects FileFacts.
 #include "flv/scan.h"
 
 #include <algorithm>
@@ -15,22 +15,25 @@ namespace qbflv::flv {
 namespace {
 
 constexpr std::string_view kMetadataName = "onMetaData";
-/// Bytes of metadata that are looked at.
+/// Maximum number of bytes that are read of a metadata tag and of a codec configuration.
 constexpr std::size_t kMaxMetadataSize = 4 * 1024 * 1024;
 constexpr std::size_t kMaxConfigurationSize = 64 * 1024;
 constexpr std::size_t kMaxConfigurations = 100;
+/// Bytes between two calls of onProgress.
 constexpr std::uint64_t kProgressStep = 4 * 1024 * 1024;
 
 constexpr int kAudio = 0;
 constexpr int kVideo = 1;
 
-// Video tags: the frame type in the upper half of the first byte, and what the packet is in the lower half or behind.
+// The first byte of a video tag's body holds the frame type in its upper half and the codec ID in its lower half; for
+// AVC the packet type follows (Adobe's FLV format, annex E). In an extended header (Enhanced RTMP) the top bit is set,
+// the frame type has three bits, and the lower half is the packet type.
 constexpr std::uint8_t kExtendedVideo = 0x80;
 constexpr std::uint8_t kKeyFrameType = 1;
 constexpr std::uint8_t kCommandFrameType = 5;
 constexpr std::uint8_t kSequenceHeader = 0;
 constexpr std::uint8_t kAvcFrame = 1;
-/// In front of the configuration of AVC, and of AAC.
+/// Bytes before the codec configuration in the body of an AVC tag and of an AAC tag.
 constexpr std::size_t kAvcPrefix = 5;
 constexpr std::size_t kAacPrefix = 2;
 
@@ -40,7 +43,7 @@ TagContent AudioContent(std::span<const std::uint8_t> body) {
 }
 
 TagContent VideoContent(std::span<const std::uint8_t> body) {
-  constexpr std::uint8_t kFrames[] = {1, 3};  // coded frames, with and without a composition time
+  constexpr std::uint8_t kFrames[] = {1, 3};  // packet types: coded frames with and without a composition time
   const bool isExtended = (body[0] & kExtendedVideo) != 0;
   const int frameType = isExtended ? body[0] >> 4 & 7 : body[0] >> 4;
   const TagContent frame = frameType == kKeyFrameType ? TagContent::kKeyFrame : TagContent::kFrame;
@@ -55,12 +58,13 @@ TagContent VideoContent(std::span<const std::uint8_t> body) {
   return body[1] == kAvcFrame ? frame : TagContent::kOther;
 }
 
-/// How many bytes the plug-in takes for the codec's header; a body of no more does not begin a stream.
+/// Returns the size of the codec header as the plug-in decodes it. A tag without data after it does not begin a stream.
 std::uint32_t PrefixSize(const Tag& tag) {
   if (tag.header.Is(TagType::kAudio)) return tag.start[0] >> 4 == kSoundAac && tag.header.size > 1 ? 2 : 1;
   return (tag.start[0] & 0x0F) == kCodecAvc && tag.header.size >= kAvcPrefix ? kAvcPrefix : 1;
 }
 
+/// Returns the elements that are numbers. array: may be null.
 std::vector<double> Numbers(const AmfValue* array) {
   std::vector<double> numbers;
   if (array == nullptr) return numbers;
@@ -102,7 +106,7 @@ class Scanner {
     m_facts->firstBytes.resize(static_cast<std::size_t>(std::max<std::int64_t>(got, 0)));
   }
 
-  /// False when the caller wants no more.
+  /// Returns false if onProgress cancelled the pass.
   bool Take(const Tag& tag) {
     switch (tag.header.type) {
       case static_cast<std::uint8_t>(TagType::kAudio):
@@ -294,7 +298,7 @@ class Scanner {
     if (m_keyIntervals > 0) {
       video.meanKeyInterval = static_cast<double>(m_keyIntervalSum) / static_cast<double>(m_keyIntervals);
     }
-    // A good file has one run and a key frame every few seconds: room for more would stay with every session.
+    // Release unused capacity, because the facts are kept in memory for as long as the file is in use.
     m_facts->runs.shrink_to_fit();
     m_facts->tagOffsets.shrink_to_fit();
     m_facts->keyPositions.shrink_to_fit();
@@ -304,12 +308,13 @@ class Scanner {
     m_facts->damages.Add({kind, tag.offset, tag.header.time, amount});
   }
 
-  /// Of the frames of one stream.
+  /// The latest frames of one stream.
   struct Pace {
+    /// Timestamp of the last frame.
     std::uint32_t last = 0;
-    /// Of a single frame, in ms.
+    /// Duration of a frame in ms, for a stream that has only one.
     std::uint32_t distance;
-    /// Since the last frame of the other stream.
+    /// Number of frames since the last frame of the other stream.
     std::uint32_t tagsAhead = 0;
   };
 
@@ -319,7 +324,7 @@ class Scanner {
   TagWalker m_walker;
   Timeline m_timeline;
   Pace m_paces[2] = {{.distance = 23}, {.distance = 40}};
-  /// Whether the tag added last has the right size field behind it.
+  /// Whether the previous-tag size after the last playable tag is present and correct.
   bool m_hasCorrectSize = true;
   std::uint32_t m_lastKeyTime = 0;
   std::uint64_t m_keyIntervalSum = 0;

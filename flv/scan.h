@@ -1,4 +1,4 @@
-// The pass over an FLV file that finds out all that FileFacts holds.
+// The pass over an FLV file, which collects FileFacts.
 #pragma once
 
 #include <cstdint>
@@ -11,19 +11,20 @@
 namespace qbflv::flv {
 
 struct ScanOptions {
-  /// Called now and then with the bytes done and those of the file; false gives up, and the facts are null.
+  /// Called about every 4 MiB with the current offset and the file size. If it returns false, the pass is cancelled and
+  /// ScanFile returns null.
   std::function<bool(std::uint64_t done, std::uint64_t total)> onProgress;
 };
 
-/// Reads the tag headers and the first bytes of each body. Any bytes at all are a file that it takes. Throws
-/// std::bad_alloc, and what onProgress throws.
+/// Reads the tag headers and the first bytes of each body. Accepts a file with any content. Throws std::bad_alloc, and
+/// exceptions of onProgress.
 std::shared_ptr<const FileFacts> ScanFile(const ByteSource& source, const ScanOptions& options = {});
 
-/// How a tag's body begins.
+/// The kind of content in a tag body.
 enum class TagContent : std::uint8_t { kFrame, kKeyFrame, kConfiguration, kOther };
 
-/// Whether a tag of this type is a frame, a codec configuration, or neither. body: at least its first two bytes, where
-/// it has them.
+/// Returns the kind of content in a body. type: the tag type as stored. body: at least the first two bytes if the tag
+/// has them.
 TagContent ContentOf(std::uint8_t type, std::span<const std::uint8_t> body);
 
 }  // namespace qbflv::flv

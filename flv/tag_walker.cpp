@@ -1,4 +1,4 @@
-// Walks over the tags of an FLV file, whatever its bytes are.
+// Reads the tags of an FLV file in order, and resynchronises after damage.
 #include "flv/tag_walker.h"
 
 #include <algorithm>
@@ -7,14 +7,15 @@ namespace qbflv::flv {
 
 namespace {
 
-/// Bytes. Small enough to stay in the processor's cache, large enough that system calls do not count.
+/// In bytes. Fits into the processor's cache, and makes the cost of system calls negligible.
 constexpr std::size_t kWindowSize = 64 * 1024;
 constexpr std::size_t kProbeSize = 64;
 constexpr std::uint32_t kMaxProbes = 1'000'000;
 
+/// The first byte of a tag header: the filter bit, which marks an encrypted body, and the tag type (annex E).
 constexpr std::uint8_t kFilterBit = 0x20;
 constexpr std::uint8_t kTypeBits = 0x1F;
-/// Script data of a later version, which nobody plays.
+/// Script data in AMF3. It is recognised as a tag, but players do not use it.
 constexpr std::uint8_t kScript3 = 15;
 
 constexpr bool IsTagType(std::uint8_t type) {
@@ -77,14 +78,14 @@ bool TagWalker::Next(Tag& tag) {
 TagWalker::Verdict TagWalker::Judge(const TagHeader& header, std::uint64_t offset) {
   const std::uint64_t end = offset + kTagHeaderSize + header.size;
   if (!IsTagType(header.type) || end > m_fileSize) return Verdict::kLost;
-  // In the window, since what is read there is the next tag header.
+  // Use m_window, because the next tag header is read from it as well.
   const auto after = m_window.Get(end, kSizeFieldSize + kTagHeaderSize);
   const std::size_t fieldSize = std::min<std::size_t>(after.size(), kSizeFieldSize);
   if (fieldSize < kSizeFieldSize) {
     Report(DamageKind::kTruncatedSizeField, end, kSizeFieldSize - fieldSize);
     return Verdict::kWrongSize;
   }
-  const std::uint32_t size = ReadNumber<4>(behind.data());
+  const std::uint32_t size = ReadNumber<4>(after.data());
   if (size == kTagHeaderSize + header.size) return Verdict::kTag;
   const bool isFollowed = after.size() < kSizeFieldSize + kTagHeaderSize ||
                           IsFileHeader(after.subspan(kSizeFieldSize)) || LooksLikeTag(m_window, end + kSizeFieldSize);
@@ -93,7 +94,7 @@ TagWalker::Verdict TagWalker::Judge(const TagHeader& header, std::uint64_t offse
   return Verdict::kWrongSize;
 }
 
-/// Joined recordings: the next one's header stands where a tag would.
+/// Skips a file header in the place of a tag, as in concatenated recordings.
 bool TagWalker::SkipEmbeddedHeader() {
   const auto bytes = m_window.Get(m_position, kFileHeaderSize);
   if (!IsFileHeader(bytes) || ReadNumber<4>(bytes.data() + 5) != kFileHeaderSize) return false;
@@ -102,8 +103,8 @@ bool TagWalker::SkipEmbeddedHeader() {
   return true;
 }
 
-/// Called at a place that is no tag, or a tag behind which nothing fits. accepted: whether tag is set. False when
-/// nothing can be read behind it.
+/// Resynchronises where Judge found no tag, or a tag that nothing confirms. Sets accepted if it returns that tag in
+/// tag. Returns false if there are no more tags.
 bool TagWalker::Recover(const TagHeader& header, Tag& tag, bool& accepted) {
   const std::uint64_t begin = m_position;
   const std::uint64_t end = begin + kTagHeaderSize + header.size;
@@ -113,7 +114,7 @@ bool TagWalker::Recover(const TagHeader& header, Tag& tag, bool& accepted) {
     Report(DamageKind::kTruncatedTag, begin, m_fileSize - begin);
     return false;
   }
-  // The tag is whole, and what follows is not: the next tag was not found inside its body.
+  // Only what follows the tag is damaged: its body is complete, and the search found no other tag inside it.
   accepted = mayBeTag && end <= m_fileSize && found.value_or(m_fileSize) >= end;
   if (accepted) Accept(header, tag, false);
   const std::uint64_t garbage = accepted ? end : begin;
@@ -160,7 +161,7 @@ std::optional<std::uint64_t> TagWalker::FindTag(std::uint64_t from) {
     if (bytes.size() < kTagHeaderSize) break;
     const std::size_t last = bytes.size() - kTagHeaderSize;
     for (std::size_t i = 0; i <= last; ++i) {
-      // The stream id, 0 in every file, is what garbage rarely has.
+      // The stream ID is 0 in every tag. Three zero bytes are rare in garbage, so this rejects most candidates.
       if (!IsTagType(bytes[i]) || ReadNumber<3>(&bytes[i + 8]) != 0 || ReadNumber<3>(&bytes[i + 1]) == 0) continue;
       if (m_probesLeft == 0) return std::nullopt;
       --m_probesLeft;

@@ -1,4 +1,4 @@
-// Walks over the tags of an FLV file, whatever its bytes are.
+// Reads the tags of an FLV file in order, and resynchronises after damage.
 #pragma once
 
 #include <array>
@@ -14,14 +14,14 @@
 
 namespace qbflv::flv {
 
-/// A tag whose body lies in the file as a whole.
+/// A tag whose body is completely in the file.
 struct Tag {
-  /// Of the tag header, in bytes from the start of the file.
+  /// Offset of the tag header in the file, in bytes.
   std::uint64_t offset = 0;
   TagHeader header;
-  /// Whether the size field behind the tag is there and right.
+  /// Whether the previous-tag size after the tag is present and correct.
   bool hasCorrectSize = true;
-  /// The first bytes of the body; what lies behind startSize is undefined.
+  /// The first startSize bytes of the body; the rest is undefined.
   std::array<std::uint8_t, 16> start;
   std::uint8_t startSize = 0;
 
@@ -29,27 +29,28 @@ struct Tag {
   std::span<const std::uint8_t> Start() const { return {start.data(), startSize}; }
 };
 
-/// A tag is trusted if the size field behind it fits, or another tag follows it. Behind anything else the walk goes on
-/// with the next bytes that are a tag with the right size field, or the first of three tags in a row.
+/// Accepts a tag if the previous-tag size after it is correct or if it is followed by bytes that look like a tag.
+/// Otherwise it resynchronises: it continues at the next tag with a correct previous-tag size after it, or at the next
+/// three consecutive tags.
 class TagWalker {
  public:
-  /// source, damages: outlive this. What is wrong is added to damages, in the order of the file.
+  /// Adds the damage that it finds to damages. REQUIRES: source and damages outlive this object.
   TagWalker(const ByteSource& source, DamageList& damages);
 
-  /// Reads the file header. False if there is none: then there is nothing to walk over.
+  /// Reads the file header. Returns false if there is none; the file then has no tags.
   bool ReadFileHeader();
-  /// Of the file header.
+  /// Fields of the file header.
   std::uint8_t Flags() const { return m_flags; }
   std::uint8_t Version() const { return m_version; }
   std::uint64_t FileSize() const { return m_fileSize; }
 
-  /// The next tag, of any type. False at the end of what can be read.
+  /// Reads the next tag, of any type. Returns false if there are no more tags. REQUIRES: ReadFileHeader returned true.
   bool Next(Tag& tag);
 
-  /// Up to count bytes of a tag's body.
+  /// Returns the first count bytes of a tag body, or fewer if the body is shorter or the source fails.
   std::vector<std::uint8_t> ReadBody(const Tag& tag, std::size_t count) const;
 
-  /// Whether the source failed; the walk then ends as if the file did.
+  /// Returns true if a read failed. Tags then end as at the end of the file.
   bool HasFailed() const { return m_window.HasFailed() || m_probe.HasFailed(); }
 
  private:
@@ -67,18 +68,18 @@ class TagWalker {
 
   const ByteSource& m_source;
   DamageList& m_damages;
-  /// Bytes; a file that grows meanwhile is read up to here.
+  /// File size in bytes at construction. Bytes that are appended later are not read.
   const std::uint64_t m_fileSize;
   Window m_window;
-  /// Looks ahead for what confirms a tag, so that the search itself need not be read again.
+  /// A second window that verifies candidates, so that m_window keeps the bytes that FindTag searches.
   Window m_probe;
   std::uint8_t m_flags = 0;
   std::uint8_t m_version = 0;
-  /// Where the next tag header is expected.
+  /// Expected offset of the next tag header.
   std::uint64_t m_position = 0;
-  /// Of the tag met last.
+  /// Timestamp of the last tag.
   std::uint32_t m_time = 0;
-  /// How many more bytes that look like a tag are followed up, so that no file takes long.
+  /// Number of candidates that FindTag may still verify. The limit bounds the time for any file.
   std::uint32_t m_probesLeft;
 };
 

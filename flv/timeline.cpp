@@ -1,4 +1,4 @@
-// Follows the timestamps of a file, and continues them where they jump.
+// Detects jumps in the timestamps of a file, and computes the shifts that remove them.
 #include "flv/timeline.h"
 
 #include "flv/format.h"
@@ -18,7 +18,7 @@ Timeline::Place Timeline::Take(int stream, std::uint32_t time, bool isFrame) {
   return {m_shift, jump};
 }
 
-/// In ms from where the timestamps were expected to go on; 0 if this is no jump.
+/// Returns the size of the jump to a continued time in ms; 0 if it is no jump.
 std::int32_t Timeline::JumpTo(const Stream& stream, std::uint32_t time) const {
   if (!m_latest) return 0;
   const std::int32_t ahead = TimeBetween(*m_latest, time);

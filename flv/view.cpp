@@ -1,4 +1,4 @@
-// A repaired file as a byte source: what a layout says, from the bytes of the real file.
+// A repaired file as a byte source, made from the bytes of the original file according to a layout.
 #include "flv/view.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace qbflv::flv {
 
 namespace {
 
-/// Copies the part of `from` behind its first `skipped` bytes that fits.
+/// Copies from `from`, after its first `skipped` bytes, as many bytes as fit. Returns their number.
 std::size_t CopyRest(std::span<const std::uint8_t> from, std::uint64_t skipped, std::span<std::uint8_t> to) {
   const auto rest = from.subspan(static_cast<std::size_t>(skipped));
   const std::size_t count = std::min(rest.size(), to.size());
@@ -40,7 +40,7 @@ std::int64_t View::ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) c
       if (got < 0) return kReadFailed;
       count = static_cast<std::size_t>(got);
     }
-    if (count == 0) break;  // the file was cut off since the layout was made
+    if (count == 0) break;  // the file was truncated after the layout was made
     filled += count;
     offset += count;
   }
@@ -58,12 +58,12 @@ SharedBytes View::Share(std::uint64_t offset) const {
   return shared;
 }
 
-/// offset: in some piece.
+/// Returns the piece that contains offset. REQUIRES: there is one.
 const View::Piece& View::FindPiece(std::uint64_t offset) const {
   return *(std::ranges::upper_bound(m_layout->Pieces(), offset, {}, &Piece::begin) - 1);
 }
 
-/// Reads to the end of the piece at most.
+/// Reads at most up to the end of the piece.
 std::int64_t View::ReadPiece(const Piece& piece, std::uint64_t offset, std::span<std::uint8_t> bytes) const {
   const std::uint64_t inPiece = offset - piece.begin;
   if (inPiece < kSizeFieldSize) {
@@ -79,18 +79,19 @@ std::int64_t View::ReadPiece(const Piece& piece, std::uint64_t offset, std::span
   return Patch(piece, piece.source + skipped, wanted.first(static_cast<std::size_t>(got))) ? got : kReadFailed;
 }
 
-/// Writes the right size fields and times over what was read. begin: of the bytes, in the file.
+/// Overwrites the previous-tag sizes and timestamps in bytes with the correct values. begin: offset of bytes in the
+/// file. Returns false if reading the file fails.
 bool View::Patch(const Piece& piece, std::uint64_t begin, std::span<std::uint8_t> bytes) const {
   const FileFacts& facts = m_layout->Facts();
   const std::uint64_t runOffset = facts.RunOf(piece.firstTag).offset;
   const auto tagOffsets = std::span(facts.tagOffsets).subspan(piece.firstTag, piece.endTag - piece.firstTag);
   const std::uint64_t end = begin + bytes.size();
-  // The first tag whose header reaches into the bytes, or begins behind them.
+  // Start at the first tag whose header ends after begin.
   const auto reaches = [&](std::uint32_t tag) { return runOffset + tag + kTagHeaderSize <= begin; };
   auto tag = std::ranges::partition_point(tagOffsets, reaches);
   for (; tag != tagOffsets.end() && runOffset + *tag < end + kSizeFieldSize; ++tag) {
     const std::uint64_t offset = runOffset + *tag;
-    // The field in front and the header, of which only a part may be wanted.
+    // The previous-tag size and the tag header. bytes may contain only a part of them.
     std::array<std::uint8_t, kSizeFieldSize + kTagHeaderSize> patched;
     const auto header = std::span(patched).subspan(kSizeFieldSize);
     if (offset >= begin && offset + kTagHeaderSize <= end) {

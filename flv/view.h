@@ -1,4 +1,4 @@
-// A repaired file as a byte source: what a layout says, from the bytes of the real file.
+// A repaired file as a byte source, made from the bytes of the original file according to a layout.
 #pragma once
 
 #include <cstdint>
@@ -10,12 +10,12 @@
 
 namespace qbflv::flv {
 
-/// Finding an offset takes logarithmic time. Bodies are read where they are wanted; only tag headers and size fields
-/// that differ are then written over.
+/// Finds an offset in logarithmic time. Reads tag bodies directly into the caller's buffer, and then overwrites the tag
+/// headers and previous-tag sizes in it that differ from the file.
 class View final : public ByteSource {
  public:
-  /// source: the file that the layout was made from. If it has changed since, the view has its bytes, in the old
-  /// places.
+  /// source: the file that the layout was made from. If the file was modified since, the view contains its new bytes at
+  /// the old offsets.
   View(std::shared_ptr<const ByteSource> source, std::shared_ptr<const ViewLayout> layout);
 
   std::int64_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) const override;

@@ -1,4 +1,4 @@
-// Keeps the layouts of files that were opened lately, so that their next sessions need no pass.
+// A cache of layouts: files that were opened recently can be opened again without a pass.
 #include "flv/view_cache.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ std::shared_ptr<const ViewLayout> ViewCache::Get(const FileSource& file, const V
   if (!isKnown) return MakeLayout(file, options);
   if (auto layout = Find(identity, options)) return layout;
   auto layout = MakeLayout(file, options);
-  // What was read of a file that fails or changes meanwhile does not hold for its next session.
+  // Do not cache the layout if reading failed or the file was modified during the pass.
   FileIdentity after;
   const bool isSteady = layout && !layout->Facts().readFailed && file.GetIdentity(after, kind) && after == identity;
   if (isSteady) Keep({identity, options, layout, layout->MemoryUse()});
@@ -50,9 +50,9 @@ std::shared_ptr<const ViewLayout> ViewCache::Find(const FileIdentity& file, cons
 
 void ViewCache::Keep(Entry entry) {
   if (entry.size > m_mostBytes) return;
-  std::list<Entry> removed;  // freed outside of the lock
+  std::list<Entry> removed;  // destroyed after the mutex is unlocked
   const std::lock_guard lock(m_mutex);
-  // The states that this file had before will not come back.
+  // Remove the layouts of earlier states of the file, which will not be requested again.
   for (auto old = m_entries.begin(); old != m_entries.end();) {
     const auto here = old++;
     const bool isOlder = here->file.device == entry.file.device && here->file.inode == entry.file.inode &&

@@ -1,4 +1,4 @@
-// Keeps the layouts of files that were opened lately, so that their next sessions need no pass.
+// A cache of layouts: files that were opened recently can be opened again without a pass.
 #pragma once
 
 #include <cstddef>
@@ -13,24 +13,24 @@
 
 namespace qbflv::flv {
 
-/// Makes the layout of a file. Null if it is not an FLV file, or the pass was given up.
+/// Does the pass and makes the layout. Returns null if the file is not an FLV file, or if the pass was cancelled.
 std::shared_ptr<const ViewLayout> MakeLayout(const ByteSource& source, const ViewOptions& options,
                                              const ScanOptions& scan = {});
 
-/// May be used by several threads at once.
+/// Several threads may use one cache at the same time.
 class ViewCache {
  public:
-  /// mostBytes: what the layouts take together, roughly; those that were not used the longest go.
+  /// mostBytes: approximate limit for the memory of all layouts. The cache removes the least recently used ones.
   explicit ViewCache(std::size_t mostBytes) : m_mostBytes(mostBytes) {}
 
-  /// As MakeLayout, but takes what an earlier call made if the file is the same and has not changed. Two threads that
-  /// ask at once for a file that is not here both do the pass.
+  /// Returns the cached layout if the file was not modified since; otherwise makes one and caches it. Null as in
+  /// MakeLayout. Two threads that request the same file at the same time may both do the pass.
   std::shared_ptr<const ViewLayout> Get(const FileSource& file, const ViewOptions& options);
 
-  /// The layout if it is here. Null means that Get would do the pass.
+  /// Returns the cached layout, or null if Get would do the pass.
   std::shared_ptr<const ViewLayout> Find(const FileSource& file, const ViewOptions& options);
 
-  /// What the layouts take together, in bytes.
+  /// Returns the approximate memory use of all layouts in bytes.
   std::size_t MemoryUse() const;
 
  private:
@@ -46,7 +46,7 @@ class ViewCache {
 
   const std::size_t m_mostBytes;
   mutable std::mutex m_mutex;
-  /// The one used last comes first.
+  /// Most recently used first.
   std::list<Entry> m_entries;
   std::size_t m_bytes = 0;
 };

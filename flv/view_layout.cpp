@@ -1,4 +1,4 @@
-// How a repaired file is put together from the bytes of the real one.
+// The layout of a repaired file: how it is composed of new bytes and bytes of the original file.
 #include "flv/view_layout.h"
 
 #include <algorithm>
@@ -12,11 +12,11 @@ namespace qbflv::flv {
 
 namespace {
 
-/// Ms behind the latest tag. More than a reader waits for a stream that is late.
+/// Time from the latest tag to the closing tags, in ms. Longer than readers wait for a late stream.
 constexpr std::uint32_t kClosingDistance = 20000;
-/// Ends the body of a closing tag, whose time another tag might have.
+/// Last bytes of a closing tag's body. They identify it, since other tags may have the same timestamp.
 constexpr std::uint8_t kClosingMark[] = {'q', 'b', '-', 'e', 'n', 'd'};
-/// Frame type 2, no key frame: nothing can start here.
+/// Frame type 2, an inter frame, so that no reader starts here.
 constexpr std::uint8_t kInterFrame = 0x20;
 
 double Seconds(std::uint32_t time) { return time / 1000.0; }
@@ -39,7 +39,7 @@ ViewLayout::ViewLayout(std::shared_ptr<const FileFacts> facts, const ViewOptions
   const Piece beginning{0, 0, 0, 0, 0, 0, 0U - m_rebase, false};
   m_timeBase = TimeIn(beginning, m_facts->TimeBase());
   m_latestTime = (m_options.retime ? m_facts->latestContinuedTime : m_facts->latestTime) - m_rebase;
-  // The size of the metadata does not depend on where the tags come to stand.
+  // Make the head twice: its size, which does not depend on the positions in it, determines where the pieces begin.
   MakeHead(false);
   PlacePieces(m_head.size());
   MakeHead(true);
@@ -69,14 +69,14 @@ void ViewLayout::PlacePieces(std::uint64_t begin) {
   AddTail();
 }
 
-/// False when not all of the tags fit.
+/// Returns false if some of the tags do not fit into the maximum size.
 bool ViewLayout::AddPiece(std::size_t run, std::uint32_t firstTag, std::uint32_t endTag, std::uint32_t shift) {
   const Run& tags = m_facts->runs[run];
   const std::vector<std::uint32_t>& offsets = m_facts->tagOffsets;
   const auto endOffset = [&](std::uint32_t end) {
     return end == m_facts->EndOfRun(run) ? tags.size : offsets[end] - std::uint64_t{kSizeFieldSize};
   };
-  // The closing tags, and the last size field.
+  // Room for the closing tags and the last previous-tag size.
   constexpr std::uint64_t kTailRoom = 128;
   const std::uint64_t begin = offsets[firstTag];
   const auto fits = [&](std::uint32_t end) {
@@ -84,7 +84,7 @@ bool ViewLayout::AddPiece(std::size_t run, std::uint32_t firstTag, std::uint32_t
   };
   const std::uint32_t wantedEnd = endTag;
   if (!fits(endTag)) {
-    std::uint32_t low = firstTag;  // the last end that fits
+    std::uint32_t low = firstTag;  // becomes the last end that fits
     while (low + 1 < endTag) {
       const std::uint32_t middle = low + (endTag - low) / 2;
       (fits(middle) ? low : endTag) = middle;
@@ -104,7 +104,7 @@ void ViewLayout::MakeHead(bool withPlaces) {
   const int flags =
       (m_facts->audio.IsPresent() ? kAnnouncesAudio : 0) | (m_facts->video.IsPresent() ? kAnnouncesVideo : 0);
   m_head = MakeFileStart(static_cast<std::uint8_t>(flags), MakeViewMetadata(withPlaces));
-  // The first piece, or the tail, begins with the last size field.
+  // Remove the last previous-tag size: the first piece, or the tail, begins with it.
   m_head.resize(m_head.size() - kSizeFieldSize);
   m_lastTagSize = static_cast<std::uint32_t>(m_head.size()) - kFileHeaderSize - kSizeFieldSize;
   AddConfigurations();
@@ -134,7 +134,7 @@ void ViewLayout::AddClosingTag(std::uint8_t type, std::uint8_t firstByte) {
   AppendSizeField(m_tail, m_lastTagSize);
   const bool isVideo = type == static_cast<std::uint8_t>(TagType::kVideo);
   std::vector<std::uint8_t> body = {isVideo ? static_cast<std::uint8_t>(kInterFrame | (firstByte & 0x0F)) : firstByte};
-  // Of AVC and AAC: a frame, and its composition time.
+  // The packet type of AVC and AAC frames, and the composition time of AVC.
   constexpr std::uint8_t kPacketStart[] = {1, 0, 0, 0};
   Append(body, kPacketStart);
   Append(body, kClosingMark);
@@ -166,7 +166,8 @@ const ViewLayout::Piece& ViewLayout::PieceOf(std::uint32_t tag) const {
   return *(std::ranges::upper_bound(m_pieces, tag, {}, &Piece::firstTag) - 1);
 }
 
-/// Configurations at the start have the time 0 in many files, whenever the frames begin.
+/// With rebase, clamps to 0: in many files the codec configurations at the start have the timestamp 0 although the
+/// frames begin later.
 std::uint32_t ViewLayout::TimeIn(const Piece& piece, std::uint32_t time) const {
   const std::uint32_t moved = time + piece.shift;
   return m_options.rebase && TimeBetween(0, moved) < 0 ? 0 : moved;
@@ -176,7 +177,7 @@ std::vector<std::uint8_t> ViewLayout::MakeViewMetadata(bool withPlaces) const {
   const FileFacts& facts = *m_facts;
   MetadataValues values;
   const std::vector<KeyPosition>& keys = facts.keyPositions;
-  // Every stride-th is listed.
+  // Only every stride-th key position is listed.
   const std::size_t stride =
       m_options.mostKeyFrames == 0 ? keys.size() + 1 : keys.size() / (m_options.mostKeyFrames + std::size_t{1}) + 1;
   auto piece = m_pieces.begin();
@@ -184,7 +185,7 @@ std::vector<std::uint8_t> ViewLayout::MakeViewMetadata(bool withPlaces) const {
     const KeyPosition& key = keys[i];
     while (piece != m_pieces.end() && piece->endTag <= key.tag) ++piece;
     const bool isPlaced = withPlaces && piece != m_pieces.end();
-    // Those that are left out with the file's end keep their entries, which repeat the last one.
+    // Key positions that do not fit into the view repeat the last entry, so that the metadata keeps its size.
     const double lastTime = values.keyTimes.empty() ? 0 : values.keyTimes.back();
     const double lastPosition = values.keyPositions.empty() ? 0 : values.keyPositions.back();
     const std::int32_t time = isPlaced ? TimeBetween(m_timeBase, TimeIn(*piece, key.time)) : 0;

@@ -1,4 +1,4 @@
-// A sliding window over a byte source, for readers that go from front to back in small steps.
+// A sliding window over a byte source, for sequential reads of a few bytes each.
 #include "flv/window.h"
 
 namespace qbflv::flv {

@@ -1,4 +1,4 @@
-// A sliding window over a byte source, for readers that go from front to back in small steps.
+// A sliding window over a byte source, for sequential reads of a few bytes each.
 #pragma once
 
 #include <algorithm>
@@ -12,11 +12,11 @@ namespace qbflv::flv {
 
 class Window {
  public:
-  /// source: outlives this. size: bytes that are read at once, and the most that one Get returns.
+  /// size: number of bytes per read of the source, and maximum for Get. REQUIRES: source outlives this object.
   Window(const ByteSource& source, std::size_t size) : m_source(source), m_size(size) {}
 
-  /// The bytes at offset, fewer than count only at the end of the source or after a failed read. Valid until the next
-  /// call.
+  /// Returns the bytes at offset, fewer than count only at the end of the source or after a failed read. The bytes are
+  /// valid until the next call.
   std::span<const std::uint8_t> Get(std::uint64_t offset, std::size_t count) {
     if (offset < m_begin || offset - m_begin > m_bytes.size() || m_bytes.size() - (offset - m_begin) < count) {
       Move(offset);
@@ -25,16 +25,17 @@ class Window {
     return rest.first(std::min(count, rest.size()));
   }
 
+  /// Returns true if a read failed.
   bool HasFailed() const { return m_failed; }
 
  private:
-  /// Afterwards the window begins at offset, or holds it.
+  /// Moves the window to begin at offset.
   void Move(std::uint64_t offset);
 
   const ByteSource& m_source;
   const std::size_t m_size;
   std::unique_ptr<std::uint8_t[]> m_buffer;
-  /// Instead of the buffer, where the source has its bytes in memory.
+  /// Used instead of m_buffer if the source has its bytes in memory.
   SharedBytes m_shared;
   std::span<const std::uint8_t> m_bytes;
   std::uint64_t m_begin = 0;
