@@ -39,10 +39,6 @@ struct StreamFacts {
   std::uint32_t latestContinuedTime = 0;
   /// Interval between the last two frames, which serves as the duration of the last frame.
   std::uint32_t lastDistance = 0;
-  /// Maximum interval between consecutive frames, without jumps.
-  std::uint32_t longestDistance = 0;
-  /// Number of frames with an earlier timestamp than the previous frame, without jumps.
-  std::uint64_t stepsBack = 0;
   /// Interleaving: how far this stream is ahead of the other one at most, in ms, and its maximum number of consecutive
   /// frames without a frame of the other stream.
   std::uint32_t maxTimeAhead = 0;

@@ -191,10 +191,8 @@ class Scanner {
       stream.lastDistance = pace.distance;
     } else if (!jumps) {
       const std::int32_t distance = TimeBetween(pace.last, time);
-      if (distance < 0) ++stream.stepsBack;
       if (distance > 0) {
         stream.lastDistance = static_cast<std::uint32_t>(std::min<std::int32_t>(distance, Timeline::kMaxStepBack));
-        stream.longestDistance = std::max(stream.longestDistance, static_cast<std::uint32_t>(distance));
       }
     }
     if (TimeBetween(stream.latestContinuedTime, continued) > 0) stream.latestContinuedTime = continued;
