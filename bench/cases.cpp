@@ -24,7 +24,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t kSessions = 10000;
 
-/// The same sequence for both readers. Starts at 1 s because libavformat may refuse earlier times.
+/// Random seek times, in the same sequence for both readers. The minimum is 1 s, because libavformat may refuse earlier
+/// times.
 class RandomTimes {
  public:
   explicit RandomTimes(const Input& input) : m_times(1000, CountMediaTags(input.file).lastTime) {}
@@ -47,7 +48,7 @@ void Time(benchmark::State& state, Work work) {
   state.SetIterationTime(std::chrono::duration<double>(Clock::now() - begin).count());
 }
 
-/// Fills the caches with other data, as the other work of a server does.
+/// Fills the processor's caches with other data, as other work of a server does.
 void EmptyCaches() {
   constexpr std::size_t kMoreThanAnyCache = 64 * 1024 * 1024;
   static std::vector<std::uint8_t> other(kMoreThanAnyCache);
@@ -84,7 +85,7 @@ void AddWarmSeekOn(const std::string& name, const char* side, const Input& input
     const auto reader = makeReader();
     reader->Deliver();
     RandomTimes times(input);
-    // One seek alone takes little longer than reading the clock.
+    // Measure many seeks at once, because a single one takes little longer than reading the clock.
     constexpr int kBatch = 100;
     for ([[maybe_unused]] auto _ : state) {
       Time(state, [&] {
@@ -127,7 +128,7 @@ void MeasureSessions(benchmark::State& state, const Plugin& plugin, const Input&
     for (std::uint32_t i = 0; i < requests; ++i) packets += reader.ReadNext();
     return packets;
   };
-  // The first packets allocate the index and the queues; measure after that.
+  // Deliver some packets before measuring, because the first ones allocate the index and the queues.
   for (Reader& reader : readers) visit(reader, 50);
 
   constexpr std::uint32_t kRequests = 10 * kSessions;
@@ -147,7 +148,7 @@ void AddOpenAs(const std::string& name, const Plugin& plugin, const Input& input
   AddOpenOn(name, kOtherSide, AvReaders(input));
 }
 
-/// From tag header to tag header.
+/// Measures a loop that only walks from tag header to tag header.
 void AddPlainLoop(const std::string& name, const Input& input) {
   Add(name, kPlainLoop, [&input](benchmark::State& state) {
     std::uint64_t tags = 0;

@@ -10,7 +10,7 @@ namespace qbflv::bench {
 
 namespace {
 
-// The layouts are those of the published FLV format.
+// Sizes of Adobe's FLV format, annex E. The tag header includes the previous-tag size here.
 constexpr std::uint64_t kFileHeaderSize = 9;
 constexpr std::uint64_t kTagHeaderSize = 15;
 
@@ -53,7 +53,7 @@ host::MemoryFile WithoutRates(const host::MemoryFile& file) {
   std::uint64_t rest = kFileHeaderSize;
   const std::uint8_t* const firstTag = file.bytes.get() + rest + 4;
   if (firstTag[0] == test::kScriptTag) rest += kTagHeaderSize + BigEndian24(firstTag + 1);
-  rest += 4;  // the size field of the tag before; the new head has its own
+  rest += 4;  // the previous-tag size; the new head ends with its own
   return Join(head.File(), {file.bytes.get() + rest, file.size - rest});
 }
 

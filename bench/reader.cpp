@@ -14,7 +14,7 @@ Reader::Reader(const host::PluginLibrary& library, IUnknown* context, const host
     : Reader(library, context, file.Open(), {}) {}
 
 Reader::Reader(const host::PluginLibrary& library, IUnknown* context, std::shared_ptr<const flv::View> view)
-    // As a host does it that passes no closing tags on.
+    // Without a size, so that the plug-in does not take the durations from the closing tags of the view.
     : Reader(library, context, host::BlockReader(std::move(view)), {.stat = host::FileOptions::Stat::kNo}) {}
 
 Reader::Reader(const host::PluginLibrary& library, IUnknown* context, host::BlockReader file,

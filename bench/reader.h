@@ -14,7 +14,7 @@ class Reader final : public host::Client {
  public:
   /// Opens the file and reads all headers. Throws HostError.
   Reader(const host::PluginLibrary& library, IUnknown* context, const host::MemoryFile& file);
-  /// The same of a repaired file.
+  /// Opens a repaired view of a file and reads all headers. Throws HostError.
   Reader(const host::PluginLibrary& library, IUnknown* context, std::shared_ptr<const flv::View> view);
 
   /// Plays from the current position to the end of every stream. Returns the number of packets.
@@ -25,7 +25,7 @@ class Reader final : public host::Client {
   std::uint64_t ReadNext();
 
   bool IsDone() const { return m_done == StreamCount(); }
-  /// Number of delivered packets that are not playable, since CountUnplayable.
+  /// Number of delivered packets that are not playable. Counted after CountUnplayable was called.
   std::uint64_t Unplayable() const { return m_unplayable; }
   void CountUnplayable() { m_countsUnplayable = true; }
 

@@ -18,7 +18,7 @@ struct Target {
   double ratio;
 };
 
-/// The first entry applies whose text is a prefix of the row's name.
+/// Ratios to reach. The first entry whose text is a prefix of the row's name applies.
 constexpr Target kTargets[] = {{kDeliver, 6}, {kOpenWithoutMetadata, 5}, {kOpen, 50}, {kWarmSeek, 4}, {kColdSeek, 1},
                                {kMany, 0.5},  {kDeliverRepaired, 0.91}};
 

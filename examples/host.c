@@ -1,5 +1,5 @@
 /* A complete host for the plug-in in C on Linux: opens a file with queued reads, shows the headers, plays the packets,
-   seeks to the middle, plays on, closes and unloads. It ends at the first thing that is refused. */
+   seeks to 5 s, plays to the end again, closes and unloads. It exits at the first failure. */
 #include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -24,7 +24,7 @@ static const QBGuid kFactoryId = IQBOBJECTFACTORY_ID;
 static const QBGuid kPluginId = IQBPLUGIN_ID;
 static const QBGuid kFormatId = IQBFILEFORMATOBJECT_ID;
 
-/* The context: here the object factory itself. This host has no preferences. */
+/* The context is the object factory itself. This host has no preferences. */
 static QBStatus CreateInstance(IQBObjectFactory* self, const QBGuid* id, void** object) {
   (void)self;
   *object = NewInstance(id);
@@ -32,7 +32,7 @@ static QBStatus CreateInstance(IQBObjectFactory* self, const QBGuid* id, void** 
 }
 static const IQBObjectFactoryTable kFactoryTable = {UNKNOWN_SLOTS(IQBObjectFactory), CreateInstance};
 
-/* The request: a URL without headers */
+/* The request has a URL and no headers. */
 static QBStatus GetHeaders(IQBRequest* self, IQBPropertyList** headers) {
   (void)self;
   *headers = NewInstance(&kListId);
@@ -45,8 +45,8 @@ static QBStatus GetUrl(IQBRequest* self, const char** url) {
 }
 static const IQBRequestTable kRequestTable = {UNKNOWN_SLOTS(IQBRequest), NULL, GetHeaders, NULL, NULL, NULL, GetUrl};
 
-/* The file: every operation is done at once, and its completion is queued for the main loop. It does not tell its size
-   (IQBFileStat), so the packets that wait for the other stream at the end of the file are dropped. */
+/* The file performs each operation inside the call and queues its completion for the main loop. It does not report its
+   size (IQBFileStat), so the plug-in drops packets that wait for the other stream at the end of the file. */
 typedef struct Completion {
   char kind;
   IQBFileResponse* response;
@@ -114,7 +114,7 @@ static QBStatus FileHint(IQBSourceFile* self, uint32_t hint) { return (void)self
 static const IQBSourceFileTable kFileTable = {
     UNKNOWN_SLOTS(IQBSourceFile), FileInit, NULL, FileClose, FileRead, NULL, FileSeek, FileHint};
 
-/* The sink: shows headers, counts packets, and requests the next one */
+/* The sink shows headers, counts packets, and requests the next packet of a stream when it receives one. */
 typedef struct {
   Object base;
   IQBFileFormatObject* format; /* borrowed */
@@ -154,7 +154,7 @@ static QBStatus OnPacket(IQBFormatSink* self, QBStatus status, IQBPacket* packet
   if (sink->packets++ == 0) printf("first packet at %u ms\n", packet->table->GetTime(packet));
   sink->bytes += buffer->table->GetSize(buffer);
   RELEASE(buffer);
-  /* Without a pending request of every stream the others would wait. */
+  /* A stream without a pending request would block the packets of the other streams. */
   Check(sink->format->table->GetPacket(sink->format, packet->table->GetStreamNumber(packet)), "the next packet");
   return status;
 }
@@ -166,7 +166,7 @@ static QBStatus OnStreamDone(IQBFormatSink* self, uint16_t stream) {
 static const IQBFormatSinkTable kSinkTable = {
     UNKNOWN_SLOTS(IQBFormatSink), OnInit, OnPacket, OnSeek, OnFileHeader, OnStreamHeader, OnStreamDone};
 
-/* Runs the queue until the request has ended, which may also have happened inside the request. */
+/* Runs completions until the request has ended. It may have ended inside its call. */
 static void Await(Sink* sink, File* file, char request, QBStatus status, const char* what) {
   Check(status, what);
   while (sink->ended != request && RunCompletion(file, 1)) {

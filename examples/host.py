@@ -1,15 +1,15 @@
 """A host for the plug-in in Python, with ctypes alone: python3 host.py PLUGIN FILE
 
-Shows the headers, plays the packets, seeks to the middle, plays on, closes. The tables of functions are those of
-qbflvplus/host_interfaces_c.h.
+Shows the headers, plays the packets, seeks to 5 s, plays to the end again, and closes. qbflvplus/host_interfaces_c.h
+defines the slots of the tables of functions.
 """
 import ctypes
 import sys
 from collections import deque
 from ctypes import CFUNCTYPE, POINTER, byref, c_char_p, c_int32, c_ubyte, c_uint8, c_uint16, c_uint32, c_void_p
 
-# The plug-in allocates with the C++ heap operators that the process makes visible to everyone. Python does not; the C++
-# runtime does if it is loaded with RTLD_GLOBAL, before the first object is created.
+# The plug-in allocates memory with the C++ heap operators in the global symbol scope. Python has none there. The C++
+# runtime provides them if it is loaded with RTLD_GLOBAL before the first object is created.
 ctypes.CDLL("libstdc++.so.6", mode=ctypes.RTLD_GLOBAL)
 
 OK, NO_INTERFACE, FAILED = 0, 0x80004002 - 2**32, 0x80004005 - 2**32
@@ -25,7 +25,7 @@ PLUGIN, FORMAT = identifier(0xC00), identifier(0xF00)
 
 
 def call(object, slot, *arguments, returns=c_int32):
-    """Calls a function of another side's object. Arguments are ctypes values."""
+    """Calls the function in a slot of an object's table. Arguments are ctypes values."""
     table = ctypes.cast(object, POINTER(POINTER(c_void_p))).contents
     types = [type(argument) if isinstance(argument, ctypes._SimpleCData) else c_void_p for argument in arguments]
     return CFUNCTYPE(returns, c_void_p, *types)(table[slot])(object, *arguments)
@@ -47,9 +47,9 @@ def release(object):
 
 
 class Object:
-    """An object of this host. `slots` gives for each slot its result, its parameters and the method's name."""
+    """An object of this host. `slots` maps each slot to its result type, its parameter types and its method."""
 
-    live = {}  # objects that the plug-in may still refer to, by address
+    live = {}  # objects that have references, by address
     id, slots = None, {}
 
     def __init__(self):
@@ -60,7 +60,7 @@ class Object:
 
     @classmethod
     def class_table(cls):
-        """The table of functions, which all objects of a class share and which is never freed."""
+        """Returns the table of functions. All objects of a class share it; it is never freed."""
         if "table" not in cls.__dict__:
             slots = {0: (c_int32, (c_void_p, POINTER(c_void_p)), "query"), 1: (c_uint32, (), "add_ref"),
                      2: (c_uint32, (), "release"), **cls.slots}
@@ -240,7 +240,7 @@ class Request(Object):
 
 
 class File(Object):
-    """Does every operation at once and queues its completion, a slot of the response object."""
+    """Performs each operation inside the call. Queues its completion: a slot of the response object, and a buffer."""
 
     slots = {3: (c_int32, (c_uint32, c_void_p), "init"), 5: (c_int32, (), "close"), 6: (c_int32, (c_uint32,), "read"),
              8: (c_int32, (c_uint32, c_int32), "seek"), 9: (c_int32, (c_uint32,), "hint")}
@@ -328,7 +328,7 @@ class Sink(Object):
 
 
 def request(sink, file, slot, *arguments):
-    """Makes a request and runs the queue until it has ended, possibly inside the call."""
+    """Makes a request and runs completions until it has ended. It may end inside its call."""
     sink.has_ended = False
     check(call(sink.format, slot, *arguments), "a request")
     while not sink.has_ended and file.run():

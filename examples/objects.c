@@ -102,7 +102,7 @@ static const IQBPacketTable kPacketTable = {UNKNOWN_SLOTS(IQBPacket),
                                             NULL,
                                             PacketSet};
 
-/* Property lists: at most 32 values, a number or a buffer each */
+/* Property lists of at most 32 values. A value is a number or a buffer. */
 typedef struct {
   char name[40];
   char kind;
