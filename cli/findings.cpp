@@ -179,8 +179,11 @@ class Examination {
         "players that count from 0 wait, or show another position", kRebase, std::nullopt, first);
   }
 
-  /// Whether timestamps jump, so that times of one part say nothing of another.
-  bool Jumps() const { return m_facts.continuations.size() > 1; }
+  /// Returns true if timestamps of frames jump, so that times of different parts cannot be compared.
+  bool Jumps() const {
+    const flv::DamageList& damages = m_facts.damages;
+    return damages.Of(flv::DamageKind::kTimeBack).count + damages.Of(flv::DamageKind::kTimeLeap).count > 0;
+  }
 
   const flv::AmfValue* Metadata(std::string_view name) const {
     const flv::AmfValue* const value = m_facts.metadata ? m_facts.metadata->values.Find(name) : nullptr;

@@ -148,7 +148,8 @@ struct FileFacts {
   std::vector<KeyPosition> keyPositions;
   /// The first 100 configurations of both streams together.
   std::vector<Configuration> configurations;
-  /// The first entry is for tag 0 and has shift 0. Only files with jumps have further entries.
+  /// The first entry is for tag 0 and has shift 0. Further entries exist at jumps, and at codec configurations whose
+  /// timestamps are out of order.
   std::vector<Continuation> continuations;
   /// Latest timestamp and latest continued time of all playable tags.
   std::uint32_t latestTime = 0;

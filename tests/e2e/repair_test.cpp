@@ -73,6 +73,8 @@ std::vector<DamagedFile> DamagedFiles() {
   Tags shortAudio = Without(tags, [&](const Tag& tag) { return !isAudio(tag) || tag.time > 3000; });
   Tags longAudio = Without(tags, [&](const Tag& tag) { return tag.type == kVideoTag && tag.time > 1000; });
   for (Tag& tag : longAudio) tag.time += tag.time > 1000 ? 4000 : 0;
+  Tags timelessConfiguration = longAudio;
+  timelessConfiguration.insert(timelessConfiguration.begin() + 300, *std::ranges::find_if(tags, &Tag::IsAac));
   const Tags withoutAudio = Without(tags, isAudio);
   const Tags twice = Joined(tags, tags);
   const std::size_t inBody = start.size() - 10;
@@ -98,6 +100,8 @@ std::vector<DamagedFile> DamagedFiles() {
       {"late by an hour", "late-start", Format(Later(tags, 3'600'000)), tags},
       {"short audio without a rate", "short-audio no-metadata", Format(shortAudio, true, false), shortAudio},
       {"audio that goes on alone", durationAndList + " loose-interleaving", Format(longAudio), longAudio},
+      {"a repeated configuration of the time 0", durationAndList + " loose-interleaving", Format(timelessConfiguration),
+       timelessConfiguration},
   };
 }
 
