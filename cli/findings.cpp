@@ -37,7 +37,7 @@ constexpr DamageText kDamageTexts[] = {
      kRemux, flv::DamageKind::kTruncatedTag, Severity::kWarning},
     {"the file ends before the size of its last tag is complete", "truncated-size", "the durations are guessed", kRemux,
      flv::DamageKind::kTruncatedSizeField, Severity::kNote},
-    {"{1} sizes behind tags are wrong", "wrong-size",
+    {"{1} previous-tag sizes are wrong", "wrong-size",
      "the way back from the end of the file leads astray: durations may be wrong", kRemux,
      flv::DamageKind::kWrongSizeField, Severity::kWarning},
     {"{1} file headers stand between tags: recordings were joined as bytes", "joined-files",
@@ -248,15 +248,15 @@ class Examination {
       const bool isClaimed =
           claim != nullptr && claim->GetType() == flv::AmfValue::Type::kBoolean && claim->Number() != 0;
       Add(isClaimed ? "claimed-key-frame-list" : "no-key-frame-list", isClaimed ? Severity::kWarning : Severity::kNote,
-          isClaimed ? "the metadata says that it has a list of key frames, and has none"
-                    : "there is no list of key frames",
+          isClaimed ? "the metadata says that it has a key-frame list, and has none"
+                    : "there is no key-frame list",
           "every first seek scans the file up to its target", kRemux, metadata.offset);
       return;
     }
     const std::size_t wrong = WrongKeyPositions(metadata);
     if (wrong == 0 && metadata.keyTimes.size() == metadata.keyPositions.size()) return;
     Add("wrong-key-frame-list", Severity::kWarning,
-        fmt::format("{} of {} positions in the list of key frames lead to none", wrong, metadata.keyPositions.size()),
+        fmt::format("{} of {} positions in the key-frame list lead to none", wrong, metadata.keyPositions.size()),
         "seeks find no packets, or begin with frames that cannot be decoded", kRemux, metadata.offset);
   }
 

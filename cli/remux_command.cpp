@@ -57,7 +57,7 @@ RemuxCommand::RemuxCommand(CLI::App& app)
   AddTimeOption(Parser(), "--end", m_part.end, "Omit packets later than this time");
   Parser().add_flag("--rebase", m_rebase, "Make times begin at 0");
   Parser().add_flag("--retime", MutableOptions().view.retime, "Continue timestamps that jump back or leap ahead");
-  Parser().add_flag("--no-index", m_noIndex, "Write no list of key frames");
+  Parser().add_flag("--no-index", m_noIndex, "Write no key-frame list");
   Parser().add_flag("--strict", m_strict, "Fail, and write nothing, if a playable tag of FILE is missing");
   Parser().add_flag("--json", m_json, "Print the totals as one JSON object");
   AddRepairOption(Parser(), MutableOptions(), true);

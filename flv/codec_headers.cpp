@@ -182,8 +182,9 @@ std::optional<AacConfiguration> ReadAacConfiguration(std::span<const std::uint8_
   AacConfiguration aac;
   aac.objectType = static_cast<std::uint8_t>(ReadAacObjectType(bits));
   aac.sampleRate = ReadAacRate(bits);
-  const std::uint32_t channels = bits.Bits(4);
-  aac.channels = static_cast<std::uint8_t>(channels == 7 ? 8 : channels);
+  // Channels of each channel configuration (ISO/IEC 14496-3, table 1.19); 0 for those that are reserved.
+  constexpr std::uint8_t kChannels[16] = {0, 1, 2, 3, 4, 5, 6, 8, 0, 0, 0, 7, 8, 24, 8, 0};
+  aac.channels = kChannels[bits.Bits(4)];
   if (aac.objectType == kBandReplication || aac.objectType == kParametricStereo) aac.sampleRate = ReadAacRate(bits);
   if (bits.HasFailed() || aac.objectType == 0 || aac.sampleRate == 0) return std::nullopt;
   return aac;

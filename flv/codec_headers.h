@@ -33,7 +33,7 @@ struct AacConfiguration {
   std::uint8_t objectType = 0;
   /// Output rate in Hz: with spectral band replication, the rate of the extension.
   std::uint32_t sampleRate = 0;
-  /// 0 if a program configuration element defines the channels.
+  /// 0 if a program configuration element defines the channels, or if their number is reserved.
   std::uint8_t channels = 0;
 };
 

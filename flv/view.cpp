@@ -87,8 +87,8 @@ bool View::Patch(const Piece& piece, std::uint64_t begin, std::span<std::uint8_t
   const auto tagOffsets = std::span(facts.tagOffsets).subspan(piece.firstTag, piece.endTag - piece.firstTag);
   const std::uint64_t end = begin + bytes.size();
   // Start at the first tag whose header ends after begin.
-  const auto reaches = [&](std::uint32_t tag) { return runOffset + tag + kTagHeaderSize <= begin; };
-  auto tag = std::ranges::partition_point(tagOffsets, reaches);
+  const auto endsBefore = [&](std::uint32_t tag) { return runOffset + tag + kTagHeaderSize <= begin; };
+  auto tag = std::ranges::partition_point(tagOffsets, endsBefore);
   for (; tag != tagOffsets.end() && runOffset + *tag < end + kSizeFieldSize; ++tag) {
     const std::uint64_t offset = runOffset + *tag;
     // The previous-tag size and the tag header. bytes may contain only a part of them.

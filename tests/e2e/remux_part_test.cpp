@@ -117,7 +117,7 @@ TEST(RemuxPart, Rebased_IsTheSameWhereverTheTimesBegin) {
 
 TEST(RemuxPart, FromAnAudioRestart_LeavesOutVideoThatCannotBeDecoded) {
   FlvFile file = ParseFlv(ReadBytes(Sample("tour.flv")));
-  // Without the list of key frames the seek scans, and finds audio before the key frame.
+  // Without the key-frame list the seek scans, and finds audio before the key frame.
   std::string& metadata = file.tags[0].body;
   metadata.replace(metadata.find("keyframes"), 9, "disguised");
   const auto keyFrame =

@@ -19,7 +19,7 @@ struct RandomTag {
   bool key = false;
 };
 
-/// An entry of the metadata's list of key frames: a time in ms, and the number of the tag that it claims to be there,
+/// An entry of the metadata's key-frame list: a time in ms, and the number of the tag that it claims to be there,
 /// which is past the end of the file if there is no such tag.
 struct ListedKeyFrame {
   std::uint32_t time = 0;
