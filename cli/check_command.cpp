@@ -29,10 +29,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int kClean = 0;
-constexpr int kHasFindings = 1;
-constexpr int kUnreadable = 3;
-
 std::string Place(const Finding& finding) {
   std::string place;
   if (finding.offset) place = fmt::format(" at byte {}", *finding.offset);
@@ -82,11 +78,11 @@ std::uint64_t SizeOf(const std::filesystem::path& path) {
 }  // namespace
 
 CheckCommand::CheckCommand(CLI::App& app)
-    : m_parser(app.add_subcommand("check", "Show what is in FLV files and what is wrong with them.")) {
-  m_parser->add_option("FILE", m_paths, "The FLV files to read, or folders with -r")->required()->type_name("");
-  m_parser->add_flag("-r,--recursive", m_recursive, "Check every .flv file in the folders and their subfolders");
-  m_parser
-      ->add_option_function<std::string>(
+    : Command(app, "check", "Show what is in FLV files and what is wrong with them.") {
+  Parser().add_option("FILE", m_paths, "The FLV files to read, or folders with -r")->required()->type_name("");
+  Parser().add_flag("-r,--recursive", m_recursive, "Check every .flv file in the folders and their subfolders");
+  Parser()
+      .add_option_function<std::string>(
           "--only",
           [this](const std::string& word) {
             m_least = word == "error" ? Severity::kError : word == "warning" ? Severity::kWarning : Severity::kNote;
@@ -94,20 +90,20 @@ CheckCommand::CheckCommand(CLI::App& app)
           "Leave out findings that are less serious (default: note)")
       ->type_name("error|warning|note")
       ->check(CLI::IsMember({"error", "warning", "note"}).description(""));
-  m_parser->add_flag("--metadata", m_metadata, "Also print the metadata");
-  m_parser->add_flag_callback(
+  Parser().add_flag("--metadata", m_metadata, "Also print the metadata");
+  Parser().add_flag_callback(
       "--no-play", [this] { m_plays = false; }, "Do not load the plug-in to see what a plain host gets of the file");
-  m_parser->add_option("--plugin", m_plugin, "The plug-in (default: the one beside this command, or the installed one)")
+  Parser().add_option("--plugin", m_plugin, "The plug-in (default: the one beside this command, or the installed one)")
       ->type_name("PATH");
-  m_parser->add_option("--html", m_html, "Also write a page with plots, of one FILE")
+  Parser().add_option("--html", m_html, "Also write a page with plots, of one FILE")
       ->type_name("REPORT.html")
       ->excludes("--no-play")
       ->excludes("--recursive");
-  m_parser->parse_complete_callback([this] {
+  Parser().parse_complete_callback([this] {
     if (!m_html.empty() && m_paths.size() != 1) throw CLI::ValidationError("--html", "takes one FILE");
   });
-  m_parser->add_flag("--json", m_json, "Print one JSON object a file, each on a line");
-  m_parser->footer(
+  Parser().add_flag("--json", m_json, "Print one JSON object a file, each on a line");
+  Parser().footer(
       "Exit status: 0 no findings, 1 findings, 2 wrong usage, 3 a file cannot be read.\n"
       "Of several files each gets one line.\n\nExample:\n  qbflv check -r --only warning films");
 }
@@ -140,7 +136,7 @@ int CheckCommand::Run() {
   const bool isAlone = files.size() == 1 && !m_recursive;
   for (const std::filesystem::path& file : files) m_total += SizeOf(file);
   Output output;
-  int status = kClean;
+  int status = kSuccess;
   for (const std::filesystem::path& file : files) {
     ThrowIfInterrupted();
     const Verdict verdict = Check(file, isAlone, output);

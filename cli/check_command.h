@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/bare_play.h"
+#include "cli/command.h"
 #include "cli/findings.h"
 #include "cli/output.h"
 #include "cli/progress.h"
@@ -15,17 +16,19 @@
 
 namespace qbflv::cli {
 
-/// Not derived from Command: it reads many files, and needs no options of a host.
-class CheckCommand {
+class CheckCommand final : public Command {
  public:
   explicit CheckCommand(CLI::App& app);
-  bool IsChosen() const { return m_parser->parsed(); }
 
-  /// Returns the exit status: 0 without findings, 1 with some, 3 if a file could not be read, of which it tells on
-  /// standard error. Throws HostError if the output fails, and Interrupted.
-  int Run();
+  /// Returns 0 if there are no findings, 1 if there are, and 3 if a file cannot be read; reports such files on standard
+  /// error. Throws HostError if the output fails.
+  int Run() override;
+  int FailureStatus() const override { return kUnreadable; }
 
  private:
+  static constexpr int kHasFindings = 1;
+  static constexpr int kUnreadable = 3;
+
   enum class Verdict { kClean, kFindings, kUnreadable };
 
   /// What is known of one file.
@@ -46,8 +49,6 @@ class CheckCommand {
   static nlohmann::ordered_json AsJson(const Report& report);
   void Print(const Report& report, Output& output) const;
 
-  /// Owned by the application's parser.
-  CLI::App* m_parser;
   std::vector<std::filesystem::path> m_paths;
   bool m_recursive = false;
   /// Over all files: the bytes of those that are done, and of all.

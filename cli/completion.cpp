@@ -192,21 +192,22 @@ std::string FishCompletion(const CLI::App& app) {
 }
 
 CompletionCommand::CompletionCommand(CLI::App& app)
-    : m_app(app),
-      m_parser(app.add_subcommand("completion", "Print a script that completes qbflv's arguments in a shell.")) {
+    : Command(app, "completion", "Print a script that completes qbflv's arguments in a shell."), m_app(app) {
   const Words shells = {"bash", "zsh", "fish"};
-  m_parser->add_option("SHELL", m_shell, "The shell")
+  Parser()
+      .add_option("SHELL", m_shell, "The shell")
       ->required()
       ->type_name(fmt::format("{}", fmt::join(shells, "|")))
       ->check(CLI::IsMember(shells).description(""));
-  m_parser->footer("Example:\n  qbflv completion bash > ~/.local/share/bash-completion/completions/qbflv");
+  Parser().footer("Example:\n  qbflv completion bash > ~/.local/share/bash-completion/completions/qbflv");
 }
 
-void CompletionCommand::Run() const {
+int CompletionCommand::Run() {
   const auto make = m_shell == "bash" ? BashCompletion : m_shell == "zsh" ? ZshCompletion : FishCompletion;
   Output output;
   output.Print("{}", make(m_app));
   output.Flush();
+  return kSuccess;
 }
 
 }  // namespace qbflv::cli

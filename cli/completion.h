@@ -4,6 +4,8 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
+#include "cli/command.h"
+
 namespace qbflv::cli {
 
 /// Each returns the script for one shell. Type names of options determine the values: "a|b" lists them, PATH and
@@ -12,18 +14,14 @@ std::string BashCompletion(const CLI::App& app);
 std::string ZshCompletion(const CLI::App& app);
 std::string FishCompletion(const CLI::App& app);
 
-/// `qbflv completion SHELL`: prints a script. Not derived from Command, because it reads no file.
-class CompletionCommand {
+/// `qbflv completion SHELL`: prints a script.
+class CompletionCommand final : public Command {
  public:
   explicit CompletionCommand(CLI::App& app);
-  bool IsChosen() const { return m_parser->parsed(); }
-  /// Throws HostError.
-  void Run() const;
+  int Run() override;
 
  private:
   const CLI::App& m_app;
-  /// Owned by the application's parser.
-  CLI::App* m_parser;
   std::string m_shell;
 };
 

@@ -133,13 +133,13 @@ void PrintAsText(const host::Session& session, Output& output) {
 }  // namespace
 
 InfoCommand::InfoCommand(CLI::App& app)
-    : Command(app, "info", "Show the plug-in's description, the file header and each stream's header.",
+    : FileCommand(app, "info", "Show the plug-in's description, the file header and each stream's header.",
               "qbflv info --json film.flv") {
   AddRepairOption(Parser(), MutableOptions(), false);
   Parser().add_flag("--json", m_json, "Print one JSON object");
 }
 
-void InfoCommand::Run() {
+int InfoCommand::Run() {
   Progress progress(true);
   host::Session session(
       MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); }));
@@ -153,6 +153,7 @@ void InfoCommand::Run() {
     PrintAsText(session, output);
   }
   output.Flush();
+  return kSuccess;
 }
 
 }  // namespace qbflv::cli

@@ -5,10 +5,10 @@
 
 namespace qbflv::cli {
 
-class InfoCommand final : public Command {
+class InfoCommand final : public FileCommand {
  public:
   explicit InfoCommand(CLI::App& app);
-  void Run() override;
+  int Run() override;
 
  private:
   bool m_json = false;

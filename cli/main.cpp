@@ -23,45 +23,17 @@
 
 namespace {
 
-constexpr int kSuccess = 0;
-constexpr int kFailure = 1;
-constexpr int kUsageError = 2;
-constexpr int kUnreadable = 3;
-
 void PrintError(const std::string& text) { fmt::print(stderr, "qbflv: {}\n", qbflv::cli::Printable(text)); }
-
-int RunCompletion(const qbflv::cli::CompletionCommand& command) {
-  try {
-    command.Run();
-    return kSuccess;
-  } catch (const std::exception& error) {
-    PrintError(error.what());
-    return kFailure;
-  }
-}
-
-int RunCheck(qbflv::cli::CheckCommand& command) {
-  try {
-    return command.Run();
-  } catch (const qbflv::cli::Interrupted& interrupt) {
-    PrintError(std::string("check: ") + interrupt.what());
-    return qbflv::cli::EndBySignal(interrupt.Signal());
-  } catch (const std::exception& error) {
-    PrintError(std::string("check: ") + error.what());
-    return kUnreadable;
-  }
-}
 
 int Run(qbflv::cli::Command& command) {
   try {
-    command.Run();
-    return kSuccess;
+    return command.Run();
   } catch (const qbflv::cli::Interrupted& interrupt) {
-    PrintError(command.Options().file.string() + ": " + interrupt.what());
+    PrintError(command.Subject() + ": " + interrupt.what());
     return qbflv::cli::EndBySignal(interrupt.Signal());
   } catch (const std::exception& error) {
-    PrintError(command.Options().file.string() + ": " + error.what());
-    return kFailure;
+    PrintError(command.Subject() + ": " + error.what());
+    return command.FailureStatus();
   }
 }
 
@@ -84,7 +56,7 @@ int main(int argumentCount, char** arguments) {
   qbflv::cli::PlayCommand play(app);
   qbflv::cli::RemuxCommand remux(app);
   qbflv::cli::CheckCommand check(app);
-  const qbflv::cli::CompletionCommand completion(app);
+  qbflv::cli::CompletionCommand completion(app);
   try {
     std::vector<std::string> words = qbflv::cli::Arguments(argumentCount, arguments);
     std::ranges::reverse(words);  // the parser expects them in reverse order
@@ -93,14 +65,12 @@ int main(int argumentCount, char** arguments) {
     return app.exit(request);  // help or version
   } catch (const CLI::ParseError& error) {
     PrintError(qbflv::cli::UsageErrorText(app, error));
-    return kUsageError;
+    return qbflv::cli::kUsageError;
   }
   for (qbflv::cli::Command* const command :
-       std::to_array<qbflv::cli::Command*>({&info, &packets, &play, &seek, &remux})) {
+       std::to_array<qbflv::cli::Command*>({&info, &packets, &seek, &play, &remux, &check, &completion})) {
     if (command->IsChosen()) return Run(*command);
   }
-  if (check.IsChosen()) return RunCheck(check);
-  if (completion.IsChosen()) return RunCompletion(completion);
   PrintError(qbflv::cli::MissingCommandText(app));
-  return kUsageError;
+  return qbflv::cli::kUsageError;
 }

@@ -125,7 +125,7 @@ class Totals final : public PacketReport {
 }  // namespace
 
 PacketsCommand::PacketsCommand(CLI::App& app)
-    : Command(app, "packets", "Show every packet in the order in which the plug-in delivers it.",
+    : FileCommand(app, "packets", "Show every packet in the order in which the plug-in delivers it.",
               "qbflv packets --stream 1 --limit 20 film.flv") {
   AddRepairOption(Parser(), MutableOptions(), false);
   Parser().add_flag("--json", m_json, "Print one JSON object per line");
@@ -147,7 +147,7 @@ PacketsCommand::PacketsCommand(CLI::App& app)
       Parser().get_footer());
 }
 
-void PacketsCommand::Run() {
+int PacketsCommand::Run() {
   // A listing on the terminal already shows the progress.
   Progress progress(m_count || isatty(STDOUT_FILENO) == 0);
   host::Session session(
@@ -187,6 +187,7 @@ void PacketsCommand::Run() {
   progress.Clear();
   report->End();
   output.Flush();
+  return kSuccess;
 }
 
 }  // namespace qbflv::cli

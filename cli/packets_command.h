@@ -8,10 +8,10 @@
 
 namespace qbflv::cli {
 
-class PacketsCommand final : public Command {
+class PacketsCommand final : public FileCommand {
  public:
   explicit PacketsCommand(CLI::App& app);
-  void Run() override;
+  int Run() override;
 
  private:
   bool m_json = false;

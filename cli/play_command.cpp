@@ -80,7 +80,7 @@ bool HandleKeys(const std::vector<PlayKey>& keys, PlayDelivery& delivery, Termin
 }  // namespace
 
 PlayCommand::PlayCommand(CLI::App& app)
-    : Command(app, "play", "Deliver the packets in real time, as a server does, and show the state.",
+    : FileCommand(app, "play", "Deliver the packets in real time, as a server does, and show the state.",
               "qbflv play --speed 4 film.flv") {
   Parser().footer(std::string(kTimeHelp) + "\n" +
                   "Keys on a terminal:\n"
@@ -98,7 +98,7 @@ PlayCommand::PlayCommand(CLI::App& app)
   AddTimeOption(Parser(), "--start", m_start, "Begin at this time, from the file's first tag");
 }
 
-void PlayCommand::Run() {
+int PlayCommand::Run() {
   // Reading the headers of a large file and seeking to the start can take seconds.
   std::optional<Progress> progress(true);
   const host::SessionOptions options = MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) {
@@ -118,7 +118,7 @@ void PlayCommand::Run() {
   std::unique_ptr<Terminal> terminal = Terminal::Open();
   if (!terminal) {
     PlayAsLines(delivery);
-    return;
+    return kSuccess;
   }
   PlayOnTerminal(delivery, *terminal);
   const int signal = terminal->EndingSignal();
@@ -128,6 +128,7 @@ void PlayCommand::Run() {
   output.Print("{}\n", PlayLine(delivery.State(Clock::now())));
   output.Flush();
   if (signal != 0) throw Interrupted(signal);
+  return kSuccess;
 }
 
 void PlayCommand::PlayOnTerminal(PlayDelivery& delivery, Terminal& terminal) const {

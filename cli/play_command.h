@@ -11,10 +11,10 @@ namespace qbflv::cli {
 class PlayDelivery;
 class Terminal;
 
-class PlayCommand final : public Command {
+class PlayCommand final : public FileCommand {
  public:
   explicit PlayCommand(CLI::App& app);
-  void Run() override;
+  int Run() override;
 
  private:
   /// Returns when the user quits.

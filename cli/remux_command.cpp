@@ -44,7 +44,7 @@ Missing CountMissing(const PartWriter& part, const flv::FileFacts& facts) {
 }  // namespace
 
 RemuxCommand::RemuxCommand(CLI::App& app)
-    : Command(app, "remux", "Write the packets that the plug-in delivers to a new FLV file.",
+    : FileCommand(app, "remux", "Write the packets that the plug-in delivers to a new FLV file.",
               "qbflv remux --start 1:00 --end 1:30 --rebase film.flv part.flv") {
   Parser()
       .add_option("OUT", m_target,
@@ -81,7 +81,7 @@ void RemuxCommand::CheckArguments() {
   MutableOptions().view.rebase = m_rebase && !m_part.start;
 }
 
-void RemuxCommand::Run() {
+int RemuxCommand::Run() {
   CheckTarget();
   CatchInterrupts();
   Progress progress(true);
@@ -115,6 +115,7 @@ void RemuxCommand::Run() {
   progress.Clear();
   if (!missing.empty()) fmt::print(stderr, "qbflv: {}: {}\n", Printable(Options().file.string()), missing);
   PrintTotals(part, file, writer.Size());
+  return kSuccess;
 }
 
 /// The plug-in would read what is being written. Links and other names of the same file are recognised.

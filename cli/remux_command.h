@@ -9,10 +9,10 @@
 
 namespace qbflv::cli {
 
-class RemuxCommand final : public Command {
+class RemuxCommand final : public FileCommand {
  public:
   explicit RemuxCommand(CLI::App& app);
-  void Run() override;
+  int Run() override;
 
  private:
   void CheckArguments();

@@ -88,7 +88,7 @@ void PrintJson(Output& output, std::uint32_t time, const host::SeekResult& resul
 }  // namespace
 
 SeekCommand::SeekCommand(CLI::App& app)
-    : Command(app, "seek", "Seek to each time in turn; show the file operations and each stream's first packet.",
+    : FileCommand(app, "seek", "Seek to each time in turn; show the file operations and each stream's first packet.",
               "qbflv seek --after-play film.flv 0 60000 30000") {
   Parser()
       .add_option("TIME", m_times, "The times, from the file's first tag")
@@ -106,7 +106,7 @@ SeekCommand::SeekCommand(CLI::App& app)
       Parser().get_footer());
 }
 
-void SeekCommand::Run() {
+int SeekCommand::Run() {
   Progress progress(true);
   host::Session session(
       MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); }));
@@ -132,6 +132,7 @@ void SeekCommand::Run() {
   }
   output.Flush();
   if (failedTime) throw host::HostError(fmt::format("cannot seek to {} ms", *failedTime), failure);
+  return kSuccess;
 }
 
 }  // namespace qbflv::cli

@@ -8,10 +8,10 @@
 
 namespace qbflv::cli {
 
-class SeekCommand final : public Command {
+class SeekCommand final : public FileCommand {
  public:
   explicit SeekCommand(CLI::App& app);
-  void Run() override;
+  int Run() override;
 
  private:
   std::vector<std::uint32_t> m_times;
