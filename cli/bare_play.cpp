@@ -143,11 +143,10 @@ void PlayAll(host::Session& session, const std::vector<flv::TagType>& types, std
   session.ReadPackets({.onPacket = onPacket, .onStreamDone = [](std::uint16_t) { return true; }});
 }
 
-FirstSeek SeekFirst(const host::SessionOptions& options, std::uint32_t time) {
+host::SeekResult SeekFirst(const host::SessionOptions& options, std::uint32_t time) {
   host::Session session(options);
   session.ReadHeaders();
-  const host::SeekResult result = session.Seek(time);
-  return {time, result.status, result.counts.reads};
+  return session.Seek(time);
 }
 
 std::string_view KindName(flv::TagType type) { return type == flv::TagType::kAudio ? "audio" : "video"; }
@@ -210,8 +209,8 @@ std::vector<std::string> BarePlayLines(const BarePlay& play) {
     return lines;
   }
   lines.push_back(fmt::format("  opening     {} reads", play.openingReads));
-  for (const FirstSeek& seek : play.seeks) {
-    lines.push_back(fmt::format("  first seek  to {:.3f} s: {} reads{}", seek.time / 1000.0, seek.reads,
+  for (const host::SeekResult& seek : play.seeks) {
+    lines.push_back(fmt::format("  first seek  to {:.3f} s: {} reads{}", seek.time / 1000.0, seek.counts.reads,
                                 Failed(seek.status) ? ", and it fails" : ""));
   }
   return lines;
@@ -228,8 +227,8 @@ Json BarePlayAsJson(const BarePlay& play) {
     streams.push_back(std::move(each));
   }
   Json seeks = Json::array();
-  for (const FirstSeek& seek : play.seeks) {
-    seeks.push_back({{"time", seek.time}, {"status", host::StatusHex(seek.status)}, {"reads", seek.reads}});
+  for (const host::SeekResult& seek : play.seeks) {
+    seeks.push_back({{"time", seek.time}, {"status", host::StatusHex(seek.status)}, {"reads", seek.counts.reads}});
   }
   Json report{{"streams", std::move(streams)}, {"opening_reads", play.openingReads}, {"seeks", std::move(seeks)}};
   if (!play.failure.empty()) report["failure"] = play.failure;

@@ -27,22 +27,14 @@ struct StreamDelivery {
   std::uint64_t Missing() const { return tags - delivered; }
 };
 
-/// A seek that is the first request after the headers.
-struct FirstSeek {
-  /// In ms from the file's first tag.
-  std::uint32_t time = 0;
-  Status status = kOk;
-  std::uint64_t reads = 0;
-};
-
 struct BarePlay {
   /// Why there are no packets at all; otherwise empty.
   std::string failure;
   /// Reads of the file before the first packet is asked for.
   std::uint64_t openingReads = 0;
   std::vector<StreamDelivery> streams;
-  /// To the middle and to the end; none where opening failed.
-  std::vector<FirstSeek> seeks;
+  /// Seeks to the middle and to the end, each the first request after the headers. Empty if opening failed.
+  std::vector<host::SeekResult> seeks;
 
   std::uint64_t Tags() const;
   std::uint64_t Missing() const;

@@ -10,8 +10,7 @@
 
 #include "cli/output.h"
 #include "cli/progress.h"
-#include "cli/seeking.h"
-#include "cli/time_text.h"
+#include "cli/time_option.h"
 #include "host/buffer.h"
 #include "host/host_error.h"
 #include "host/session.h"
@@ -170,7 +169,7 @@ int PacketsCommand::Run() {
   const auto isShown = [&](std::uint16_t stream) { return !m_stream || *m_stream == stream; };
 
   session.RequireStreamHeaders();
-  if (m_start) SeekOrThrow(session, *m_start);
+  if (m_start) session.Seek(*m_start).OrThrow();
   report->Begin();
   host::PacketHandlers handlers;
   handlers.onPacket = [&](IQBPacket& packet) {

@@ -13,10 +13,8 @@
 #include "cli/play_delivery.h"
 #include "cli/played_file.h"
 #include "cli/progress.h"
-#include "cli/seeking.h"
 #include "cli/terminal.h"
-#include "cli/time_text.h"
-#include "host/host_error.h"
+#include "cli/time_option.h"
 #include "host/session.h"
 
 namespace qbflv::cli {
@@ -109,10 +107,7 @@ int PlayCommand::Run() {
   session.RequireStreamHeaders();
   const PlayedFile file(options);
   PlayDelivery delivery(session, file.MakeRestartFilter(session), m_speed, file.TimeBase(), Clock::now());
-  if (m_start) {
-    const Status status = delivery.SeekTo(*m_start);
-    if (Failed(status)) throw host::HostError(fmt::format("cannot seek to {} ms", *m_start), status);
-  }
+  if (m_start) delivery.SeekTo(*m_start).OrThrow();
   progress.reset();
 
   std::unique_ptr<Terminal> terminal = Terminal::Open();

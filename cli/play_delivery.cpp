@@ -68,7 +68,7 @@ PlayDelivery::Time PlayDelivery::NextUpdate(Time now, Time latest) const {
   return std::min(latest, m_clock.TimeOf(m_queue.front().time).value_or(latest));
 }
 
-Status PlayDelivery::SeekTo(std::int64_t position) {
+host::SeekResult PlayDelivery::SeekTo(std::int64_t position) {
   position = std::clamp<std::int64_t>(position, 0, std::numeric_limits<std::uint32_t>::max());
   m_queue.clear();
   for (Stream& stream : m_streams) {
@@ -85,7 +85,7 @@ Status PlayDelivery::SeekTo(std::int64_t position) {
   const Time now = Time::clock::now();
   m_clock.SetPosition(position, now);
   m_clock.SetRunning(!m_paused, now);
-  return result.status;
+  return result;
 }
 
 void PlayDelivery::SetPaused(bool paused, Time now) {

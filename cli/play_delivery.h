@@ -30,8 +30,8 @@ class PlayDelivery {
   Time NextUpdate(Time now, Time latest) const;
 
   /// Seeks. Packets before the position are due at once. Playback ends if the position is past the end or the seek
-  /// fails. The clock does not run during the seek. Returns the seek's status.
-  Status SeekTo(std::int64_t position);
+  /// fails. The clock does not run during the seek.
+  host::SeekResult SeekTo(std::int64_t position);
 
   void SetPaused(bool paused, Time now);
   bool IsPaused() const { return m_paused; }

@@ -14,8 +14,7 @@
 #include "cli/interrupt.h"
 #include "cli/output.h"
 #include "cli/progress.h"
-#include "cli/seeking.h"
-#include "cli/time_text.h"
+#include "cli/time_option.h"
 #include "host/host_error.h"
 
 namespace qbflv::cli {
@@ -93,7 +92,7 @@ int RemuxCommand::Run() {
   session.ReadHeaders();
   session.RequireStreamHeaders();
   host::RestartFilter filter = file.MakeRestartFilter(session);
-  if (m_part.start) filter.Restart(SeekOrThrow(session, *m_part.start).offset);
+  if (m_part.start) filter.Restart(session.Seek(*m_part.start).OrThrow().offset);
 
   FlvWriter writer(m_inPlace ? Options().file : m_target, file.Facts(), m_noIndex ? 0 : kMostKeyFrames);
   PartWriter part(writer, session.StreamTypes(), file.TimeBase(), m_part);

@@ -8,9 +8,9 @@
 
 #include "cli/output.h"
 #include "cli/progress.h"
-#include "cli/time_text.h"
-#include "host/host_error.h"
+#include "cli/time_option.h"
 #include "host/session.h"
+#include "host/status_text.h"
 
 namespace qbflv::cli {
 
@@ -54,10 +54,8 @@ void PrintHeading(Output& output, std::size_t streamCount) {
   output.Print("\n");
 }
 
-void PrintLine(Output& output, std::uint32_t time, const host::SeekResult& result,
-               const std::vector<FirstPacket>& firsts) {
-  const auto status = static_cast<std::uint32_t>(result.status);
-  output.Print("{:10}  0x{:08x}  {:6}  {:6}", time, status, result.counts.reads, result.counts.seeks);
+void PrintLine(Output& output, const host::SeekResult& result, const std::vector<FirstPacket>& firsts) {
+  output.Print("{:10}  {}  {:6}  {:6}", result.time, host::StatusHex(result.status), result.counts.reads, result.counts.seeks);
   for (const FirstPacket& first : firsts) {
     if (first.done) {
       output.Print("  {:>12}       ", "done");
@@ -68,11 +66,9 @@ void PrintLine(Output& output, std::uint32_t time, const host::SeekResult& resul
   output.Print("\n");
 }
 
-void PrintJson(Output& output, std::uint32_t time, const host::SeekResult& result,
-               const std::vector<FirstPacket>& firsts) {
-  const auto status = static_cast<std::uint32_t>(result.status);
-  output.Print(R"({{"seek":{},"status":"0x{:08x}","reads":{},"seeks":{},"first":[)", time, status, result.counts.reads,
-               result.counts.seeks);
+void PrintJson(Output& output, const host::SeekResult& result, const std::vector<FirstPacket>& firsts) {
+  output.Print(R"({{"seek":{},"status":"{}","reads":{},"seeks":{},"first":[)", result.time,
+               host::StatusHex(result.status), result.counts.reads, result.counts.seeks);
   for (std::size_t stream = 0; stream < firsts.size(); ++stream) {
     const FirstPacket& first = firsts[stream];
     if (stream > 0) output.Print(",");
@@ -117,21 +113,19 @@ int SeekCommand::Run() {
 
   Output output;
   if (!m_json) PrintHeading(output, session.StreamHeaders().size());
-  std::optional<std::uint32_t> failedTime;
-  Status failure = kOk;
+  std::optional<host::SeekResult> failure;
   for (const std::uint32_t time : m_times) {
     const host::SeekResult result = session.Seek(time);
     std::vector<FirstPacket> firsts;
     if (Succeeded(result.status)) {
       firsts = ReadFirstPackets(session);
     } else {
-      failedTime = time;
-      failure = result.status;
+      failure = result;
     }
-    m_json ? PrintJson(output, time, result, firsts) : PrintLine(output, time, result, firsts);
+    m_json ? PrintJson(output, result, firsts) : PrintLine(output, result, firsts);
   }
   output.Flush();
-  if (failedTime) throw host::HostError(fmt::format("cannot seek to {} ms", *failedTime), failure);
+  if (failure) failure->OrThrow();
   return kSuccess;
 }
 

@@ -32,6 +32,11 @@ ComPtr<FileObject> OpenFileObject(const SessionOptions& options, EventLoop& loop
 
 }  // namespace
 
+const SeekResult& SeekResult::OrThrow() const {
+  if (Failed(status)) throw HostError(fmt::format("cannot seek to {} ms", time), status);
+  return *this;
+}
+
 Session::Session(const SessionOptions& options) : Session(options.plugin) {
   m_view = options.view;
   m_file = OpenFileObject(options, m_loop);
@@ -114,7 +119,8 @@ SeekResult Session::Seek(std::uint32_t time) {
   // Not before the completion: packets that arrive before it belong to the position before the seek.
   ResetDelivery();
   const FileCounts& after = m_file->Counts();
-  return {completion.status,
+  return {time,
+          completion.status,
           {after.reads - before.reads, after.seeks - before.seeks, after.bytes - before.bytes},
           m_file->Position()};
 }

@@ -48,12 +48,17 @@ struct PacketHandlers {
   std::function<bool(std::uint16_t stream)> onStreamDone;
 };
 
-/// The result of a seek, and the operations on the file that it took.
 struct SeekResult {
+  /// The requested time, in ms from the file's first tag.
+  std::uint32_t time = 0;
   Status status = kOk;
+  /// The file operations that the seek took.
   FileCounts counts;
-  /// Where delivery restarts, in the bytes that the plug-in reads.
+  /// The position at which delivery restarts, in the bytes that the plug-in reads.
   std::uint64_t offset = 0;
+
+  /// Returns the result itself. Throws HostError if the seek failed.
+  const SeekResult& OrThrow() const;
 };
 
 /// Call the functions in the order of their declaration; ReadPackets and Seek any number of times. All throw HostError.

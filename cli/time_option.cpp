@@ -1,10 +1,11 @@
 // Times on the command line.
-#include "cli/time_text.h"
+#include "cli/time_option.h"
 
 #include <fmt/format.h>
 
 #include <limits>
-#include <string>
+
+#include "host/time_text.h"
 
 namespace qbflv::cli {
 
@@ -20,6 +21,11 @@ std::string ReplaceTime(std::string& text) {
 }
 
 }  // namespace
+
+void AddTimeOption(CLI::App& parser, const std::string& name, std::optional<std::uint32_t>& time,
+                   const std::string& description) {
+  parser.add_option(name, time, description)->type_name("TIME")->transform(TimeToMilliseconds());
+}
 
 CLI::Validator TimeToMilliseconds() { return {ReplaceTime, ""}; }
 
