@@ -156,13 +156,13 @@ int CheckCommand::Run() {
   return status;
 }
 
-std::shared_ptr<const flv::FileFacts> CheckCommand::Scan(const std::filesystem::path& path) {
+std::shared_ptr<const flv::FileFacts> CheckCommand::Scan(const flv::ByteSource& file) {
   const flv::ScanOptions options{.onProgress = [&](std::uint64_t done, std::uint64_t /*total*/) {
     ThrowIfInterrupted();
     m_progress.Update(std::min(m_done + done, m_total), m_total);
     return true;
   }};
-  auto facts = flv::ScanFile(*host::OpenFile(path), options);
+  auto facts = flv::ScanFile(file, options);
   if (facts->readFailed) throw host::HostError("the file cannot be read to its end");
   return facts;
 }
@@ -176,8 +176,9 @@ host::SessionOptions CheckCommand::SessionOn(const std::filesystem::path& file) 
 }
 
 CheckCommand::Report CheckCommand::Examine(const std::filesystem::path& path) {
-  const std::string notFlv = WhyNotFlv(path);
-  Report report{path, Scan(path), {}, {}};
+  const auto file = host::OpenFile(path);
+  const std::string notFlv = WhyNotFlv(*file);
+  Report report{path, Scan(*file), {}, {}};
   report.findings = FindFaults(*report.facts);
   if (!notFlv.empty()) report.findings.front().what = notFlv;
   std::erase_if(report.findings, [&](const Finding& finding) { return finding.severity > m_least; });

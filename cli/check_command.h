@@ -43,7 +43,7 @@ class CheckCommand final : public Command {
   Verdict Check(const std::filesystem::path& path, bool isAlone, Output& output);
   Report Examine(const std::filesystem::path& path);
   /// Throws HostError if the file cannot be read.
-  std::shared_ptr<const flv::FileFacts> Scan(const std::filesystem::path& path);
+  std::shared_ptr<const flv::FileFacts> Scan(const flv::ByteSource& file);
   void WriteHtml(const Report& report) const;
   host::SessionOptions SessionOn(const std::filesystem::path& file) const;
   static nlohmann::ordered_json AsJson(const Report& report);

@@ -4,12 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <string>
 #include <string_view>
 
-#include "host/file_descriptor.h"
 #include "host/host_error.h"
-#include "host/system.h"
+#include "host/open_file.h"
 
 namespace qbflv::cli {
 
@@ -60,22 +58,16 @@ std::string Reason(std::string_view start) {
 
 }  // namespace
 
-std::string WhyNotFlv(const std::filesystem::path& path) {
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error)) throw host::HostError("not an FLV file: it is a directory");
-  const host::FileDescriptor file(host::system::OpenForReading(path));
-  host::system::FileStatus status;
-  if (!file.IsOpen() || !host::system::GetStatus(file.Number(), status)) return {};
-  if (!status.isRegular) throw host::HostError("not an FLV file: it is not a regular file");
+std::string WhyNotFlv(const flv::ByteSource& file) {
   std::array<std::uint8_t, 16> bytes{};
-  const std::int64_t count = host::system::ReadAt(file.Number(), 0, bytes);
+  const std::int64_t count = file.ReadAt(0, bytes);
   if (count < 0) return {};
   const std::string_view start(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(count));
   return start.starts_with("FLV") ? std::string() : "not an FLV file" + Reason(start);
 }
 
 void RequireFlvFile(const std::filesystem::path& path) {
-  const std::string why = WhyNotFlv(path);
+  const std::string why = WhyNotFlv(*host::OpenFile(path));
   if (!why.empty()) throw host::HostError(why);
 }
 

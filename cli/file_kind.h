@@ -4,14 +4,16 @@
 #include <filesystem>
 #include <string>
 
+#include "flv/byte_source.h"
+
 namespace qbflv::cli {
 
-/// Empty if the file begins with "FLV", or cannot be opened; otherwise a text such as "not an FLV file: it is empty".
-/// Throws HostError if the path is a directory or another special file.
-std::string WhyNotFlv(const std::filesystem::path& path);
+/// Returns the reason why the file is not an FLV file, such as "not an FLV file: it is empty". Returns an empty text if
+/// it begins with "FLV" or cannot be read.
+std::string WhyNotFlv(const flv::ByteSource& file);
 
-/// Throws HostError if the path is a directory or another special file, or if the file does not begin with "FLV". The
-/// message says what the file looks like. Leaves it to the caller to open a file that cannot be opened.
+/// Throws HostError if the path is not a readable regular file, or if the file does not begin with "FLV". The message
+/// says what the file looks like.
 void RequireFlvFile(const std::filesystem::path& path);
 
 }  // namespace qbflv::cli

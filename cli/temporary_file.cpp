@@ -103,7 +103,7 @@ std::size_t TemporaryFile::Read(std::uint64_t offset, std::span<std::uint8_t> by
 void TemporaryFile::Create(const std::filesystem::path& folder) {
   for (int attempt = 0; !m_file.IsOpen(); ++attempt) {
     std::filesystem::path path = folder / fmt::format(".qbflv-{}-{}", getpid(), attempt);
-    m_file = host::FileDescriptor(host::system::CreateForWriting(path));
+    m_file = host::FileDescriptor(host::system::CreateNewFile(path));
     if (!m_file.IsOpen() && errno != EEXIST) Fail(errno);
     if (m_file.IsOpen()) m_path = std::move(path);
   }

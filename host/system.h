@@ -8,20 +8,8 @@
 
 namespace qbflv::host::system {
 
-/// Both return a file descriptor, or -1 with errno. Opening never blocks, not even on a named pipe.
-int OpenForReading(const std::filesystem::path& path);
-/// For reading, too. Fails if the file exists.
-int CreateForWriting(const std::filesystem::path& path);
-
-struct FileStatus {
-  bool isRegular = false;
-  bool isDirectory = false;
-  /// In bytes.
-  std::uint64_t size = 0;
-};
-
-/// Returns false with errno on failure.
-bool GetStatus(int descriptor, FileStatus& status);
+/// Creates a file for reading and writing. Returns a file descriptor, or -1 with errno, also if the file exists.
+int CreateNewFile(const std::filesystem::path& path);
 
 /// Reads at the offset. Returns the number of bytes, 0 at the end of the file, or -1 with errno.
 std::int64_t ReadAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes);

@@ -2,7 +2,6 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,17 +12,8 @@
 
 namespace qbflv::host::system {
 
-int OpenForReading(const std::filesystem::path& path) { return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); }
-
-int CreateForWriting(const std::filesystem::path& path) {
+int CreateNewFile(const std::filesystem::path& path) {
   return open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-}
-
-bool GetStatus(int descriptor, FileStatus& status) {
-  struct stat system {};
-  if (fstat(descriptor, &system) != 0) return false;
-  status = {S_ISREG(system.st_mode), S_ISDIR(system.st_mode), static_cast<std::uint64_t>(system.st_size)};
-  return true;
 }
 
 std::int64_t ReadAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes) {

@@ -16,20 +16,9 @@
 
 namespace qbflv::host::system {
 
-int OpenForReading(const std::filesystem::path& path) {
-  return _wsopen(path.c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT, _SH_DENYNO);
-}
-
-int CreateForWriting(const std::filesystem::path& path) {
+int CreateNewFile(const std::filesystem::path& path) {
   return _wsopen(path.c_str(), _O_RDWR | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT, _SH_DENYNO,
                  _S_IREAD | _S_IWRITE);
-}
-
-bool GetStatus(int descriptor, FileStatus& status) {
-  struct _stat64 system {};
-  if (_fstat64(descriptor, &system) != 0) return false;
-  status = {S_ISREG(system.st_mode), S_ISDIR(system.st_mode), static_cast<std::uint64_t>(system.st_size)};
-  return true;
 }
 
 std::int64_t ReadAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes) {

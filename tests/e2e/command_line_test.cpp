@@ -81,8 +81,8 @@ TEST(Failure, OfTheJob_Ends1WithOneLineAndLeavesTheOldFile) {
     const char* reason;
   } cases[] = {
       {{"info", folder / "absent.flv"}, folder / "absent.flv", "No such file"},
-      {{"info", folder / "."}, folder / ".", "not an FLV file: it is a directory"},
-      {{"info", "/dev/null"}, "/dev/null", "not an FLV file: it is not a regular file"},
+      {{"info", folder / "."}, folder / ".", "it is a directory"},
+      {{"info", "/dev/null"}, "/dev/null", "it is not a regular file"},
       {{"info", tooLarge}, tooLarge, "4 GiB"},
       {{"info", picture}, picture, "not an FLV file: it looks like a PNG picture"},
       {{"info", nothingAnnounced}, nothingAnnounced, "0x80040009"},
