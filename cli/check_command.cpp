@@ -5,16 +5,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
-#include <nlohmann/json.hpp>
 #include <string>
-#include <utility>
 
 #include "cli/file_kind.h"
 #include "cli/file_summary.h"
 #include "cli/html_report.h"
 #include "cli/interrupt.h"
-#include "cli/play_view.h"
 #include "cli/plugin_location.h"
 #include "cli/temporary_file.h"
 #include "cli/time_line.h"
@@ -27,48 +23,7 @@ namespace qbflv::cli {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-std::string Place(const Finding& finding) {
-  std::string place;
-  if (finding.offset) place = fmt::format(" at byte {}", *finding.offset);
-  if (finding.time) place += fmt::format("{} {}", place.empty() ? " at" : ",", PlayTimeText(*finding.time));
-  return place;
-}
-
-Json FindingAsJson(const Finding& finding) {
-  Json json{{"name", finding.name},     {"severity", SeverityName(finding.severity)},
-            {"what", finding.what},     {"consequence", finding.consequence},
-            {"remedy", finding.remedy}, {"count", finding.count}};
-  if (finding.offset) json["offset"] = *finding.offset;
-  if (finding.time) json["time"] = *finding.time;
-  return json;
-}
-
-/// "2 errors, 1 warning: garbage, empty-tag", or "no findings".
-std::string OneLine(const std::vector<Finding>& findings) {
-  if (findings.empty()) return "no findings";
-  std::map<Severity, int> counts;
-  std::vector<std::string_view> names;
-  for (const Finding& finding : findings) {
-    ++counts[finding.severity];
-    names.push_back(finding.name);
-  }
-  std::vector<std::string> numbers;
-  numbers.reserve(counts.size());
-  for (const auto& [severity, count] : counts) {
-    numbers.push_back(fmt::format("{} {}{}", count, SeverityName(severity), count == 1 ? "" : "s"));
-  }
-  return fmt::format("{}: {}", fmt::join(numbers, ", "), fmt::join(names, ", "));
-}
-
-/// "; a plain host misses 2 of 500 packets", or nothing.
-std::string MissingPackets(const BarePlay& play) {
-  if (play.Missing() == 0) return {};
-  return fmt::format("; a plain host misses {} of {} packets", play.Missing(), play.Tags());
-}
-
-/// 0 if it is unknown.
+/// Returns 0 if the size is unknown.
 std::uint64_t SizeOf(const std::filesystem::path& path) {
   std::error_code error;
   const std::uintmax_t size = std::filesystem::file_size(path, error);
@@ -85,7 +40,9 @@ CheckCommand::CheckCommand(CLI::App& app)
       .add_option_function<std::string>(
           "--only",
           [this](const std::string& word) {
-            m_least = word == "error" ? Severity::kError : word == "warning" ? Severity::kWarning : Severity::kNote;
+            m_minSeverity = word == "error"     ? Severity::kError
+                            : word == "warning" ? Severity::kWarning
+                                                : Severity::kNote;
           },
           "Leave out findings that are less serious (default: note)")
       ->type_name("error|warning|note")
@@ -93,9 +50,11 @@ CheckCommand::CheckCommand(CLI::App& app)
   Parser().add_flag("--metadata", m_metadata, "Also print the metadata");
   Parser().add_flag_callback(
       "--no-play", [this] { m_plays = false; }, "Do not load the plug-in to see what a plain host gets of the file");
-  Parser().add_option("--plugin", m_plugin, "The plug-in (default: the one beside this command, or the installed one)")
+  Parser()
+      .add_option("--plugin", m_plugin, "The plug-in (default: the one beside this command, or the installed one)")
       ->type_name("PATH");
-  Parser().add_option("--html", m_html, "Also write a page with plots, of one FILE")
+  Parser()
+      .add_option("--html", m_html, "Also write a page with plots, of one FILE")
       ->type_name("REPORT.html")
       ->excludes("--no-play")
       ->excludes("--recursive");
@@ -139,17 +98,8 @@ int CheckCommand::Run() {
   int status = kSuccess;
   for (const std::filesystem::path& file : files) {
     ThrowIfInterrupted();
-    const Verdict verdict = Check(file, isAlone, output);
+    status = std::max(status, Check(file, isAlone, output));
     m_done += SizeOf(file);
-    switch (verdict) {
-      case Verdict::kClean:
-        break;
-      case Verdict::kFindings:
-        status = std::max(status, kHasFindings);
-        break;
-      case Verdict::kUnreadable:
-        status = kUnreadable;
-    }
   }
   m_progress.Clear();
   output.Flush();
@@ -175,53 +125,40 @@ host::SessionOptions CheckCommand::SessionOn(const std::filesystem::path& file) 
   return options;
 }
 
-CheckCommand::Report CheckCommand::Examine(const std::filesystem::path& path) {
+FileReport CheckCommand::Examine(const std::filesystem::path& path) {
   const auto file = host::OpenFile(path);
   const std::string notFlv = WhyNotFlv(*file);
-  Report report{path, Scan(*file), {}, {}};
+  FileReport report{path, Scan(*file), {}, {}};
   report.findings = FindFaults(*report.facts);
   if (!notFlv.empty()) report.findings.front().what = notFlv;
-  std::erase_if(report.findings, [&](const Finding& finding) { return finding.severity > m_least; });
+  std::erase_if(report.findings, [&](const Finding& finding) { return finding.severity > m_minSeverity; });
   if (m_plays && report.facts->isFlv) report.bare = PlayBare(SessionOn(path), *report.facts);
   return report;
 }
 
-CheckCommand::Verdict CheckCommand::Check(const std::filesystem::path& path, bool isAlone, Output& output) {
-  std::optional<Report> report;
+int CheckCommand::Check(const std::filesystem::path& path, bool isAlone, Output& output) {
+  FileReport report;
   try {
     report = Examine(path);
-    if (!m_html.empty()) WriteHtml(*report);
+    if (!m_html.empty()) WriteHtml(report);
   } catch (const host::HostError& error) {
     m_progress.Clear();
     output.Flush();
     fmt::print(stderr, "qbflv: {}: {}\n", Printable(path.string()), Printable(error.what()));
-    return Verdict::kUnreadable;
+    return kUnreadable;
   }
   if (m_json) {
     // Paths may be invalid UTF-8, which JSON does not allow.
-    output.Print("{}\n", AsJson(*report).dump(-1, ' ', false, Json::error_handler_t::replace));
+    output.Print("{}\n", ReportAsJson(report).dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
   } else if (isAlone) {
-    Print(*report, output);
+    for (const std::string& line : ReportLines(report, m_metadata)) output.Print("{}\n", line);
   } else {
-    output.Print("{}: {}{}\n", Printable(path.string()), OneLine(report->findings),
-                 report->bare ? MissingPackets(*report->bare) : "");
+    output.Print("{}\n", ReportLine(report));
   }
-  return report->findings.empty() ? Verdict::kClean : Verdict::kFindings;
+  return report.findings.empty() ? kSuccess : kHasFindings;
 }
 
-Json CheckCommand::AsJson(const Report& report) {
-  Json findings = Json::array();
-  for (const Finding& finding : report.findings) findings.push_back(FindingAsJson(finding));
-  Json json{{"file", report.path.string()},
-            {"size", report.facts->fileSize},
-            {"audio", AudioAsJson(report.facts->audio)},
-            {"video", VideoAsJson(report.facts->video)},
-            {"findings", std::move(findings)}};
-  if (report.bare) json["plain_host"] = BarePlayAsJson(*report.bare);
-  return json;
-}
-
-void CheckCommand::WriteHtml(const Report& report) const {
+void CheckCommand::WriteHtml(const FileReport& report) const {
   if (report.facts->TagCount() == 0) throw host::HostError("there is no audio or video to report on");
   HtmlReport html{.file = report.path.string(),
                   .summary = SummaryLines(*report.facts),
@@ -235,22 +172,6 @@ void CheckCommand::WriteHtml(const Report& report) const {
   const std::string page = FormatHtml(html);
   file.Write(std::span(reinterpret_cast<const std::uint8_t*>(page.data()), page.size()));
   file.Commit();
-}
-
-void CheckCommand::Print(const Report& report, Output& output) const {
-  const auto printLines = [&](const std::vector<std::string>& lines) {
-    for (const std::string& line : lines) output.Print("{}\n", line);
-    output.Print("\n");
-  };
-  if (report.facts->isFlv) printLines(SummaryLines(*report.facts));
-  if (m_metadata && report.facts->metadata) printLines(MetadataLines(*report.facts->metadata));
-  if (report.bare) printLines(BarePlayLines(*report.bare));
-  if (report.findings.empty()) output.Print("No findings\n");
-  for (const Finding& finding : report.findings) {
-    output.Print("{:7}  {}{}\n", SeverityName(finding.severity), finding.name, Place(finding));
-    output.Print("         {}: {}\n", finding.what, finding.consequence);
-    if (!finding.remedy.empty()) output.Print("         remedy: {}\n", finding.remedy);
-  }
 }
 
 }  // namespace qbflv::cli

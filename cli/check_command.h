@@ -4,12 +4,10 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <vector>
 
-#include "cli/bare_play.h"
 #include "cli/command.h"
-#include "cli/findings.h"
+#include "cli/file_report.h"
 #include "cli/output.h"
 #include "cli/progress.h"
 #include "flv/file_facts.h"
@@ -29,41 +27,30 @@ class CheckCommand final : public Command {
   static constexpr int kHasFindings = 1;
   static constexpr int kUnreadable = 3;
 
-  enum class Verdict { kClean, kFindings, kUnreadable };
-
-  /// What is known of one file.
-  struct Report {
-    std::filesystem::path path;
-    std::shared_ptr<const flv::FileFacts> facts;
-    std::vector<Finding> findings;
-    std::optional<BarePlay> bare;
-  };
-
   std::vector<std::filesystem::path> Files() const;
-  Verdict Check(const std::filesystem::path& path, bool isAlone, Output& output);
-  Report Examine(const std::filesystem::path& path);
+  /// Returns the exit status for one file.
+  int Check(const std::filesystem::path& path, bool isAlone, Output& output);
+  FileReport Examine(const std::filesystem::path& path);
   /// Throws HostError if the file cannot be read.
   std::shared_ptr<const flv::FileFacts> Scan(const flv::ByteSource& file);
-  void WriteHtml(const Report& report) const;
+  void WriteHtml(const FileReport& report) const;
   host::SessionOptions SessionOn(const std::filesystem::path& file) const;
-  static nlohmann::ordered_json AsJson(const Report& report);
-  void Print(const Report& report, Output& output) const;
 
   std::vector<std::filesystem::path> m_paths;
   bool m_recursive = false;
-  /// Over all files: the bytes of those that are done, and of all.
   Progress m_progress{true};
+  /// Total size of the checked files, and of all files, in bytes.
   std::uint64_t m_done = 0;
   std::uint64_t m_total = 0;
   bool m_json = false;
   bool m_metadata = false;
-  /// Whether the plug-in plays the files, and which one.
+  /// True if the plug-in plays the files.
   bool m_plays = true;
   std::filesystem::path m_plugin;
-  /// The report to write; empty for none.
+  /// Path of the HTML report; empty for none.
   std::filesystem::path m_html;
-  /// The least serious findings that count.
-  Severity m_least = Severity::kNote;
+  /// Findings less serious than this are left out.
+  Severity m_minSeverity = Severity::kNote;
 };
 
 }  // namespace qbflv::cli

@@ -134,7 +134,7 @@ void PrintAsText(const host::Session& session, Output& output) {
 
 InfoCommand::InfoCommand(CLI::App& app)
     : FileCommand(app, "info", "Show the plug-in's description, the file header and each stream's header.",
-              "qbflv info --json film.flv") {
+                  "qbflv info --json film.flv") {
   AddRepairOption(Parser(), MutableOptions(), false);
   Parser().add_flag("--json", m_json, "Print one JSON object");
 }

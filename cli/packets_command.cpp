@@ -125,7 +125,7 @@ class Totals final : public PacketReport {
 
 PacketsCommand::PacketsCommand(CLI::App& app)
     : FileCommand(app, "packets", "Show every packet in the order in which the plug-in delivers it.",
-              "qbflv packets --stream 1 --limit 20 film.flv") {
+                  "qbflv packets --stream 1 --limit 20 film.flv") {
   AddRepairOption(Parser(), MutableOptions(), false);
   Parser().add_flag("--json", m_json, "Print one JSON object per line");
   Parser()

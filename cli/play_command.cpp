@@ -79,7 +79,7 @@ bool HandleKeys(const std::vector<PlayKey>& keys, PlayDelivery& delivery, Termin
 
 PlayCommand::PlayCommand(CLI::App& app)
     : FileCommand(app, "play", "Deliver the packets in real time, as a server does, and show the state.",
-              "qbflv play --speed 4 film.flv") {
+                  "qbflv play --speed 4 film.flv") {
   Parser().footer(std::string(kTimeHelp) + "\n" +
                   "Keys on a terminal:\n"
                   "  left, right   seek 10 s back or forward\n"

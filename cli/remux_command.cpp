@@ -44,7 +44,7 @@ Missing CountMissing(const PartWriter& part, const flv::FileFacts& facts) {
 
 RemuxCommand::RemuxCommand(CLI::App& app)
     : FileCommand(app, "remux", "Write the packets that the plug-in delivers to a new FLV file.",
-              "qbflv remux --start 1:00 --end 1:30 --rebase film.flv part.flv") {
+                  "qbflv remux --start 1:00 --end 1:30 --rebase film.flv part.flv") {
   Parser()
       .add_option("OUT", m_target,
                   "The file to write, or - for standard output; it is replaced when the new file is complete")

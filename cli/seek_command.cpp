@@ -55,7 +55,8 @@ void PrintHeading(Output& output, std::size_t streamCount) {
 }
 
 void PrintLine(Output& output, const host::SeekResult& result, const std::vector<FirstPacket>& firsts) {
-  output.Print("{:10}  {}  {:6}  {:6}", result.time, host::StatusHex(result.status), result.counts.reads, result.counts.seeks);
+  output.Print("{:10}  {}  {:6}  {:6}", result.time, host::StatusHex(result.status), result.counts.reads,
+               result.counts.seeks);
   for (const FirstPacket& first : firsts) {
     if (first.done) {
       output.Print("  {:>12}       ", "done");
@@ -85,7 +86,7 @@ void PrintJson(Output& output, const host::SeekResult& result, const std::vector
 
 SeekCommand::SeekCommand(CLI::App& app)
     : FileCommand(app, "seek", "Seek to each time in turn; show the file operations and each stream's first packet.",
-              "qbflv seek --after-play film.flv 0 60000 30000") {
+                  "qbflv seek --after-play film.flv 0 60000 30000") {
   Parser()
       .add_option("TIME", m_times, "The times, from the file's first tag")
       ->required()
