@@ -1,4 +1,4 @@
-// What a plain host gets of a file: the plug-in plays the file as it is, and its packets are compared with the tags.
+// Plays a file without repair, as a plain host does, and compares the packets with the file's tags.
 #include "cli/bare_play.h"
 
 #include <fmt/format.h>
@@ -18,7 +18,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// The playable tags of one stream beside the packets that come of them. Both are in the order of the file.
+/// Matches the packets of one stream with its playable tags. Both are in file order.
 class StreamTags {
  public:
   StreamTags(const flv::ByteSource& source, flv::TagType type) : m_walker(source, m_damages), m_type(type) {
@@ -29,12 +29,12 @@ class StreamTags {
 
   flv::TagType Type() const { return m_type; }
 
-  /// A packet that no tag fits is of bytes that the plug-in takes for one; it does not count.
-  void Take(std::uint32_t time, std::uint32_t size) {
-    for (std::size_t i = 0; i < kLookAhead && (i < m_ahead.size() || Pull()); ++i) {
+  /// Records the delivery of a packet. Ignores a packet that matches no tag: the plug-in took other bytes for a tag.
+  void OnPacket(std::uint32_t time, std::uint32_t size) {
+    for (std::size_t i = 0; i < kMaxLookAhead && (i < m_ahead.size() || ReadTag()); ++i) {
       const flv::Tag& tag = m_ahead[i];
       if (tag.header.time != time || tag.header.size != size) continue;
-      for (std::size_t passed = 0; passed < i; ++passed) Miss();
+      for (std::size_t skipped = 0; skipped < i; ++skipped) MarkMissing();
       m_lastDelivered = m_ahead.front();
       m_ahead.pop_front();
       ++m_delivery.delivered;
@@ -43,18 +43,18 @@ class StreamTags {
     }
   }
 
-  /// All further tags are missing.
+  /// Marks all further tags as missing.
   void Finish() {
-    while (!m_ahead.empty() || Pull()) Miss();
+    while (!m_ahead.empty() || ReadTag()) MarkMissing();
   }
 
   const std::optional<flv::Tag>& LastDelivered() const { return m_lastDelivered; }
   const std::optional<flv::Tag>& FirstMissing() const { return m_firstMissing; }
-  /// Whether a later tag was delivered.
+  /// Returns true if a tag after the first missing one was delivered.
   bool IsMissingInside() const { return m_isMissingInside; }
   std::uint32_t LastTime() const { return m_lastTime; }
 
-  /// After Finish. why: of the first missing tag.
+  /// Call after Finish. why: the reason for the first missing tag.
   StreamDelivery Result(std::string why) const {
     StreamDelivery result = m_delivery;
     result.type = m_type;
@@ -66,10 +66,11 @@ class StreamTags {
   }
 
  private:
-  /// How many missing tags in a row are seen as such while packets still come.
-  static constexpr std::size_t kLookAhead = 4096;
+  /// Maximum number of consecutive missing tags that OnPacket skips to find the packet's tag.
+  static constexpr std::size_t kMaxLookAhead = 4096;
 
-  bool Pull() {
+  /// Appends the next playable tag of the stream to m_ahead. Returns false at the end of the file.
+  bool ReadTag() {
     flv::Tag tag;
     while (m_isOpen && m_walker.Next(tag)) {
       if (!tag.header.Is(m_type) || tag.header.size == 0) continue;
@@ -82,7 +83,7 @@ class StreamTags {
     return false;
   }
 
-  void Miss() {
+  void MarkMissing() {
     if (!m_firstMissing) m_firstMissing = m_ahead.front();
     m_ahead.pop_front();
   }
@@ -99,8 +100,8 @@ class StreamTags {
   std::uint32_t m_lastTime = 0;
 };
 
-/// Of damage that the plug-in does not get past; null if delivery did not come to any.
-const flv::Damage* DamageAtTheEnd(const flv::FileFacts& facts, std::uint64_t lastDelivered) {
+/// Returns the damage at which the plug-in ended delivery, or null if there is none after the last delivered tag.
+const flv::Damage* FindFinalDamage(const flv::FileFacts& facts, std::uint64_t lastDelivered) {
   const auto stops = [&](const flv::Damage& damage) {
     const bool isBetweenTags =
         damage.kind == flv::DamageKind::kGarbage || damage.kind == flv::DamageKind::kEmbeddedHeader;
@@ -110,18 +111,18 @@ const flv::Damage* DamageAtTheEnd(const flv::FileFacts& facts, std::uint64_t las
   return found == facts.damages.Places().end() ? nullptr : &*found;
 }
 
-/// Why a stream that the plug-in plays lacks tags. all: with this one.
+/// Returns the reason why tags of a stream that the plug-in plays are missing. all: all streams, including this one.
 std::string WhyMissing(const StreamTags& stream, const std::deque<StreamTags>& all, const flv::FileFacts& facts) {
   if (!stream.FirstMissing()) return {};
-  if (stream.IsMissingInside()) return "the plug-in passes over some tags";
+  if (stream.IsMissingInside()) return "the plug-in skips some tags";
   std::uint64_t last = 0;
   for (const StreamTags& each : all) last = std::max(last, each.LastDelivered() ? each.LastDelivered()->offset : 0);
-  if (const flv::Damage* const damage = DamageAtTheEnd(facts, last)) {
+  if (const flv::Damage* const damage = FindFinalDamage(facts, last)) {
     return fmt::format("delivery ends at byte {}, where {}", damage->offset,
                        damage->kind == flv::DamageKind::kGarbage ? "bytes belong to no tag" : "another file begins");
   }
   if (stream.LastDelivered() && stream.LastDelivered()->header.time == stream.LastTime()) {
-    return "the stream ends with the first packet that has the time of its last one";
+    return "the stream ends at the first packet with the time of its last packet";
   }
   return "at the end of the file the plug-in drops packets that wait for the other stream";
 }
@@ -137,7 +138,7 @@ void PlayAll(host::Session& session, const std::vector<flv::TagType>& types, std
     ThrowIfInterrupted();
     const auto buffer = ComPtr<IQBBuffer>::Adopt(packet.GetPacketBuffer());
     StreamTags* const stream = byNumber.at(packet.GetStreamNumber());
-    if (stream != nullptr && buffer) stream->Take(packet.GetTime(), buffer->GetSize());
+    if (stream != nullptr && buffer) stream->OnPacket(packet.GetTime(), buffer->GetSize());
     return true;
   };
   session.ReadPackets({.onPacket = onPacket, .onStreamDone = [](std::uint16_t) { return true; }});
@@ -199,7 +200,7 @@ std::vector<std::string> BarePlayLines(const BarePlay& play) {
   for (const StreamDelivery& stream : play.streams) {
     std::string line = fmt::format("  {}       {} of {} packets", KindName(stream.type), stream.delivered, stream.tags);
     if (stream.Missing() > 0) {
-      line += fmt::format("; the first that is missing is at byte {}, {:.3f} s: {}", stream.missingOffset,
+      line += fmt::format("; the first missing one is at byte {}, {:.3f} s: {}", stream.missingOffset,
                           stream.missingTime / 1000.0, stream.why);
     }
     lines.push_back(std::move(line));

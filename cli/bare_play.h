@@ -1,4 +1,4 @@
-// What a plain host gets of a file: the plug-in plays the file as it is, and its packets are compared with the tags.
+// Plays a file without repair, as a plain host does, and compares the packets with the file's tags.
 #pragma once
 
 #include <cstdint>
@@ -12,14 +12,14 @@
 
 namespace qbflv::cli {
 
-/// Of one stream that the file has.
+/// The delivery of one stream that is present in the file.
 struct StreamDelivery {
   flv::TagType type = flv::TagType::kAudio;
-  /// Playable tags, and those of them that came as packets.
+  /// Number of playable tags, and number of those that were delivered as packets.
   std::uint64_t tags = 0;
   std::uint64_t delivered = 0;
-  /// Of the first tag that did not: bytes into the file, its timestamp in ms, and why it did not. The text is empty if
-  /// every tag came.
+  /// File offset and timestamp (ms) of the first tag that was not delivered, and the reason. The reason is empty if
+  /// every tag was delivered.
   std::uint64_t missingOffset = 0;
   std::uint32_t missingTime = 0;
   std::string why;
@@ -28,9 +28,9 @@ struct StreamDelivery {
 };
 
 struct BarePlay {
-  /// Why there are no packets at all; otherwise empty.
+  /// The reason why the file does not play at all; otherwise empty.
   std::string failure;
-  /// Reads of the file before the first packet is asked for.
+  /// Number of reads before the first packet request.
   std::uint64_t openingReads = 0;
   std::vector<StreamDelivery> streams;
   /// Seeks to the middle and to the end, each the first request after the headers. Empty if opening failed.
@@ -40,11 +40,11 @@ struct BarePlay {
   std::uint64_t Missing() const;
 };
 
-/// Plays the file to its end, and seeks in it. options: without a view. facts: of the same file. Throws HostError if
-/// the file or the plug-in cannot be opened, and Interrupted.
+/// Plays the file to its end, then seeks in it. options: view must be null. facts: the facts of the same file. Throws
+/// HostError if the file cannot be opened, and Interrupted.
 BarePlay PlayBare(const host::SessionOptions& options, const flv::FileFacts& facts);
 
-/// Lines without their ends.
+/// Returns lines without their ends; the first is a heading.
 std::vector<std::string> BarePlayLines(const BarePlay& play);
 nlohmann::ordered_json BarePlayAsJson(const BarePlay& play);
 

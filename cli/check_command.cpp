@@ -1,4 +1,4 @@
-// `qbflv check`: what is in FLV files, and what is wrong with them.
+// `qbflv check`: shows the content and the faults of FLV files.
 #include "cli/check_command.h"
 
 #include <fmt/format.h>
@@ -61,10 +61,10 @@ CheckCommand::CheckCommand(CLI::App& app)
   Parser().parse_complete_callback([this] {
     if (!m_html.empty() && m_paths.size() != 1) throw CLI::ValidationError("--html", "takes one FILE");
   });
-  Parser().add_flag("--json", m_json, "Print one JSON object a file, each on a line");
+  Parser().add_flag("--json", m_json, "Print one JSON object per file, each on one line");
   Parser().footer(
       "Exit status: 0 no findings, 1 findings, 2 wrong usage, 3 a file cannot be read.\n"
-      "Of several files each gets one line.\n\nExample:\n  qbflv check -r --only warning films");
+      "With several files, the command prints one line per file.\n\nExample:\n  qbflv check -r --only warning films");
 }
 
 std::vector<std::filesystem::path> CheckCommand::Files() const {

@@ -1,4 +1,4 @@
-// `qbflv check`: what is in FLV files, and what is wrong with them.
+// `qbflv check`: shows the content and the faults of FLV files.
 #pragma once
 
 #include <CLI/CLI.hpp>

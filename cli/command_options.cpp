@@ -1,4 +1,4 @@
-// The options of every command: the file and the behaviour of the host.
+// The options of every command that reads one file: the file, and the behaviour of the host.
 #include "cli/command_options.h"
 
 #include <fmt/format.h>
@@ -75,7 +75,7 @@ void AddCommandOptions(CLI::App& parser, CommandOptions& options) {
       ->group(kHostGroup);
   parser
       .add_flag("--watch", options.watch,
-                "Check the calls between host and plug-in; reports on standard error or in QBFLVPLUS_WATCH_LOG")
+                "Check the calls between host and plug-in; report to standard error or to QBFLVPLUS_WATCH_LOG")
       ->group(kHostGroup);
   parser.add_option("--url", options.url, "The URL of the request (default: the URL of the file)")
       ->type_name("URL")
@@ -117,7 +117,7 @@ void AddRepairOption(CLI::App& parser, CommandOptions& options, bool byDefault) 
         "--raw", [&] { options.repair = false; }, "Let the plug-in read FILE as it is, unrepaired");
   } else {
     parser.add_flag("--repair", options.repair,
-                    "Let the plug-in read FILE as a well-formed file; FILE does not change");
+                    "Let the plug-in read FILE as a well-formed file; does not change FILE");
   }
 }
 
@@ -126,7 +126,7 @@ host::SessionOptions MakeSessionOptions(const CommandOptions& options, host::Blo
   host::SessionOptions session;
   session.plugin = options.plugin.empty() ? FindPlugin() : options.plugin;
   if (options.watch) {
-    // The layer loads the library that this variable names.
+    // The watch layer loads the library that this variable names.
     SetEnvironment("QBFLVPLUS_LIBRARY", session.plugin);
     session.plugin = FindWatchLayer();
   }

@@ -1,4 +1,4 @@
-// The options of every command: the file and the behaviour of the host.
+// The options of every command that reads one file: the file, and the behaviour of the host.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -14,23 +14,23 @@ namespace qbflv::cli {
 
 struct CommandOptions {
   std::filesystem::path file;
-  /// Empty: the command searches for it.
+  /// If empty, the command searches for the plug-in.
   std::filesystem::path plugin;
-  /// Load the plug-in through the layer that reports the host's mistakes.
+  /// Loads the plug-in through the watch layer, which reports mistakes of the host.
   bool watch = false;
-  /// Empty: the URL of the file.
+  /// If empty, the URL of the file is used.
   std::string url;
   std::vector<std::string> headers;
   std::vector<std::string> preferences;
   host::FileOptions fileOptions;
-  /// Whether the plug-in reads the repaired view of the file, and how that is made.
+  /// If true, the plug-in reads the repaired view of the file, made with these options.
   bool repair = false;
   flv::ViewOptions view;
 };
 
 void AddCommandOptions(CLI::App& parser, CommandOptions& options);
 
-/// Lets the user choose between the repaired view and the bare file. byDefault: whether the view is the default.
+/// Adds --raw if byDefault is true, else --repair: the choice between the bare file and the repaired view.
 void AddRepairOption(CLI::App& parser, CommandOptions& options, bool byDefault);
 
 /// Accepts a number from 0 to max in decimal digits: no sign and no fraction.

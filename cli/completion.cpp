@@ -23,7 +23,7 @@ Words CommandNames(const CLI::App& app) {
   return names;
 }
 
-/// The options with a long name, or the positional arguments.
+/// Returns the positional arguments, or else the options with a long name.
 std::vector<const CLI::Option*> Options(const CLI::App& parser, bool positional) {
   return parser.get_options(
       [positional](const CLI::Option* option) { return option->get_lnames().empty() == positional; });
@@ -45,7 +45,7 @@ bool TakesFile(const CLI::Option& option) {
   return option.get_lnames().empty() ? option.get_type_name().empty() : option.get_type_name() == "PATH";
 }
 
-/// The words that the option accepts, separated by spaces; empty if it accepts others.
+/// Returns the words that the option accepts, separated by spaces, or an empty text if it accepts other values.
 std::string Choices(const CLI::Option& option) {
   std::string words = option.get_type_name();
   if (words.find('|') == std::string::npos) return {};
@@ -55,7 +55,7 @@ std::string Choices(const CLI::Option& option) {
   return words;
 }
 
-/// Puts a backslash before each of the characters.
+/// Puts a backslash before each occurrence of the characters.
 std::string Escaped(std::string_view text, std::string_view characters) {
   std::string escaped;
   for (const char character : text) {
@@ -65,7 +65,7 @@ std::string Escaped(std::string_view text, std::string_view characters) {
   return escaped;
 }
 
-/// For zsh: a text inside single quotes, in an argument description where colons and brackets have a meaning.
+/// Escapes a text for an argument description of zsh: it is in single quotes, and colons and brackets are special.
 std::string ZshText(std::string_view text) {
   std::string quoted;
   for (const char character : Escaped(text, "\\:[]")) quoted += character == '\'' ? "'\\''" : std::string(1, character);

@@ -8,8 +8,8 @@
 
 namespace qbflv::cli {
 
-/// Each returns the script for one shell. Type names of options determine the values: "a|b" lists them, PATH and
-/// arguments in upper case without a type stand for files.
+/// Each function returns the script for one shell. An option's type name determines the completed values: "a|b" lists
+/// the values, PATH means a file. A positional argument without a type name is a file.
 std::string BashCompletion(const CLI::App& app);
 std::string ZshCompletion(const CLI::App& app);
 std::string FishCompletion(const CLI::App& app);

@@ -1,4 +1,4 @@
-// What is in an FLV file, as text and as JSON.
+// The content of an FLV file, as text and as JSON.
 #include "cli/file_summary.h"
 
 #include <fmt/format.h>
@@ -16,7 +16,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// Numbers and names of the published FLV format.
+/// Names of the sound formats and video codecs, indexed by their numbers in the published FLV format.
 constexpr const char* kSoundNames[] = {"PCM",
                                        "ADPCM",
                                        "MP3",
@@ -61,7 +61,7 @@ std::string VideoCodec(const flv::VideoFacts& video) {
   return video.codec < std::size(kCodecNames) ? kCodecNames[video.codec] : fmt::format("codec {}", video.codec);
 }
 
-/// Empty where it is unknown.
+/// Returns an empty text for a codec other than H.264.
 std::string ProfileName(const flv::VideoFacts& video) {
   constexpr std::pair<int, const char*> kProfiles[] = {{66, "Baseline"},   {77, "Main"},     {88, "Extended"},
                                                        {100, "High"},      {110, "High 10"}, {122, "High 4:2:2"},
@@ -81,20 +81,20 @@ int Channels(const flv::AudioFacts& audio) {
   return audio.aac && audio.aac->channels > 0 ? audio.aac->channels : audio.channels;
 }
 
-std::string Common(const flv::StreamFacts& stream) {
+std::string RateAndLength(const flv::StreamFacts& stream) {
   return fmt::format("{:.0f} kb/s, {} s, {} packets", stream.BitRate() / 1000, stream.Duration() / 1000.0, stream.tags);
 }
 
 std::string AudioLine(const flv::AudioFacts& audio) {
   return fmt::format("Audio       {}, {} Hz, {}, {}", AudioCodec(audio), SampleRate(audio),
-                     Channels(audio) == 1 ? "mono" : fmt::format("{} channels", Channels(audio)), Common(audio));
+                     Channels(audio) == 1 ? "mono" : fmt::format("{} channels", Channels(audio)), RateAndLength(audio));
 }
 
 std::string VideoLine(const flv::VideoFacts& video) {
   std::string line = "Video       " + VideoCodec(video);
   if (video.avc) line += fmt::format(" {} {:.1f}", ProfileName(video), video.avc->level / 10.0);
   if (video.size.IsKnown()) line += fmt::format(", {}x{}", video.size.width, video.size.height);
-  return line + fmt::format(", {:.4g} frames/s, {}", video.FrameRate(), Common(video));
+  return line + fmt::format(", {:.4g} frames/s, {}", video.FrameRate(), RateAndLength(video));
 }
 
 std::string KeyFrameLine(const flv::VideoFacts& video) {

@@ -1,4 +1,4 @@
-// What is in an FLV file, as text and as JSON.
+// The content of an FLV file, as text and as JSON.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -9,13 +9,13 @@
 
 namespace qbflv::cli {
 
-/// Lines without their ends: the file's length, each stream, and the key frames.
+/// Returns lines without their ends: the file's length, each stream, and the key frames.
 std::vector<std::string> SummaryLines(const flv::FileFacts& facts);
 
-/// The metadata as an indented tree, the list of key frames as its length.
+/// Returns the metadata as an indented tree, with only the length of the key-frame list.
 std::vector<std::string> MetadataLines(const flv::OwnMetadata& metadata);
 
-/// Of a stream that is absent, null. README.md lists the fields.
+/// Both return null for an absent stream. README.md lists the fields.
 nlohmann::ordered_json AudioAsJson(const flv::AudioFacts& audio);
 nlohmann::ordered_json VideoAsJson(const flv::VideoFacts& video);
 

@@ -1,4 +1,4 @@
-// What is wrong with an FLV file, and what that means for those who play it.
+// The faults of an FLV file, with their consequences and remedies.
 #include "cli/findings.h"
 
 #include <fmt/format.h>
@@ -19,7 +19,7 @@ constexpr std::string_view kRemux = "qbflv remux FILE OUT";
 constexpr std::string_view kRetime = "qbflv remux --retime FILE OUT";
 constexpr std::string_view kRebase = "qbflv remux --rebase FILE OUT";
 
-/// What every damage of a kind has in common. text: {0} stands for the sum of the amounts, {1} for their number.
+/// The finding for one kind of damage. In text, {0} is the sum of the amounts and {1} their number.
 struct DamageText {
   const char* text;
   std::string_view name;
@@ -31,49 +31,49 @@ struct DamageText {
 
 // In the order of flv::DamageKind.
 constexpr DamageText kDamageTexts[] = {
-    {"{0} bytes belong to no tag", "garbage", "packets behind the first of them may be lost", kRemux,
+    {"{0} bytes belong to no tag", "garbage", "packets after the first of them may be lost", kRemux,
      flv::DamageKind::kGarbage, Severity::kError},
     {"the file ends inside a tag", "truncated-tag", "the last tag cannot be played, and the durations are guessed",
      kRemux, flv::DamageKind::kTruncatedTag, Severity::kWarning},
     {"the file ends before the size of its last tag is complete", "truncated-size", "the durations are guessed", kRemux,
      flv::DamageKind::kTruncatedSizeField, Severity::kNote},
     {"{1} previous-tag sizes are wrong", "wrong-size",
-     "the way back from the end of the file leads astray: durations may be wrong", kRemux,
+     "the plug-in cannot find the last tags from the end of the file: durations may be wrong", kRemux,
      flv::DamageKind::kWrongSizeField, Severity::kWarning},
-    {"{1} file headers stand between tags: recordings were joined as bytes", "joined-files",
+    {"{1} file headers are between tags: recordings were concatenated byte by byte", "joined-files",
      "delivery ends at the first of them", kRetime, flv::DamageKind::kEmbeddedHeader, Severity::kError},
     {"{1} audio or video tags have no body", "empty-tag",
-     "among the first tags of the file, one of them prevents playing", kRemux, flv::DamageKind::kEmptyTag,
+     "one of them among the first tags of the file prevents playing", kRemux, flv::DamageKind::kEmptyTag,
      Severity::kWarning},
     {"{1} tags are neither audio, video nor script data", "unknown-tag",
-     "among the first tags of the file, one of them prevents playing", kRemux, flv::DamageKind::kUnknownTag,
+     "one of them among the first tags of the file prevents playing", kRemux, flv::DamageKind::kUnknownTag,
      Severity::kWarning},
-    {"{1} tags are encrypted", "encrypted-tag", "players show nothing of them", "", flv::DamageKind::kEncryptedTag,
+    {"{1} tags are encrypted", "encrypted-tag", "players cannot decode them", "", flv::DamageKind::kEncryptedTag,
      Severity::kError},
-    {"the metadata cannot be decoded to its end", "broken-metadata", "the file has no file header, so it does not play",
-     kRemux, flv::DamageKind::kBrokenScript, Severity::kError},
+    {"the metadata cannot be decoded to its end", "broken-metadata",
+     "the plug-in makes no file header: it does not play", kRemux, flv::DamageKind::kBrokenScript, Severity::kError},
     {"timestamps jump back {1} times", "time-jumps-back", "seeks go to the wrong place, and players stall or skip",
      kRetime, flv::DamageKind::kTimeBack, Severity::kWarning},
     {"timestamps leap ahead {1} times", "time-leaps-ahead", "players wait as long as the leap", kRetime,
      flv::DamageKind::kTimeLeap, Severity::kWarning},
     {"a codec configuration differs from the one before, {1} times", "configuration-changes",
-     "players that set up their decoder once cannot go on", "", flv::DamageKind::kConfigurationChanged,
+     "players that configure their decoder only once stop decoding", "", flv::DamageKind::kConfigurationChanged,
      Severity::kNote},
-    {"frames stand in front of their codec's configuration", "late-configuration", "they cannot be decoded", "",
+    {"frames precede their codec configuration", "late-configuration", "they cannot be decoded", "",
      flv::DamageKind::kMissingConfiguration, Severity::kWarning},
-    {"the file header says that the tags begin at {0}, and there is none", "wrong-data-offset",
+    {"the file header says that the tags begin at byte {0}, but no tag is there", "wrong-data-offset",
      "the file does not play", kRemux, flv::DamageKind::kHeaderOffset, Severity::kError},
 };
 static_assert(std::size(kDamageTexts) == flv::kDamageKinds);
 
-/// The plug-in measures an audio rate over more than this, in ms.
+/// The plug-in measures an audio bit rate only if there is more audio than this, in ms.
 constexpr std::uint32_t kMeasuredAudio = 5000;
-/// Beyond this, in ms and packets, the merge sorter no longer waits for the other stream.
+/// Limits, in ms and packets, beyond which the merge sorter no longer waits for the other stream.
 constexpr std::uint32_t kSorterTimespan = 10'000;
 constexpr std::uint32_t kSorterPackets = 1000;
-constexpr std::uint64_t kLargestFile = 0xFFFFFFFF;
+constexpr std::uint64_t kMaxFileSize = 0xFFFFFFFF;
 
-/// Sound formats and video codecs that RTMP players commonly decode; numbers of the published FLV format.
+/// Sound formats and video codecs that RTMP players commonly decode, by their numbers in the published FLV format.
 constexpr std::array<std::uint8_t, 10> kKnownSounds = {0, 1, 2, 3, 4, 5, 6, flv::kSoundAac, 11, 14};
 constexpr std::array<std::uint8_t, 6> kKnownCodecs = {flv::kCodecSorenson, flv::kCodecScreen,  flv::kCodecVp6,
                                                       flv::kCodecVp6Alpha, flv::kCodecScreen2, flv::kCodecAvc};
@@ -87,7 +87,7 @@ class Examination {
       Add("not-flv", Severity::kError, "not an FLV file: its header is incomplete", "no host opens it", "");
       return std::move(m_findings);
     }
-    TakeDamage();
+    AddDamage();
     ExamineStreams();
     ExamineCodecs(m_facts.audio, m_facts.audio.format == flv::kSoundAac, "audio");
     ExamineCodecs(m_facts.video, m_facts.video.codec == flv::kCodecAvc, "video");
@@ -107,7 +107,7 @@ class Examination {
     m_findings.push_back({name, severity, std::move(what), consequence, remedy, offset, time});
   }
 
-  void TakeDamage() {
+  void AddDamage() {
     for (const DamageText& text : kDamageTexts) {
       const flv::DamageList::Total& total = m_facts.damages.Of(text.kind);
       if (total.count == 0) continue;
@@ -116,7 +116,7 @@ class Examination {
           text.remedy, first->offset, first->time);
       m_findings.back().count = total.count;
     }
-    if (m_facts.fileSize > kLargestFile) {
+    if (m_facts.fileSize > kMaxFileSize) {
       Add("large-file", Severity::kError, "the file has 4 GiB or more", "a plain host does not open it", kRemux);
     }
   }
@@ -129,8 +129,8 @@ class Examination {
     const auto compare = [&](const flv::StreamFacts& stream, std::uint8_t flag, std::string_view kind) {
       const bool isAnnounced = (m_facts.flags & flag) != 0;
       if (isAnnounced && !stream.IsPresent()) {
-        Add("absent-stream", Severity::kError, fmt::format("the file header announces {}, and there is none", kind),
-            "packets of the other stream wait for it, and some come late or not at all", kRemux, 0);
+        Add("absent-stream", Severity::kError, fmt::format("the file header announces {}, but there is none", kind),
+            "packets of the other stream wait for it; some are delivered late or not at all", kRemux, 0);
       }
       if (!isAnnounced && stream.IsPresent()) {
         Add("hidden-stream", Severity::kError, fmt::format("the file header does not announce the {}", kind),
@@ -139,14 +139,14 @@ class Examination {
     };
     compare(m_facts.audio, flv::kAnnouncesAudio, "audio");
     compare(m_facts.video, flv::kAnnouncesVideo, "video");
-    if (Jumps()) return;  // what follows from that is not told again
+    if (HasTimeJumps()) return;  // a jump explains loose interleaving
     for (const flv::StreamFacts* const stream :
          {static_cast<const flv::StreamFacts*>(&m_facts.audio), static_cast<const flv::StreamFacts*>(&m_facts.video)}) {
       if (stream->maxTimeAhead <= kSorterTimespan && stream->maxTagsAhead <= kSorterPackets) continue;
       Add("loose-interleaving", Severity::kWarning,
           fmt::format("{} runs ahead of the other stream by up to {} ms and {} tags in a row",
                       stream == &m_facts.audio ? "audio" : "video", stream->maxTimeAhead, stream->maxTagsAhead),
-          "packets come out of time order", "preference FLVMergeSorterMaxTimespan, up to the memory that this takes");
+          "packets are delivered out of time order", "a larger preference FLVMergeSorterMaxTimespan; it takes memory");
     }
   }
 
@@ -161,7 +161,7 @@ class Examination {
                              ? std::ranges::count(kKnownSounds, m_facts.audio.format) > 0
                              : m_facts.video.fourCc == 0 && std::ranges::count(kKnownCodecs, m_facts.video.codec) > 0;
     if (isKnown) return;
-    Add("unusual-codec", Severity::kWarning, fmt::format("the {} has a codec that few RTMP players know", kind),
+    Add("unusual-codec", Severity::kWarning, fmt::format("the {} codec is one that few RTMP players support", kind),
         "those players do not play that stream", "", stream.firstOffset, stream.firstTime);
   }
 
@@ -169,18 +169,18 @@ class Examination {
     const flv::VideoFacts& video = m_facts.video;
     if (video.frames == 0 || video.startsWithKeyFrame) return;
     Add("no-first-key-frame", Severity::kWarning, "the video does not begin with a key frame",
-        "players show nothing, or artefacts, up to the first one", "", video.firstOffset, video.firstTime);
+        "players show nothing, or artefacts, before the first key frame", "", video.firstOffset, video.firstTime);
   }
 
   void ExamineTimes() {
     const std::uint32_t first = m_facts.FirstFrameTime();
     if (first <= 1000) return;
     Add("late-start", Severity::kNote, fmt::format("timestamps begin at {} ms", first),
-        "players that count from 0 wait, or show another position", kRebase, std::nullopt, first);
+        "players that count from 0 wait, or show a wrong position", kRebase, std::nullopt, first);
   }
 
-  /// Returns true if timestamps of frames jump, so that times of different parts cannot be compared.
-  bool Jumps() const {
+  /// Returns true if timestamps of frames jump. Times before and after a jump cannot be compared.
+  bool HasTimeJumps() const {
     const flv::DamageList& damages = m_facts.damages;
     return damages.Of(flv::DamageKind::kTimeBack).count + damages.Of(flv::DamageKind::kTimeLeap).count > 0;
   }
@@ -192,22 +192,22 @@ class Examination {
 
   void ReportMissingMetadata() {
     Add("no-metadata", Severity::kWarning, "there is no metadata",
-        "headers lack what cannot be measured, and every first seek scans the file", kRemux);
-    ExamineWhatOpeningCosts();
+        "headers contain only measured values, and every first seek scans the file", kRemux);
+    ExamineOpening();
   }
 
-  /// Where the scan for the headers does not find what it looks for, it goes on to the end of the file.
-  void ExamineWhatOpeningCosts() {
+  /// The header scan continues to the end of the file until it has found all that the headers need.
+  void ExamineOpening() {
     const flv::VideoFacts& video = m_facts.video;
-    const bool isVideoTold = Metadata("width") != nullptr && Metadata("height") != nullptr;
-    if (video.frames > 0 && video.codec == flv::kCodecAvc && !isVideoTold) {
-      Add("no-picture-size", Severity::kWarning, "the metadata does not tell the picture size of the H.264 video",
-          "opening reads the whole file, twice for each tag", kRemux);
+    const bool hasPictureSize = Metadata("width") != nullptr && Metadata("height") != nullptr;
+    if (video.frames > 0 && video.codec == flv::kCodecAvc && !hasPictureSize) {
+      Add("no-picture-size", Severity::kWarning, "the metadata lacks the picture size of the H.264 video",
+          "opening reads the whole file, with two reads per tag", kRemux);
       m_findings.back().what += fmt::format("; opening takes about {} reads", 2 * m_facts.TagCount());
     }
     const flv::AudioFacts& audio = m_facts.audio;
     if (audio.frames > 0 && audio.Duration() <= kMeasuredAudio && Metadata("audiodatarate") == nullptr) {
-      Add("short-audio", Severity::kError, "there is too little audio to measure its rate, and no metadata tells it",
+      Add("short-audio", Severity::kError, "there is too little audio to measure its bit rate, and no metadata has it",
           "the audio gets no stream header, so a host cannot play it", kRemux, audio.firstOffset, audio.firstTime);
     }
   }
@@ -216,10 +216,10 @@ class Examination {
                      std::string_view consequence) {
     const flv::AmfValue* const value = Metadata(field);
     if (value == nullptr || measured <= 0) return;
-    // 0 stands for "unknown" in files of recorders that never came back to fill it in.
+    // A recorder that was interrupted leaves 0, which means "unknown".
     if (value->Number() != 0 && std::abs(value->Number() - measured) <= tolerance) return;
     Add(name, Severity::kWarning,
-        fmt::format("{} is {:g} in the metadata, and {:g} measured", field, value->Number(), measured), consequence,
+        fmt::format("{} is {:g} in the metadata, but {:g} as measured", field, value->Number(), measured), consequence,
         kRemux, m_facts.metadata->offset);
   }
 
@@ -229,8 +229,8 @@ class Examination {
     const double length = static_cast<double>(milliseconds) / 1000;
     CompareNumber("duration", length, std::max(1.0, length / 50), "wrong-duration",
                   "players show a wrong length, and seeks near the end may fail");
-    ExamineWhatOpeningCosts();
-    if (Jumps()) return;
+    ExamineOpening();
+    if (HasTimeJumps()) return;
     const auto rate = [&](std::string_view field, const flv::StreamFacts& stream) {
       const double measured = std::round(stream.BitRate() / kPerKilobit);
       CompareNumber(field, measured, std::max(8.0, measured / 2), "wrong-rate",
@@ -248,15 +248,14 @@ class Examination {
       const bool isClaimed =
           claim != nullptr && claim->GetType() == flv::AmfValue::Type::kBoolean && claim->Number() != 0;
       Add(isClaimed ? "claimed-key-frame-list" : "no-key-frame-list", isClaimed ? Severity::kWarning : Severity::kNote,
-          isClaimed ? "the metadata says that it has a key-frame list, and has none"
-                    : "there is no key-frame list",
+          isClaimed ? "the metadata claims a key-frame list, but has none" : "there is no key-frame list",
           "every first seek scans the file up to its target", kRemux, metadata.offset);
       return;
     }
     const std::size_t wrong = WrongKeyPositions(metadata);
     if (wrong == 0 && metadata.keyTimes.size() == metadata.keyPositions.size()) return;
     Add("wrong-key-frame-list", Severity::kWarning,
-        fmt::format("{} of {} positions in the key-frame list lead to none", wrong, metadata.keyPositions.size()),
+        fmt::format("{} of {} positions in the key-frame list are wrong", wrong, metadata.keyPositions.size()),
         "seeks find no packets, or begin with frames that cannot be decoded", kRemux, metadata.offset);
   }
 

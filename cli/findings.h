@@ -1,4 +1,4 @@
-// What is wrong with an FLV file, and what that means for those who play it.
+// The faults of an FLV file, with their consequences and remedies.
 #pragma once
 
 #include <cstdint>
@@ -11,35 +11,34 @@
 
 namespace qbflv::cli {
 
-/// The most serious first.
+/// In order of decreasing severity.
 enum class Severity : std::uint8_t {
   kError,    ///< A plain host loses packets or cannot open the file.
   kWarning,  ///< The file plays, but slowly, with wrong headers or with artefacts.
-  kNote,     ///< Worth knowing; nobody need notice.
+  kNote,     ///< The file plays without visible faults.
 };
 
 std::string_view SeverityName(Severity severity);
 
 struct Finding {
-  /// Stable, such as "empty-tag".
+  /// A stable identifier, such as "empty-tag".
   std::string_view name;
   Severity severity = Severity::kNote;
-  /// What was found, as a sentence without its full stop.
+  /// The fault, as a sentence without its full stop.
   std::string what;
   std::string_view consequence;
-  /// Empty where there is none.
+  /// Empty if there is no remedy.
   std::string_view remedy;
-  /// Of the first place, where there is one: bytes into the file, and the timestamp there in ms.
+  /// File offset and timestamp (ms) of the first occurrence, if it has a place.
   std::optional<std::uint64_t> offset;
   std::optional<std::uint32_t> time;
   std::uint64_t count = 1;
 };
 
-/// The name of the finding of that damage.
+/// Returns the name of the finding that reports this kind of damage.
 std::string_view NameOf(flv::DamageKind kind);
 
-/// The most serious first, and then in the order of the file.
-/// Of something else than an FLV file there is one finding.
+/// Returns the findings, ordered by severity, then by file offset. A file that is not an FLV file has one finding.
 std::vector<Finding> FindFaults(const flv::FileFacts& facts);
 
 }  // namespace qbflv::cli

@@ -13,13 +13,13 @@
 
 namespace qbflv::cli {
 
-/// Tags come first: the file header, and the metadata with the list of key frames, are written into the room in front
-/// of them when all tags are known. All functions throw HostError. Without Commit, the target does not change.
+/// Writes the tags first and reserves space before them. Commit writes the file header and the metadata, with its list
+/// of key frames, into that space. All functions throw HostError. Without Commit, the target does not change.
 class FlvWriter {
  public:
-  /// target: as for TemporaryFile. facts: of the file that is rewritten, where the metadata comes from; must outlive
-  /// this. mostKeyFrames: how many the list holds at most; 0 for no list.
-  FlvWriter(const std::filesystem::path& target, const flv::FileFacts& facts, std::size_t mostKeyFrames);
+  /// target: as for TemporaryFile. facts: the facts of the source file, whose metadata is copied; must outlive this.
+  /// maxKeyFrames: maximum length of the list of key frames; 0 for no list.
+  FlvWriter(const std::filesystem::path& target, const flv::FileFacts& facts, std::size_t maxKeyFrames);
 
   /// time: ms, all 32 bits. body: at most 2^24 - 1 bytes.
   void WriteTag(flv::TagType type, std::uint32_t time, std::span<const std::uint8_t> body);
@@ -32,7 +32,7 @@ class FlvWriter {
  private:
   /// A key frame or codec configuration that was written.
   struct KeyTag {
-    /// Of the tag header, in bytes from the first tag's.
+    /// Offset of the tag, in bytes from the first tag.
     std::uint64_t offset;
     std::uint32_t time;
   };
@@ -44,15 +44,15 @@ class FlvWriter {
   void Flush();
 
   const flv::FileFacts& m_facts;
-  const std::size_t m_mostKeyFrames;
+  const std::size_t m_maxKeyFrames;
   TemporaryFile m_file;
   /// Bytes not yet written to the file.
   std::vector<std::uint8_t> m_pending;
-  /// Bytes in front of the tags.
-  std::uint64_t m_headRoom = 0;
+  /// Number of bytes reserved before the tags.
+  std::uint64_t m_reserved = 0;
   std::uint64_t m_size = 0;
   std::vector<KeyTag> m_keys;
-  /// Of the tags with their headers.
+  /// Total size of the tags with their headers, in bytes.
   std::uint64_t m_audioSize = 0;
   std::uint64_t m_videoSize = 0;
   std::optional<std::uint32_t> m_firstTime;

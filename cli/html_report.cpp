@@ -1,4 +1,4 @@
-// The report of `qbflv check --html`: one page that needs nothing else.
+// The report of `qbflv check --html`: one self-contained page.
 #include "cli/html_report.h"
 
 #include <fmt/format.h>
@@ -16,7 +16,7 @@ namespace qbflv::cli {
 
 namespace {
 
-// Plots are stretched to the page's width, so that their texts, which stand beside them, keep their size on a phone.
+// The page stretches plots to its width. Their labels are outside the SVG, so that they keep their size on a phone.
 constexpr double kWidth = 1000;
 constexpr double kHeight = 200;
 
@@ -79,7 +79,7 @@ std::string Escaped(std::string_view text) {
 }
 
 struct Point {
-  /// From 0 to 1: along the time, and up from the bottom.
+  /// Position in the plot, from 0 to 1; y points upwards.
   double x;
   double y;
 };
@@ -100,7 +100,7 @@ std::string Path(const Curve& curve) {
 
 struct Plot {
   std::string title;
-  /// Of the vertical axis, from the top down, at equal distances.
+  /// Labels of the vertical axis, from top to bottom, at equal distances.
   std::vector<std::string> levels;
   std::vector<Curve> curves;
 };
@@ -132,7 +132,7 @@ std::string Format(const Plot& plot, const TimeLine& line) {
                      PlayTimeText(line.length / 2), PlayTimeText(line.length));
 }
 
-/// The least of 1, 2, 5, 10, 20 … that is not below.
+/// Returns the smallest of 1, 2, 5, 10, 20 … that is not less than the value.
 double RoundUp(double value) {
   if (value <= 0) return 1;
   const double decade = std::pow(10, std::floor(std::log10(value)));
@@ -142,22 +142,23 @@ double RoundUp(double value) {
   return 10 * decade;
 }
 
-/// A step for each part of the time line. value: of a part; to be shown from least to most.
-Curve Steps(const char* name, const char* style, const TimeLine& line, double least, double most,
+/// Returns a curve with one step for each part of the time line. The vertical axis extends from min to max.
+Curve Steps(const char* name, const char* style, const TimeLine& line, double min, double max,
             const std::function<double(const TimeLine::Part&)>& value) {
   Curve curve{name, style, {}};
   const double whole = std::max(1U, line.length);
   for (std::size_t i = 0; i < line.parts.size(); ++i) {
-    const double y = (value(line.parts[i]) - least) / (most - least);
+    const double y = (value(line.parts[i]) - min) / (max - min);
     for (const double x : {line.Begin(i) / whole, line.End(i) / whole}) curve.points.push_back({x, y});
   }
   return curve;
 }
 
-double Most(const TimeLine& line, const std::function<double(const TimeLine::Part&)>& value) {
-  double most = 0;
-  for (const TimeLine::Part& part : line.parts) most = std::max(most, std::abs(value(part)));
-  return most;
+/// Returns the greatest absolute value of all parts.
+double Max(const TimeLine& line, const std::function<double(const TimeLine::Part&)>& value) {
+  double max = 0;
+  for (const TimeLine::Part& part : line.parts) max = std::max(max, std::abs(value(part)));
+  return max;
 }
 
 Plot BitRates(const TimeLine& line) {
@@ -167,38 +168,39 @@ Plot BitRates(const TimeLine& line) {
   };
   const auto audio = [=](const TimeLine::Part& part) { return rate(part, part.audioBytes); };
   const auto video = [=](const TimeLine::Part& part) { return rate(part, part.videoBytes); };
-  const double most = RoundUp(std::max(Most(line, audio), Most(line, video)));
+  const double max = RoundUp(std::max(Max(line, audio), Max(line, video)));
   return {"Bit rate",
-          {fmt::format("{:g} kb/s", most), fmt::format("{:g}", most / 2), "0"},
-          {Steps("audio", "two", line, 0, most, audio), Steps("video", "one", line, 0, most, video)}};
+          {fmt::format("{:g} kb/s", max), fmt::format("{:g}", max / 2), "0"},
+          {Steps("audio", "two", line, 0, max, audio), Steps("video", "one", line, 0, max, video)}};
 }
 
 Plot KeyIntervals(const TimeLine& line) {
   const auto interval = [](const TimeLine::Part& part) { return part.keyInterval / 1000.0; };
-  const double most = RoundUp(Most(line, interval));
+  const double max = RoundUp(Max(line, interval));
   return {"Interval between key frames",
-          {fmt::format("{:g} s", most), fmt::format("{:g}", most / 2), "0"},
-          {Steps("", "one", line, 0, most, interval)}};
+          {fmt::format("{:g} s", max), fmt::format("{:g}", max / 2), "0"},
+          {Steps("", "one", line, 0, max, interval)}};
 }
 
-Plot Distances(const TimeLine& line) {
+Plot Interleaving(const TimeLine& line) {
   const auto ahead = [](const TimeLine::Part& part) { return part.audioAhead / 1000.0; };
-  const double most = RoundUp(Most(line, ahead));
-  return {"Distance between the streams in the order of the file: audio ahead (above) or behind (below)",
-          {fmt::format("{:g} s", most), "0", fmt::format("−{:g} s", most)},
-          {Steps("", "one", line, -most, most, ahead)}};
+  const double max = RoundUp(Max(line, ahead));
+  return {"Interleaving of the streams in the file: audio ahead of video (above 0) or behind it (below 0)",
+          {fmt::format("{:g} s", max), "0", fmt::format("−{:g} s", max)},
+          {Steps("", "one", line, -max, max, ahead)}};
 }
 
-/// The vertical axis is logarithmic: repaired files cost a handful of reads, others up to two for each tag.
+/// The vertical axis is logarithmic: a seek takes a few reads in a repaired file, and up to two reads per tag
+/// otherwise.
 Plot SeekCosts(const HtmlReport& report) {
-  std::uint64_t most = 10;
+  std::uint64_t max = 10;
   bool isBareKnown = false;
   for (const SeekCost& cost : report.seeks) {
-    most = std::max({most, cost.bare, cost.repaired});
+    max = std::max({max, cost.bare, cost.repaired});
     isBareKnown = isBareKnown || cost.bare > 0;
   }
-  const int decades = static_cast<int>(std::ceil(std::log10(static_cast<double>(most))));
-  Plot plot{"Reads of a first seek, by its target", {}, {}};
+  const int decades = static_cast<int>(std::ceil(std::log10(static_cast<double>(max))));
+  Plot plot{"Reads of a first seek, by target time", {}, {}};
   for (int decade = decades; decade >= 0; --decade) plot.levels.push_back(fmt::format("{:.0f}", std::pow(10, decade)));
   const auto curve = [&](const char* name, const char* style, std::uint64_t SeekCost::*reads) {
     Curve made{name, style, {}};
@@ -245,10 +247,11 @@ std::string FormatHtml(const HtmlReport& report) {
       "<h1>{0}</h1>\n",
       Escaped(report.file), kStyle);
   html += FormatLines(report.summary) + "<h2>Findings</h2>\n" + FormatFindings(report.findings);
-  html += "<h2>Along the time</h2>\n" + Format(BitRates(line), line);
-  const bool hasKeyFrames = Most(line, [](const TimeLine::Part& part) { return part.keyInterval; }) > 0;
+  html += "<h2>Over time</h2>\n" + Format(BitRates(line), line);
+  const bool hasKeyFrames = Max(line, [](const TimeLine::Part& part) { return part.keyInterval; }) > 0;
   if (hasKeyFrames) html += Format(KeyIntervals(line), line);
-  if (Most(line, [](const TimeLine::Part& part) { return part.audioAhead; }) > 0) html += Format(Distances(line), line);
+  const bool hasBothStreams = Max(line, [](const TimeLine::Part& part) { return part.audioAhead; }) > 0;
+  if (hasBothStreams) html += Format(Interleaving(line), line);
   html += Format(SeekCosts(report), line);
   html += "<h2>Played by a plain host, without repair</h2>\n" + FormatLines(report.plainHost);
   return html + "</body></html>\n";

@@ -1,4 +1,4 @@
-// The report of `qbflv check --html`: one page that needs nothing else.
+// The report of `qbflv check --html`: one self-contained page.
 #pragma once
 
 #include <string>
@@ -10,9 +10,9 @@
 namespace qbflv::cli {
 
 struct HtmlReport {
-  /// The path, as UTF-8 or not.
+  /// The file's path; may be invalid UTF-8.
   std::string file;
-  /// As on the terminal.
+  /// Lines as on the terminal.
   std::vector<std::string> summary;
   std::vector<std::string> plainHost;
   std::vector<Finding> findings;

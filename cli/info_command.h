@@ -1,4 +1,4 @@
-// `qbflv info`: the plug-in's description, the file header and the stream headers.
+// `qbflv info`: shows the plug-in's description, the file header and the stream headers.
 #pragma once
 
 #include "cli/command.h"

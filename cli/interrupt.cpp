@@ -9,7 +9,7 @@ namespace qbflv::cli {
 
 namespace {
 
-/// 0 for none.
+/// The recorded signal; 0 for none.
 volatile std::sig_atomic_t g_signal = 0;
 
 extern "C" void RecordInterrupt(int number) {

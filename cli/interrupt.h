@@ -15,7 +15,7 @@ class Interrupted : public std::runtime_error {
   int m_signal;
 };
 
-/// From now on the first signal that asks the process to end is only recorded. The second one ends the process.
+/// Installs handlers that only record the first signal that asks the process to end. A second signal ends the process.
 void CatchInterrupts();
 
 /// Throws Interrupted if a signal was recorded.

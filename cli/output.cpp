@@ -15,7 +15,7 @@ Output::~Output() {
   try {
     Flush();
   } catch (const host::HostError&) {
-    // This is stack unwinding after an earlier error, which is the one to report.
+    // The stack is being unwound after an earlier error; report that one.
   }
 }
 

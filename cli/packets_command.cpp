@@ -1,4 +1,4 @@
-// `qbflv packets`: every packet in the order of delivery.
+// `qbflv packets`: shows every packet in the order of delivery.
 #include "cli/packets_command.h"
 
 #include <unistd.h>
@@ -38,7 +38,7 @@ std::span<const std::uint8_t> PacketBytes(IQBPacket& packet, ComPtr<IQBBuffer>& 
   return host::BufferBytes(owner.Get());
 }
 
-/// One line for each packet.
+/// Prints one line for each packet.
 class Listing final : public PacketReport {
  public:
   Listing(Output& output, bool json) : m_output(output), m_json(json) {}
@@ -79,7 +79,7 @@ class Listing final : public PacketReport {
   const bool m_json;
 };
 
-/// One line for each stream at the end.
+/// Prints one line for each stream at the end.
 class Totals final : public PacketReport {
  public:
   Totals(Output& output, bool json, std::size_t streamCount, std::optional<std::uint16_t> onlyStream)
@@ -136,7 +136,7 @@ PacketsCommand::PacketsCommand(CLI::App& app)
       .add_option("--limit", m_limit, "Stop after this many shown packets; with 0, read the headers only")
       ->type_name("N")
       ->check(NumberUpTo(std::numeric_limits<std::uint64_t>::max()));
-  AddTimeOption(Parser(), "--start", m_start, "Seek to this time first, from the file's first tag");
+  AddTimeOption(Parser(), "--start", m_start, "Seek to this time first; it counts from the file's first tag");
   Parser().add_flag("--count", m_count, "Print the totals of each stream instead of its packets");
   Parser().footer(
       std::string(kTimeHelp) +
@@ -154,7 +154,7 @@ int PacketsCommand::Run() {
   session.ReadHeaders();
   const std::size_t streamCount = session.StreamHeaders().size();
   if (m_stream && *m_stream >= streamCount) {
-    throw host::HostError(fmt::format("there is no stream {}: the file has {} streams", *m_stream, streamCount));
+    throw host::HostError(fmt::format("there is no stream {}; the file has {}", *m_stream, streamCount));
   }
 
   Output output;

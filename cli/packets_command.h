@@ -1,4 +1,4 @@
-// `qbflv packets`: every packet in the order of delivery.
+// `qbflv packets`: shows every packet in the order of delivery.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Writes a part of a file as a file that plays by itself.
+// Writes the packets of a part of a file to a new file.
 #include "cli/part_writer.h"
 
 #include <algorithm>
@@ -28,7 +28,7 @@ bool PartWriter::Write(IQBPacket& packet) {
   return true;
 }
 
-/// A stream that ends before the end time must not keep the others going past it.
+/// A stream that ends before the end time counts as past it, so that delivery can stop.
 bool PartWriter::EndStream(std::uint16_t stream) {
   m_streams[stream].ended = true;
   return AnyStreamLeft();

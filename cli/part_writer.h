@@ -1,4 +1,4 @@
-// Writes a part of a file as a file that plays by itself.
+// Writes the packets of a part of a file to a new file.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace qbflv::cli {
 
-/// Selects packets. Times in ms from the file's first tag.
+/// Selects packets by time. Times are in ms from the file's first tag.
 struct FilePart {
   std::optional<std::uint32_t> start;
   /// Inclusive.
@@ -23,16 +23,16 @@ struct FilePart {
 /// Writes packets in the order of delivery. All functions throw HostError.
 class PartWriter {
  public:
-  /// writer: must outlive this. types: the tag type of each stream. timeBase: the timestamp that the part's times count
-  /// from.
+  /// writer: must outlive this. types: the tag type of each stream. timeBase: the timestamp from which the times of the
+  /// part count.
   PartWriter(FlvWriter& writer, const std::vector<flv::TagType>& types, std::uint32_t timeBase, FilePart part);
 
-  /// This timestamp becomes 0, and so does what is earlier.
+  /// Makes times relative to this timestamp. Earlier packets get time 0.
   void RebaseFrom(std::uint32_t time) { m_zero = time; }
-  /// The first packet that is written gets time 0.
+  /// Makes times relative to the first packet that is written.
   void RebaseFromFirst() { m_rebaseFromFirst = true; }
 
-  /// Both return false when every stream is past the end.
+  /// Both return false when every stream has passed the end.
   bool Write(IQBPacket& packet);
   bool EndStream(std::uint16_t stream);
 

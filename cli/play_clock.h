@@ -18,13 +18,13 @@ class PlayClock {
   double Speed() const { return m_speed; }
   std::int64_t Position(Time now) const;
 
-  /// Does not start or stop the clock.
+  /// Moves the clock to a position without starting or stopping it.
   void SetPosition(std::int64_t position, Time now);
 
   bool IsRunning() const { return m_running; }
   void SetRunning(bool running, Time now);
 
-  /// Time at which the clock reaches or reached the position. Nothing if the clock is stopped before it.
+  /// Returns the time at which the clock reaches or reached the position, or nothing if it is stopped before it.
   std::optional<Time> TimeOf(std::int64_t position) const;
 
  private:

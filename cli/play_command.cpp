@@ -28,15 +28,15 @@ constexpr std::chrono::seconds kLineInterval(1);
 /// Distance of a seek by key, in ms.
 constexpr std::int64_t kSeekDistance = 10000;
 
-constexpr double kSlowest = 0.01;
-constexpr double kFastest = 1000;
+constexpr double kMinSpeed = 0.01;
+constexpr double kMaxSpeed = 1000;
 
 std::string CheckSpeed(const std::string& text) {
   double speed = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), speed);
   const bool isNumber = error == std::errc() && end == text.data() + text.size();
-  if (isNumber && speed >= kSlowest && speed <= kFastest) return {};
-  return fmt::format("expected a factor from {} to {} instead of '{}'", kSlowest, kFastest, text);
+  if (isNumber && speed >= kMinSpeed && speed <= kMaxSpeed) return {};
+  return fmt::format("expected a factor from {} to {} instead of '{}'", kMinSpeed, kMaxSpeed, text);
 }
 
 /// Pauses delivery while the process is stopped.
@@ -93,7 +93,7 @@ PlayCommand::PlayCommand(CLI::App& app)
       ->check(CLI::Validator(CheckSpeed, ""));
   AddRepairOption(Parser(), MutableOptions(), true);
   MutableOptions().view.retime = true;  // as a server does
-  AddTimeOption(Parser(), "--start", m_start, "Begin at this time, from the file's first tag");
+  AddTimeOption(Parser(), "--start", m_start, "Begin at this time; it counts from the file's first tag");
 }
 
 int PlayCommand::Run() {
@@ -118,7 +118,7 @@ int PlayCommand::Run() {
   PlayOnTerminal(delivery, *terminal);
   const int signal = terminal->EndingSignal();
   terminal.reset();
-  // Leave the last state on the normal screen.
+  // Show the last state on the normal screen.
   Output output;
   output.Print("{}\n", PlayLine(delivery.State(Clock::now())));
   output.Flush();

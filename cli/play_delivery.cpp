@@ -17,13 +17,13 @@ namespace {
 constexpr std::int64_t kReadAhead = 2000;
 /// Maximum number of packets that one update reads, so that the command also handles keys at a very high speed.
 constexpr int kPacketsPerUpdate = 256;
-/// A bit rate is measured over kRateSpan and unknown for less than kLeastRateSpan, in ms of file time.
+/// A bit rate is measured over the last kRateSpan ms of file time. It is unknown for less than kMinRateSpan.
 constexpr std::int64_t kRateSpan = 2000;
-constexpr std::int64_t kLeastRateSpan = 500;
+constexpr std::int64_t kMinRateSpan = 500;
 /// Audio packets and key frames have this flag; other video frames do not.
 constexpr std::uint8_t kSwitchOnFlag = 1;
 
-/// The first half of the stream's MIME type.
+/// Returns the part of the stream's MIME type before the slash.
 std::string Kind(const host::PropertyList& header) {
   const host::Property* const type = header.Find("MimeType");
   if (type == nullptr || type->kind != host::Property::Kind::kText) return "?";
@@ -81,7 +81,7 @@ host::SeekResult PlayDelivery::SeekTo(std::int64_t position) {
   const host::SeekResult result = m_session.Seek(static_cast<std::uint32_t>(position));
   m_filter.Restart(result.offset);
   m_seekFailed = Failed(result.status);
-  m_trouble = m_seekFailed ? "the seek failed: " + host::StatusText(result.status) : std::string();
+  m_error = m_seekFailed ? "the seek failed: " + host::StatusText(result.status) : std::string();
   const Time now = Time::clock::now();
   m_clock.SetPosition(position, now);
   m_clock.SetRunning(!m_paused, now);
@@ -101,7 +101,7 @@ PlayState PlayDelivery::State(Time now) const {
   state.speed = m_clock.Speed();
   state.position = Position(now);
   state.duration = End();
-  state.trouble = m_trouble;
+  state.error = m_error;
   for (const Stream& stream : m_streams) state.streams.push_back(StreamState(stream, state.position));
   return state;
 }
@@ -110,7 +110,7 @@ PlayedStream PlayDelivery::StreamState(const Stream& stream, std::int64_t positi
   PlayedStream shown = stream.shown;
   if (shown.queuedPackets > 0) shown.queuedTime = std::max<std::int64_t>(stream.lastQueued - position, 0);
   const std::int64_t span = m_sentSince ? std::min(position - *m_sentSince, kRateSpan) : 0;
-  if (span >= kLeastRateSpan) shown.bitRate = stream.sentBytes * 8000 / static_cast<std::uint64_t>(span);
+  if (span >= kMinRateSpan) shown.bitRate = stream.sentBytes * 8000 / static_cast<std::uint64_t>(span);
   return shown;
 }
 

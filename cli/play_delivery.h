@@ -19,14 +19,14 @@ class PlayDelivery {
  public:
   using Time = PlayClock::Time;
 
-  /// session: must outlive this and have read its headers. filter: makes it play after seeks. firstTime: packet
-  /// time at position 0. All functions throw HostError.
+  /// session: must outlive this and have read its headers. filter: makes packets after a seek playable. firstTime:
+  /// packet time at position 0. All functions throw HostError.
   PlayDelivery(host::Session& session, host::RestartFilter filter, double speed, std::uint32_t firstTime, Time now);
 
   /// Reads ahead and sends the packets that are due. Does a bounded amount of work.
   void Update(Time now);
 
-  /// Time at which the next Update has work, at most `latest`.
+  /// Returns the time at which Update has work again, at most `latest`.
   Time NextUpdate(Time now, Time latest) const;
 
   /// Seeks. Packets before the position are due at once. Playback ends if the position is past the end or the seek
@@ -69,7 +69,7 @@ class PlayDelivery {
   bool IsReadingDone() const { return m_seekFailed || m_session.DeliveryEnded(); }
   void SendFirst();
   PlayedStream StreamState(const Stream& stream, std::int64_t position) const;
-  /// Best known position of the end of the file.
+  /// Returns the best known position of the end of the file.
   std::int64_t End() const { return std::max(m_statedDuration, m_lastSeen); }
 
   host::Session& m_session;
@@ -87,7 +87,7 @@ class PlayDelivery {
   bool m_paused = false;
   bool m_ended = false;
   bool m_seekFailed = false;
-  std::string m_trouble;
+  std::string m_error;
 };
 
 }  // namespace qbflv::cli

@@ -17,7 +17,7 @@ void AppendPlain(char byte, std::vector<PlayKey>& keys) {
   if (byte == 'q' || byte == 'Q') keys.push_back(PlayKey::kQuit);
 }
 
-/// The byte that ends a control sequence, after its parameters.
+/// Returns true for a byte that ends a control sequence.
 bool IsFinal(char byte) { return byte >= '@' && byte <= '~'; }
 
 }  // namespace

@@ -6,10 +6,10 @@
 
 namespace qbflv::cli {
 
-/// Signals also produce the last two.
+/// Signals also produce kSuspend and kQuit.
 enum class PlayKey { kLeft, kRight, kSpace, kSuspend, kQuit };
 
-/// A key may be split between calls. Other keys are ignored.
+/// Accepts a key that is split between calls. Ignores other keys.
 class PlayKeyDecoder {
  public:
   std::vector<PlayKey> Decode(std::string_view bytes);

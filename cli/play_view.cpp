@@ -28,9 +28,9 @@ std::string PositionText(const PlayState& state) {
 
 std::string BarText(const PlayState& state, std::size_t columns) {
   constexpr std::size_t kAround = sizeof("[] 100 %");
-  constexpr std::size_t kWidest = 60;
+  constexpr std::size_t kMaxWidth = 60;
   if (columns <= kAround || state.duration <= 0) return {};
-  const std::size_t width = std::min(columns - kAround, kWidest);
+  const std::size_t width = std::min(columns - kAround, kMaxWidth);
   const auto position = static_cast<std::size_t>(std::clamp<std::int64_t>(state.position, 0, state.duration));
   const auto duration = static_cast<std::size_t>(state.duration);
   return fmt::format("[{:=<{}}{:{}}] {:3} %", "", position * width / duration, "", width - position * width / duration,
@@ -73,7 +73,7 @@ std::string_view CutToColumns(std::string_view text, std::size_t columns) {
 
 std::vector<std::string> PlayScreen(const PlayState& state, std::size_t columns, std::size_t rows) {
   std::vector<std::string> lines = {PositionText(state) + "  " + state.file, BarText(state, columns)};
-  if (!state.trouble.empty()) lines.push_back(state.trouble);
+  if (!state.error.empty()) lines.push_back(state.error);
   lines.emplace_back();
   lines.push_back(fmt::format("stream          kb/s  {:22}      sent  key frames", "queue"));
   for (std::size_t i = 0; i < state.streams.size(); ++i) lines.push_back(StreamText(i, state.streams[i]));
@@ -93,7 +93,7 @@ std::string PlayLine(const PlayState& state) {
     if (!ended) line += " " + RateText(stream) + " kb/s";
     line += fmt::format(" {} sent", stream.packets);
   }
-  if (!state.trouble.empty()) line += "\n" + state.trouble;
+  if (!state.error.empty()) line += "\n" + state.error;
   return line;
 }
 

@@ -34,20 +34,20 @@ struct PlayState {
   std::int64_t position = 0;
   std::int64_t duration = 0;
   std::vector<PlayedStream> streams;
-  /// Error message; usually empty.
-  std::string trouble;
+  /// An error message, or empty.
+  std::string error;
 };
 
-/// "1:02:03.4", or "2:03.4" for less than an hour.
+/// Returns a time such as "1:02:03.4", or "2:03.4" for less than an hour.
 std::string PlayTimeText(std::int64_t milliseconds);
 
-/// Returns the longest prefix of the UTF-8 text that certainly fits.
+/// Returns the longest prefix of the UTF-8 text that fits, assuming two columns for each character beyond ASCII.
 std::string_view CutToColumns(std::string_view text, std::size_t columns);
 
-/// The lines for a terminal of that size, the most important first. Every line is narrower than the terminal.
+/// Returns the lines for a terminal of that size, the most important first. Every line is narrower than the terminal.
 std::vector<std::string> PlayScreen(const PlayState& state, std::size_t columns, std::size_t rows);
 
-/// The state in one line of fewer than 80 columns, except for an error message, which gets a second line.
+/// Returns the state in one line of fewer than 80 columns. An error message gets a second line.
 std::string PlayLine(const PlayState& state);
 
 }  // namespace qbflv::cli

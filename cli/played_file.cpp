@@ -1,4 +1,4 @@
-// What is known of the file that a session plays, repaired or bare.
+// The facts of the file that a session plays, repaired or bare.
 #include "cli/played_file.h"
 
 #include "flv/scan.h"

@@ -1,4 +1,4 @@
-// What is known of the file that a session plays, repaired or bare.
+// The facts of the file that a session plays, repaired or bare.
 #pragma once
 
 #include <cstdint>
@@ -13,17 +13,17 @@ namespace qbflv::cli {
 
 class PlayedFile {
  public:
-  /// Takes what the view knows, or reads through the bare file. Throws HostError.
+  /// Takes the facts from the repaired view, or scans the bare file. Throws HostError.
   explicit PlayedFile(const host::SessionOptions& options);
 
   const flv::FileFacts& Facts() const { return *m_facts; }
   bool IsRepaired() const { return m_layout != nullptr; }
-  /// The packets' timestamp at position 0 of a seek.
+  /// Returns the timestamp that packets have at position 0.
   std::uint32_t TimeBase() const { return m_layout ? m_layout->TimeBase() : m_facts->TimeBase(); }
-  /// The playable tags that the plug-in can reach: without those beyond its 32-bit offsets.
+  /// Returns the number of playable tags within the plug-in's 32-bit offsets.
   std::uint32_t ReachableTags() const { return m_layout ? m_layout->TagCount() : m_facts->TagCount(); }
 
-  /// session: has its stream headers.
+  /// session: must have read its headers.
   host::RestartFilter MakeRestartFilter(const host::Session& session) const {
     return {m_facts, m_layout, session.StreamTypes()};
   }

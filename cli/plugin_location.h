@@ -8,7 +8,7 @@ namespace qbflv::cli {
 /// Searches the command's folder, then the installation folder. Throws HostError when the library is in neither.
 std::filesystem::path FindPlugin();
 
-/// The same for the library that watches the calls.
+/// Finds the watch layer in the same folders.
 std::filesystem::path FindWatchLayer();
 
 }  // namespace qbflv::cli

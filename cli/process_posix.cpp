@@ -7,10 +7,10 @@
 namespace qbflv::cli {
 
 void PrepareProcess() {
-  // A reader of the output may stop early, as `head` does. The command then ends silently, even if its parent ignores
+  // A reader of the output such as `head` may stop early. The command then ends silently, even if its parent ignored
   // the signal.
   std::signal(SIGPIPE, SIG_DFL);
-  // Writing beyond the file size limit then returns an error, and the command cleans up.
+  // A write beyond the file size limit then returns an error, and the command cleans up.
   std::signal(SIGXFSZ, SIG_IGN);
 }
 

@@ -20,8 +20,8 @@ namespace {
 
 constexpr int kSignalStatus = 128;
 
-/// Ctrl-C and Ctrl-Break end the process with the status that it has on other systems. Handlers that are added later
-/// run before this one.
+/// Ends the process on Ctrl-C and Ctrl-Break with the same exit status as on other systems. Handlers that are added
+/// later run before this one.
 BOOL WINAPI EndOnCtrlC(DWORD event) {
   if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) ExitProcess(kSignalStatus + SIGINT);
   return FALSE;

@@ -1,4 +1,4 @@
-// A progress bar on standard error for long work.
+// A progress bar on standard error for long operations.
 #include "cli/progress.h"
 
 #include <fmt/format.h>
@@ -14,11 +14,11 @@ namespace qbflv::cli {
 namespace {
 
 constexpr int kBarWidth = 40;
-/// Work shorter than this shows no bar.
+/// An operation shorter than this shows no bar.
 constexpr std::chrono::milliseconds kDelay(400);
 constexpr std::chrono::milliseconds kInterval(100);
 
-/// TERM=dumb: a bar would fill the screen with lines.
+/// Returns false for TERM=dumb, where a bar would fill the screen with lines.
 bool CanMoveCursor() {
   const char* const kind = std::getenv("TERM");
   return kind == nullptr || std::string_view(kind) != "dumb";

@@ -1,4 +1,4 @@
-// A progress bar on standard error for long work.
+// A progress bar on standard error for long operations.
 #pragma once
 
 #include <chrono>

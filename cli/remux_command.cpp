@@ -1,4 +1,4 @@
-// `qbflv remux`: the delivered packets as a new FLV file.
+// `qbflv remux`: writes the delivered packets to a new FLV file.
 #include "cli/remux_command.h"
 
 #include <fmt/format.h>
@@ -21,8 +21,8 @@ namespace qbflv::cli {
 
 namespace {
 
-/// In the list of a file, about 1.8 MB. Those of a film with nothing but key frames are thinned out.
-constexpr std::size_t kMostKeyFrames = 100'000;
+/// Maximum length of the key-frame list, about 1.8 MB. Only films that consist of key frames have more.
+constexpr std::size_t kMaxKeyFrames = 100'000;
 
 struct Missing {
   std::uint64_t audio = 0;
@@ -31,7 +31,7 @@ struct Missing {
   bool IsAny() const { return audio > 0 || video > 0; }
 };
 
-/// What a copy of the whole file lacks.
+/// Returns the number of playable tags that a copy of the whole file lacks.
 Missing CountMissing(const PartWriter& part, const flv::FileFacts& facts) {
   const auto missing = [&](flv::TagType type, std::uint64_t tags) {
     const std::uint64_t written = part.Packets(type);
@@ -54,8 +54,9 @@ RemuxCommand::RemuxCommand(CLI::App& app)
       Parser(), "--start", m_part.start,
       "Seek to this time first; the new file begins with the codec configurations and a key frame at or before it");
   AddTimeOption(Parser(), "--end", m_part.end, "Omit packets later than this time");
-  Parser().add_flag("--rebase", m_rebase, "Make times begin at 0");
-  Parser().add_flag("--retime", MutableOptions().view.retime, "Continue timestamps that jump back or leap ahead");
+  Parser().add_flag("--rebase", m_rebase, "Make timestamps begin at 0");
+  Parser().add_flag("--retime", MutableOptions().view.retime,
+                    "Make timestamps continuous where they jump back or leap ahead");
   Parser().add_flag("--no-index", m_noIndex, "Write no key-frame list");
   Parser().add_flag("--strict", m_strict, "Fail, and write nothing, if a playable tag of FILE is missing");
   Parser().add_flag("--json", m_json, "Print the totals as one JSON object");
@@ -63,9 +64,9 @@ RemuxCommand::RemuxCommand(CLI::App& app)
   Parser().parse_complete_callback([this] { CheckArguments(); });
   Parser().footer(
       std::string(kTimeHelp) +
-      "FILE is repaired on the way: damaged places and empty tags are left out, and the new file begins with\n"
-      "metadata that is right, and a list of its key frames. Playable tags that did not get into the new file\n"
-      "are reported. A part without packets is an error. Times count from the file's first tag.\n\n" +
+      "The new file is repaired: it has no damage and no empty tags, and begins with correct metadata and a list of\n"
+      "its key frames. The command reports playable tags that the new file lacks. A part without packets is an\n"
+      "error. Times count from the file's first tag.\n\n" +
       Parser().get_footer());
 }
 
@@ -76,7 +77,7 @@ void RemuxCommand::CheckArguments() {
   if (m_target.empty() && !m_inPlace) throw CLI::RequiredError("OUT");
   if (!m_target.empty() && m_inPlace) throw CLI::ValidationError("--in-place", "excludes OUT");
   if (m_strict && !m_part.IsWhole()) throw CLI::ValidationError("--strict", "is for whole files only");
-  // A part begins at 0 with its own first packet.
+  // A part is rebased from its own first packet instead.
   MutableOptions().view.rebase = m_rebase && !m_part.start;
 }
 
@@ -87,22 +88,22 @@ int RemuxCommand::Run() {
   const host::SessionOptions options =
       MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); });
   const PlayedFile file(options);
-  if (file.Facts().TagCount() == 0) throw host::HostError("it has no audio or video");
+  if (file.Facts().TagCount() == 0) throw host::HostError("the file has no audio or video");
   host::Session session(options);
   session.ReadHeaders();
   session.RequireStreamHeaders();
   host::RestartFilter filter = file.MakeRestartFilter(session);
   if (m_part.start) filter.Restart(session.Seek(*m_part.start).OrThrow().offset);
 
-  FlvWriter writer(m_inPlace ? Options().file : m_target, file.Facts(), m_noIndex ? 0 : kMostKeyFrames);
+  FlvWriter writer(m_inPlace ? Options().file : m_target, file.Facts(), m_noIndex ? 0 : kMaxKeyFrames);
   PartWriter part(writer, session.StreamTypes(), file.TimeBase(), m_part);
   Prepare(part, file);
   host::PacketHandlers handlers;
   handlers.onPacket = [&](IQBPacket& packet) {
     ThrowIfInterrupted();
-    bool goOn = true;
-    filter.Take(packet, [&](IQBPacket& playable) { goOn = part.Write(playable); });
-    return goOn;
+    bool wantsMore = true;
+    filter.Take(packet, [&](IQBPacket& playable) { wantsMore = part.Write(playable); });
+    return wantsMore;
   };
   handlers.onStreamDone = [&](std::uint16_t stream) { return part.EndStream(stream); };
   session.ReadPackets(std::move(handlers));
@@ -117,7 +118,7 @@ int RemuxCommand::Run() {
   return kSuccess;
 }
 
-/// The plug-in would read what is being written. Links and other names of the same file are recognised.
+/// Rejects a target that is the input file, also through links: the plug-in would read what is being written.
 void RemuxCommand::CheckTarget() const {
   std::error_code error;
   if (!m_inPlace && std::filesystem::equivalent(Options().file, m_target, error)) {
@@ -131,18 +132,18 @@ void RemuxCommand::Prepare(PartWriter& part, const PlayedFile& file) const {
   if (m_rebase && !m_part.start && !file.IsRepaired()) part.RebaseFrom(file.Facts().FirstFrameTime());
 }
 
-/// Empty if nothing is missing. Of a part it is not known what belongs to it.
+/// Returns an empty text if no playable tag is missing, or for a part, whose number of tags is unknown.
 std::string RemuxCommand::DescribeMissing(const PartWriter& part, const PlayedFile& file) const {
   const Missing missing = CountMissing(part, file.Facts());
   if (!m_part.IsWhole() || !missing.IsAny()) return {};
   const char* reason = "the plug-in did not deliver them";
   if (!file.IsRepaired()) reason = "the plug-in does not deliver them from the bare file; try without --raw";
-  if (file.ReachableTags() < file.Facts().TagCount()) reason = "they lie beyond 4 GiB, where the plug-in cannot read";
+  if (file.ReachableTags() < file.Facts().TagCount()) reason = "they are beyond 4 GiB, where the plug-in cannot read";
   return fmt::format("{} of {} audio tags and {} of {} video tags are missing: {}", missing.audio,
                      file.Facts().audio.tags, missing.video, file.Facts().video.tags, reason);
 }
 
-/// To standard error where the file itself goes to standard output.
+/// Prints to standard error if the new file goes to standard output.
 void RemuxCommand::PrintTotals(const PartWriter& part, const PlayedFile& file, std::uint64_t size) const {
   const std::uint64_t audio = part.Packets(flv::TagType::kAudio);
   const std::uint64_t video = part.Packets(flv::TagType::kVideo);

@@ -1,4 +1,4 @@
-// `qbflv remux`: the delivered packets as a new FLV file.
+// `qbflv remux`: writes the delivered packets to a new FLV file.
 #pragma once
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// The escape sequences of a full-screen display, which Linux terminals and the Windows console understand.
+// The escape sequences of a full-screen display, for Linux terminals and the Windows console.
 #pragma once
 
 #include <cstddef>
@@ -8,11 +8,12 @@
 
 namespace qbflv::cli {
 
-/// Alternate screen, no cursor, and no line wrapping, which would distort the screen when the window gets narrower.
+/// Switches to the alternate screen, hides the cursor, and turns line wrapping off, which would distort the screen when
+/// the window gets narrower.
 inline constexpr std::string_view kEnterScreen = "\x1b[?1049h\x1b[?25l\x1b[?7l\x1b[2J";
 inline constexpr std::string_view kLeaveScreen = "\x1b[?7h\x1b[?25h\x1b[?1049l";
 
-/// Replaces the content of the screen by the lines.
+/// Returns the text that replaces the content of the screen by the lines.
 inline std::string ScreenText(std::span<const std::string> lines) {
   std::string text = "\x1b[H";
   for (std::size_t i = 0; i < lines.size(); ++i) {

@@ -1,4 +1,4 @@
-// `qbflv seek`: the cost of seeks and the first packets after them.
+// `qbflv seek`: shows the file operations of seeks and the first packets after them.
 #include "cli/seek_command.h"
 
 #include <algorithm>
@@ -88,7 +88,7 @@ SeekCommand::SeekCommand(CLI::App& app)
     : FileCommand(app, "seek", "Seek to each time in turn; show the file operations and each stream's first packet.",
                   "qbflv seek --after-play film.flv 0 60000 30000") {
   Parser()
-      .add_option("TIME", m_times, "The times, from the file's first tag")
+      .add_option("TIME", m_times, "The times; they count from the file's first tag")
       ->required()
       ->type_name("")
       ->expected(1, -1)
@@ -99,7 +99,7 @@ SeekCommand::SeekCommand(CLI::App& app)
   Parser().footer(
       std::string(kTimeHelp) +
       "The columns reads and seeks count the file operations of each seek. A failed seek shows no packets; the\n"
-      "command then tries the other times and ends with exit status 1.\n\n" +
+      "command then continues with the other times and ends with exit status 1.\n\n" +
       Parser().get_footer());
 }
 

@@ -1,4 +1,4 @@
-// `qbflv seek`: the cost of seeks and the first packets after them.
+// `qbflv seek`: shows the file operations of seeks and the first packets after them.
 #pragma once
 
 #include <cstdint>

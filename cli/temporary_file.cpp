@@ -1,4 +1,4 @@
-// A new file that replaces its target in one step, or disappears.
+// A new file that replaces its target atomically, or is removed.
 #include "cli/temporary_file.h"
 
 #include <fmt/format.h>
@@ -41,7 +41,7 @@ TemporaryFile::TemporaryFile(const std::filesystem::path& target)
   }
   if (replaces && access(m_target.string().c_str(), W_OK) != 0) Fail(errno);
   Create(m_target.parent_path());
-  // The permissions of a new file do as well where the old ones cannot be kept.
+  // Ignores errors: if the old permissions cannot be kept, those of a new file are good enough.
   if (replaces) std::filesystem::permissions(m_path, old.permissions(), error);
 }
 
@@ -74,7 +74,7 @@ void TemporaryFile::Remove(std::uint64_t begin, std::uint64_t end) {
 
 void TemporaryFile::Commit() {
   if (m_isOutput) return CopyToOutput();
-  // The new file is on the disk before it replaces the old one: a crash leaves one of them, never half a file.
+  // Flushes the new file before it replaces the old one, so that a crash leaves one of them complete.
   if (!host::system::FlushToDisk(m_file.Number()) || !m_file.Close()) Fail(errno);
   std::error_code error;
   std::filesystem::rename(m_path, m_target, error);
@@ -99,7 +99,7 @@ std::size_t TemporaryFile::Read(std::uint64_t offset, std::span<std::uint8_t> by
   return static_cast<std::size_t>(count);
 }
 
-/// The length of the name does not depend on the target's, which may be as long as names can be.
+/// Uses a short name that does not contain the target's name, which may already have the maximum length.
 void TemporaryFile::Create(const std::filesystem::path& folder) {
   for (int attempt = 0; !m_file.IsOpen(); ++attempt) {
     std::filesystem::path path = folder / fmt::format(".qbflv-{}-{}", getpid(), attempt);

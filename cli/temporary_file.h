@@ -1,4 +1,4 @@
-// A new file that replaces its target in one step, or disappears.
+// A new file that replaces its target atomically, or is removed.
 #pragma once
 
 #include <cstdint>
@@ -12,9 +12,9 @@ namespace qbflv::cli {
 /// All functions throw HostError.
 class TemporaryFile {
  public:
-  /// Creates the file in the target's folder. An existing target must be a writable regular file; if it is a link, the
-  /// file that it points to is replaced. The target "-" is standard output, and the file is in the system's folder for
-  /// temporary files.
+  /// Creates the file in the target's folder. An existing target must be a writable regular file; if it is a symbolic
+  /// link, Commit replaces the file that it points to. The target "-" is standard output; the file is then in the
+  /// system's folder for temporary files.
   explicit TemporaryFile(const std::filesystem::path& target);
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -25,7 +25,7 @@ class TemporaryFile {
   void Write(std::span<const std::uint8_t> bytes);
   /// Replaces bytes that were written before.
   void Overwrite(std::uint64_t offset, std::span<const std::uint8_t> bytes);
-  /// Takes the bytes from begin to end out of the file. Call it after the last Write.
+  /// Removes the bytes from begin to end and moves the rest forward. Call it after the last Write.
   void Remove(std::uint64_t begin, std::uint64_t end);
 
   /// Replaces the target, or copies the file to standard output.
@@ -41,7 +41,7 @@ class TemporaryFile {
   const std::filesystem::path m_target;
   std::filesystem::path m_path;
   host::FileDescriptor m_file;
-  /// In bytes.
+  /// Size of the file in bytes.
   std::uint64_t m_size = 0;
 };
 

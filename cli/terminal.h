@@ -12,11 +12,12 @@
 
 namespace qbflv::cli {
 
-/// Owns the whole screen during its lifetime and reports keys as they are pressed. Restores the terminal when the
-/// process ends in any way but SIGKILL.
+/// Owns the whole screen during its lifetime and reports keys as they are pressed. Restores the terminal however the
+/// process ends, except by SIGKILL.
 class Terminal {
  public:
-  /// Returns null if standard input or output is not a terminal or if it cannot move its cursor. Only one may exist.
+  /// Returns null if standard input or output is not a terminal, or if the terminal cannot move its cursor. Only one
+  /// Terminal may exist.
   static std::unique_ptr<Terminal> Open();
 
   Terminal() = default;
@@ -41,7 +42,7 @@ class Terminal {
   /// Handles kSuspend: restores the terminal and stops the process until it is continued.
   virtual void Suspend() = 0;
 
-  /// The signal that asked the process to end, also if a key produced it; 0 for none.
+  /// Returns the signal that asked the process to end, also one that a key produced; 0 for none.
   virtual int EndingSignal() const = 0;
 };
 

@@ -42,7 +42,7 @@ void Leave() {
   g_entered = 0;
 }
 
-/// Keeps the keys that produce signals.
+/// Leaves ISIG on, so that Ctrl-C and Ctrl-Z still produce signals.
 void Enter() {
   g_entered = 1;
   termios now = g_before;
@@ -53,8 +53,8 @@ void Enter() {
   Write(kEnterScreen);
 }
 
-/// The first signal ends the command in order. The second one ends the process at once.
-extern "C" void NoteEndingSignal(int number) {
+/// Records the first signal, so that the command ends cleanly. A second one ends the process at once.
+extern "C" void RecordEndingSignal(int number) {
   if (g_endingSignal != 0) {
     Leave();
     std::signal(number, SIG_DFL);
@@ -63,10 +63,11 @@ extern "C" void NoteEndingSignal(int number) {
   g_endingSignal = number;
 }
 
-extern "C" void NoteSuspendSignal(int /*number*/) { g_suspendWanted = 1; }
-extern "C" void NoteContinueSignal(int /*number*/) { g_continued = 1; }
+extern "C" void RecordSuspendSignal(int /*number*/) { g_suspendWanted = 1; }
+extern "C" void RecordContinueSignal(int /*number*/) { g_continued = 1; }
 
-/// Signals that were ignored stay ignored. No SA_RESTART, so that a signal ends waiting.
+/// Installs a handler without SA_RESTART, so that a signal interrupts poll. An ignored signal stays ignored. Returns
+/// the previous action.
 struct sigaction Handle(int number, void (*handler)(int)) {
   struct sigaction action {};
   struct sigaction before {};
@@ -79,11 +80,11 @@ struct sigaction Handle(int number, void (*handler)(int)) {
 class PosixTerminal final : public Terminal {
  public:
   PosixTerminal() {
-    for (const int number : EndingSignals()) m_handlers.push_back({number, Handle(number, NoteEndingSignal)});
-    // A key produces it, and the default action does not restore the terminal.
-    m_handlers.push_back({SIGQUIT, Handle(SIGQUIT, NoteEndingSignal)});
-    m_handlers.push_back({SIGTSTP, Handle(SIGTSTP, NoteSuspendSignal)});
-    m_handlers.push_back({SIGCONT, Handle(SIGCONT, NoteContinueSignal)});
+    for (const int number : EndingSignals()) m_handlers.push_back({number, Handle(number, RecordEndingSignal)});
+    // The default action of Ctrl-\ does not restore the terminal.
+    m_handlers.push_back({SIGQUIT, Handle(SIGQUIT, RecordEndingSignal)});
+    m_handlers.push_back({SIGTSTP, Handle(SIGTSTP, RecordSuspendSignal)});
+    m_handlers.push_back({SIGCONT, Handle(SIGCONT, RecordContinueSignal)});
     Enter();
   }
 
@@ -94,13 +95,13 @@ class PosixTerminal final : public Terminal {
 
   Size GetSize() const override {
     winsize size{};
-    // Serial lines, for example, have no known size.
+    // The size of a serial line, for example, is unknown.
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return {80, 24};
     return {size.ws_col, size.ws_row};
   }
 
   void Show(std::span<const std::string> lines) override {
-    // A suspended process that is about to end must not enter the screen again: the shell owns the terminal.
+    // A suspended process that is about to end must not draw again: the shell owns the terminal.
     if (g_entered == 0 && g_endingSignal != 0) return;
     // The shell may have changed the terminal while the process was stopped.
     if (std::exchange(g_continued, 0) != 0 || g_entered == 0) Enter();

@@ -1,4 +1,4 @@
-// The terminal on Windows: a console that understands escape sequences, as those since Windows 10 do.
+// The terminal on Windows: a console that supports escape sequences (Windows 10 and later).
 #define WIN32_LEAN_AND_MEAN
 #include <unistd.h>
 #include <windows.h>
@@ -25,7 +25,7 @@ struct ConsoleModes {
   DWORD output = 0;
 };
 
-/// Used by the handler, which runs in a thread of its own.
+/// Shared with the handler, which runs on its own thread.
 std::atomic<int> g_endingSignal{0};
 HANDLE g_signalEvent = nullptr;
 ConsoleModes g_before;
@@ -43,7 +43,7 @@ void Leave() {
   SetConsoleMode(Console(), g_before.output);
 }
 
-/// The first Ctrl-C or Ctrl-Break ends the command in order. The second one ends the process at once.
+/// Records the first Ctrl-C or Ctrl-Break, so that the command ends cleanly. A second one ends the process at once.
 BOOL WINAPI RecordEvent(DWORD event) {
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
   if (g_endingSignal.exchange(SIGINT) != 0) {
@@ -89,7 +89,7 @@ class WindowsTerminal final : public Terminal {
     return keys;
   }
 
-  /// No key asks for it on Windows.
+  /// Windows has no key that suspends a process.
   void Suspend() override {}
 
   int EndingSignal() const override { return g_endingSignal; }
@@ -99,7 +99,7 @@ class WindowsTerminal final : public Terminal {
     std::vector<PlayKey> keys;
     std::array<INPUT_RECORD, 64> records;
     DWORD count = 0;
-    // Reading waits if there is no event.
+    // ReadConsoleInputW blocks if there is no event.
     if (GetNumberOfConsoleInputEvents(Input(), &count) == 0 || count == 0) return keys;
     if (ReadConsoleInputW(Input(), records.data(), static_cast<DWORD>(records.size()), &count) == 0) return keys;
     for (const INPUT_RECORD& record : std::span(records).first(count)) {
@@ -135,7 +135,7 @@ std::unique_ptr<Terminal> Terminal::Open() {
   if (GetConsoleMode(Input(), &g_before.input) == 0 || GetConsoleMode(Console(), &g_before.output) == 0) return nullptr;
   // Consoles before Windows 10 refuse escape sequences.
   if (SetConsoleMode(Console(), ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING) == 0) return nullptr;
-  // No line input and no selection by mouse, which would stop the output. Ctrl-C remains an event.
+  // Turns off line input, and selection by mouse, which would stop the output. Ctrl-C remains an event.
   SetConsoleMode(Input(), ENABLE_PROCESSED_INPUT | ENABLE_EXTENDED_FLAGS);
   return std::make_unique<WindowsTerminal>();
 }

@@ -1,4 +1,4 @@
-// What happens along an FLV file's time, in parts of equal length: the figures of `qbflv check --html`.
+// Bit rates, key-frame intervals, interleaving and seek costs of an FLV file over time, for `qbflv check --html`.
 #include "cli/time_line.h"
 
 #include <algorithm>
@@ -16,9 +16,10 @@ namespace qbflv::cli {
 
 namespace {
 
-/// What a wide screen shows apart.
-constexpr std::uint32_t kMostParts = 240;
-constexpr std::uint32_t kShortestPart = 1000;
+/// A wide screen can show this many parts.
+constexpr std::uint32_t kMaxParts = 240;
+/// In ms.
+constexpr std::uint32_t kMinPartLength = 1000;
 constexpr std::uint32_t kSeeks = 24;
 
 class Builder {
@@ -26,12 +27,12 @@ class Builder {
   explicit Builder(const flv::FileFacts& facts) : m_facts(facts) {
     const std::uint32_t base = facts.TimeBase();
     m_line.length = static_cast<std::uint32_t>(std::max(0, flv::TimeBetween(base, facts.latestContinuedTime)));
-    m_line.partLength = std::max(kShortestPart, m_line.length / kMostParts + 1);
-    // The last part takes what is left, up to half a part more.
+    m_line.partLength = std::max(kMinPartLength, m_line.length / kMaxParts + 1);
+    // The last part contains the remainder and is up to half a part longer or shorter than the others.
     m_line.parts.resize(std::max(1U, (m_line.length + m_line.partLength / 2) / m_line.partLength));
   }
 
-  /// The playable tags, in the order of the file.
+  /// Call it with all playable tags, in file order.
   void Add(const flv::Tag& tag) {
     while (m_continuation + 1 < m_facts.continuations.size() &&
            m_facts.continuations[m_continuation + 1].firstTag <= m_tags) {
@@ -40,7 +41,7 @@ class Builder {
     ++m_tags;
     const std::uint32_t shift = m_facts.continuations.empty() ? 0 : m_facts.continuations[m_continuation].shift;
     m_time = static_cast<std::uint32_t>(std::max(0, flv::TimeBetween(m_facts.TimeBase(), tag.header.time + shift)));
-    TakeMarks(tag.offset);
+    AddMarks(tag.offset);
     TimeLine::Part& part = PartAt(m_time);
     const flv::TagContent content = flv::ContentOf(tag.header.type, tag.Start());
     const bool isAudio = tag.header.Is(flv::TagType::kAudio);
@@ -54,7 +55,7 @@ class Builder {
   }
 
   TimeLine Finish() {
-    TakeMarks(m_facts.fileSize);
+    AddMarks(m_facts.fileSize);
     m_time = m_line.length;
     EndKeyInterval();
     return std::move(m_line);
@@ -65,8 +66,8 @@ class Builder {
     return m_line.parts[std::min<std::size_t>(time / m_line.partLength, m_line.parts.size() - 1)];
   }
 
-  /// Of damage up to this offset of the file.
-  void TakeMarks(std::uint64_t offset) {
+  /// Adds marks for the damage up to this file offset.
+  void AddMarks(std::uint64_t offset) {
     const std::vector<flv::Damage>& places = m_facts.damages.Places();
     for (; m_place < places.size() && places[m_place].offset <= offset; ++m_place) {
       m_line.marks.push_back({m_time, NameOf(places[m_place].kind)});

@@ -12,7 +12,7 @@ namespace qbflv::cli {
 
 namespace {
 
-/// Number of insertions, deletions and replacements of characters that turn one word into the other.
+/// Returns the number of insertions, deletions and replacements of characters that turn one word into the other.
 std::size_t EditDistance(std::string_view from, std::string_view to) {
   std::vector<std::size_t> row(to.size() + 1);
   std::iota(row.begin(), row.end(), std::size_t{0});

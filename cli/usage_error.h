@@ -10,7 +10,7 @@ namespace qbflv::cli {
 /// the help. error: thrown by the last parse of app.
 std::string UsageErrorText(const CLI::App& app, const CLI::ParseError& error);
 
-/// The same for a command line without a command.
+/// Returns such a line for a command line without a command.
 std::string MissingCommandText(const CLI::App& app);
 
 }  // namespace qbflv::cli

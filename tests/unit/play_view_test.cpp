@@ -37,7 +37,7 @@ TEST(PlayView, Screen_ShowsEverything) {
 
 TEST(PlayView, SmallScreens_AreNeverOverrun) {
   PlayState state = ExampleState();
-  state.trouble = "the seek failed";
+  state.error = "the seek failed";
   state.file = "\xe6\x97\xa5\xe6\x9c\xac.flv";
   const std::vector<std::string> whole = PlayScreen(state, 200, 50);
   for (std::size_t columns = 0; columns < 90; ++columns) {
@@ -70,7 +70,7 @@ TEST(PlayView, Line_IsShort) {
   PlayState state = ExampleState();
   EXPECT_EQ(PlayLine(state), "1:15.2 / 2:30.0  audio 95 kb/s 3240 sent  video - kb/s 1881 sent");
   state.condition = PlayState::Condition::kEnded;
-  state.trouble = "the seek failed";
+  state.error = "the seek failed";
   EXPECT_EQ(PlayLine(state), "the end  1:15.2  audio 3240 sent  video 1881 sent\nthe seek failed");
 }
 
