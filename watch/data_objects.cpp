@@ -1,4 +1,4 @@
-// The host's buffers, packets and property lists, as the plug-in gets them.
+// Wrappers of the host's buffers, packets and property lists, for the plug-in.
 #include "watch/data_objects.h"
 
 #include <fmt/format.h>
@@ -58,7 +58,7 @@ void WatchedBuffer::CheckUnchanged() {
   const Sample now = TakeSample();
   if (now == m_sample) return;
   m_session.Report(Rule::kBufferChanged, "IQBBuffer",
-                   now.size != m_sample.size ? fmt::format("a buffer of {} bytes has {} now", m_sample.size, now.size)
+                   now.size != m_sample.size ? fmt::format("a buffer of {} bytes now has {}", m_sample.size, now.size)
                                              : fmt::format("the bytes of a buffer of {} bytes have changed", now.size));
 }
 
@@ -99,18 +99,18 @@ void WatchedPacket::CheckUnchanged() {
   }
   const auto buffer = ComPtr<IQBBuffer>::Adopt(m_real->GetPacketBuffer());
   if (m_buffer && buffer.Get() != m_buffer->Real()) {
-    m_session.Report(Rule::kPacketChanged, kCall, "a packet returns another buffer than it was set to");
+    m_session.Report(Rule::kPacketChanged, kCall, "a packet returns a buffer other than the one that Set stored");
   }
 }
 
 WatchedList::~WatchedList() {
   const DataCall call(m_session);
-  for (const Seen& seen : m_numbers) {
+  for (const ReadNumber& before : m_numbers) {
     std::uint32_t number = 0;
-    const Status status = m_real->GetULONG32(seen.name.c_str(), &number);
-    if (Succeeded(status) == Succeeded(seen.status) && (Failed(status) || number == seen.number)) continue;
+    const Status status = m_real->GetULONG32(before.name.c_str(), &number);
+    if (Succeeded(status) == Succeeded(before.status) && (Failed(status) || number == before.number)) continue;
     m_session.Report(Rule::kListChanged, "IQBPropertyList",
-                     fmt::format("the value \"{}\" of a property list has changed", seen.name));
+                     fmt::format("the value \"{}\" of a property list has changed", before.name));
   }
 }
 

@@ -1,5 +1,5 @@
-// The host's buffers, packets and property lists, as the plug-in gets them: they pass every call on, and check that the
-// objects return what was stored.
+// Wrappers of the host's buffers, packets and property lists, for the plug-in. They pass every call on, and check that
+// the objects return what was stored.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace qbflv::watch {
 
 class WatchedBuffer final : public host::ComObject<IQBBuffer> {
  public:
-  /// session: outlives the object, as the layer keeps sessions.
+  /// session: must outlive this; the layer keeps sessions.
   WatchedBuffer(Session& session, ComPtr<IQBBuffer> real) : m_session(session), m_real(std::move(real)) {}
   ~WatchedBuffer() override { CheckUnchanged(); }
 
@@ -24,13 +24,14 @@ class WatchedBuffer final : public host::ComObject<IQBBuffer> {
 
   IQBBuffer* Real() const { return m_real.Get(); }
 
-  /// From now on the bytes and the size must stay; until the next function, or the plug-in itself changes them.
+  /// Requires that the host leaves the bytes and the size unchanged, until CheckUnchanged or until the plug-in itself
+  /// changes them.
   void RequireUnchanged();
-  /// Checks, and ends the requirement.
+  /// Reports a change since RequireUnchanged, and ends that requirement.
   void CheckUnchanged();
 
  private:
-  /// The size and a sample of the bytes: the first and the last eight, which cost little.
+  /// The size, and the first and last eight bytes. Comparing all bytes would cost too much.
   struct Sample {
     std::uint32_t size = 0;
     std::uint64_t first = 0;
@@ -46,7 +47,7 @@ class WatchedBuffer final : public host::ComObject<IQBBuffer> {
   Sample m_sample;
 };
 
-/// The buffer of the host behind one that the plug-in passes. All buffers that the plug-in has are watched ones.
+/// Returns the host's buffer inside a buffer that the plug-in passes. The plug-in has only WatchedBuffers.
 IQBBuffer* RealBuffer(IQBBuffer* buffer);
 
 class WatchedPacket final : public host::ComObject<IQBPacket> {
@@ -65,7 +66,8 @@ class WatchedPacket final : public host::ComObject<IQBPacket> {
 
   IQBPacket* Real() const { return m_real.Get(); }
   std::uint16_t Stream() const { return m_stream; }
-  /// Before the sink gets the packet: it must be as it was set. The host may change it from now on.
+  /// Reports a packet that does not return what Set stored. Call it before the sink gets the packet; the host may
+  /// change it afterwards.
   void CheckUnchanged();
 
  private:
@@ -89,11 +91,12 @@ class WatchedList final : public host::ComObject<IQBPropertyList> {
   Status GetCString(const char* name, IQBBuffer** value) override;
 
   IQBPropertyList* Real() const { return m_real.Get(); }
-  /// "StreamCount", once the plug-in has set it.
+  /// Returns the property "StreamCount", or 0 before the plug-in has set it.
   std::uint32_t StreamCount() const { return m_streamCount; }
 
  private:
-  struct Seen {
+  /// A number that the plug-in has read.
+  struct ReadNumber {
     std::string name;
     Status status;
     std::uint32_t number;
@@ -102,10 +105,10 @@ class WatchedList final : public host::ComObject<IQBPropertyList> {
   Session& m_session;
   ComPtr<IQBPropertyList> m_real;
   std::uint32_t m_streamCount = 0;
-  std::vector<Seen> m_numbers;
+  std::vector<ReadNumber> m_numbers;
 };
 
-/// Wraps a buffer that a call of the host returned, as its result for the plug-in.
+/// Wraps a buffer that a call into the host returned, and stores it in `buffer` for the plug-in. Returns the status.
 Status WrapReturned(Session& session, const char* call, Status status, IQBBuffer* real, IQBBuffer** buffer);
 
 }  // namespace qbflv::watch

@@ -1,4 +1,4 @@
-// The two functions that the layer exports in place of the plug-in's.
+// The two functions that the layer exports instead of the plug-in.
 #include "watch/layer.h"
 
 extern "C" {

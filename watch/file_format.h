@@ -1,13 +1,13 @@
-// The file-format object, as the host gets it.
+// The wrapper of the file-format object, for the host.
 #pragma once
 
 #include <memory>
 
-#include "watch/handed_out.h"
+#include "watch/exposed_object.h"
 
 namespace qbflv::watch {
 
-class WatchedFileFormat final : public HandedOut,
+class WatchedFileFormat final : public ExposedObject,
                                 public IQBPlugin,
                                 public IQBFileFormatObject,
                                 public IQBInterruptSafe,
@@ -18,8 +18,8 @@ class WatchedFileFormat final : public HandedOut,
   WatchedFileFormat(Layer& layer, std::shared_ptr<Session> session, ComPtr<IQBPlugin> real);
 
   Status QueryInterface(const GUID& id, void** object) override;
-  std::uint32_t AddRef() override { return Take(Taken::kByAddRef); }
-  std::uint32_t Release() override { return GiveBack(); }
+  std::uint32_t AddRef() override { return AddReference(Source::kAddRef); }
+  std::uint32_t Release() override { return ReleaseReference(); }
 
   Status GetPluginInfo(std::uint32_t* flag, const char** description, const char** copyright, const char** moreInfo,
                        std::uint32_t* version) override;
@@ -38,7 +38,7 @@ class WatchedFileFormat final : public HandedOut,
   Status GetSupportedPacketFormats(const char* const** formats) override;
   Status SetPacketFormat(const char* format) override;
 
-  // Completions on the object itself instead of the response object that the file received.
+  // Completions that the host calls on the object itself instead of on the response object.
   Status InitDone(Status status) override;
   Status CloseDone(Status status) override;
   Status ReadDone(Status status, IQBBuffer* buffer) override;
@@ -47,7 +47,7 @@ class WatchedFileFormat final : public HandedOut,
   Status StatDone(Status status, std::uint32_t size) override;
 
  protected:
-  void End() override;
+  void ReleaseReal() override;
   void Forget() override { static_cast<void>(m_real.Detach()); }
 
  private:
@@ -56,7 +56,7 @@ class WatchedFileFormat final : public HandedOut,
   Layer& m_layer;
   ComPtr<IQBPlugin> m_real;
   bool m_hasContext = false;
-  // Other interfaces of the same object, which m_real holds.
+  // Other interfaces of the object that m_real references.
   IQBFileFormatObject* m_format;
   IQBInterruptSafe* m_interruptSafe;
   IQBPacketFormat* m_packetFormat;

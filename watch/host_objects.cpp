@@ -1,4 +1,4 @@
-// The host's context and request, as the plug-in gets them.
+// Wrappers of the host's context and request, for the plug-in.
 #include "watch/host_objects.h"
 
 #include <fmt/format.h>
@@ -36,7 +36,7 @@ class WatchedFactory final : public host::ComObject<IQBObjectFactory> {
     } else if (classId == IQBPropertyList::kId) {
       Wrap<WatchedList>(status, static_cast<IQBPropertyList*>(real), object);
     } else {
-      *object = real;  // no class that the plug-in creates
+      *object = real;  // the plug-in creates no other class
     }
     return status;
   }
@@ -75,6 +75,15 @@ class WatchedPreferences final : public host::ComObject<IQBPreferences> {
   ComPtr<IQBPreferences> m_real;
 };
 
+/// Wraps an interface that a call into the host returned, and stores it in `object`.
+template <typename Watched, typename Interface>
+void Wrap(const std::shared_ptr<Session>& session, const char* call, Status status, void* real, void** object) {
+  auto returned = session->Returned(call, status, static_cast<Interface*>(real));
+  if (!returned) return;
+  Interface* const watched = host::MakeObject<Watched>(session, std::move(returned)).Detach();
+  *object = watched;
+}
+
 }  // namespace
 
 Status WatchedContext::QueryInterface(const GUID& id, void** object) {
@@ -89,17 +98,9 @@ Status WatchedContext::QueryInterface(const GUID& id, void** object) {
   m_session->CheckStatus(kCall, status);
   *object = nullptr;
   if (id == IQBObjectFactory::kId) {
-    auto factory = m_session->Returned(kCall, status, static_cast<IQBObjectFactory*>(real));
-    if (factory) {
-      IQBObjectFactory* const watched = host::MakeObject<WatchedFactory>(m_session, std::move(factory)).Detach();
-      *object = watched;
-    }
+    Wrap<WatchedFactory, IQBObjectFactory>(m_session, kCall, status, real, object);
   } else if (id == IQBPreferences::kId) {
-    auto preferences = m_session->Returned(kCall, status, static_cast<IQBPreferences*>(real));
-    if (preferences) {
-      IQBPreferences* const watched = host::MakeObject<WatchedPreferences>(m_session, std::move(preferences)).Detach();
-      *object = watched;
-    }
+    Wrap<WatchedPreferences, IQBPreferences>(m_session, kCall, status, real, object);
   } else {
     *object = real;
   }

@@ -1,4 +1,4 @@
-// The host's context and request, as the plug-in gets them.
+// Wrappers of the host's context and request, for the plug-in.
 #pragma once
 
 #include <memory>
@@ -13,7 +13,7 @@ class WatchedContext final : public host::ComObject<IUnknown> {
   WatchedContext(std::shared_ptr<Session> session, ComPtr<IUnknown> real)
       : m_session(std::move(session)), m_real(std::move(real)) {}
 
-  /// Passes the status of the host on, on which the plug-in depends.
+  /// Returns the host's own status: the plug-in depends on it.
   Status QueryInterface(const GUID& id, void** object) override;
 
  private:

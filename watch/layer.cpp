@@ -1,4 +1,4 @@
-// The layer between the host and the plug-in's library.
+// The watch layer itself: loads the plug-in, creates the wrapped objects, and keeps what all sessions share.
 #include "watch/layer.h"
 
 #include <algorithm>
@@ -15,17 +15,17 @@ namespace qbflv::watch {
 
 namespace {
 
-/// Ended objects that are kept, with their sessions.
-constexpr std::size_t kMostEnded = 1024;
+/// Keep searches for released objects whenever the number of objects is a multiple of this.
+constexpr std::size_t kObjectsBetweenSearches = 1024;
 
-/// The library that QBFLVPLUS_LIBRARY names, or the one beside the layer.
+/// Returns the library that QBFLVPLUS_LIBRARY names, or the one in the layer's folder.
 std::filesystem::path LibraryPath() {
   const char* const chosen = std::getenv("QBFLVPLUS_LIBRARY");
   if (chosen != nullptr && *chosen != '\0') return std::filesystem::absolute(chosen);
   return OwnPath().parent_path() / QBFLV_LIBRARY_NAME;
 }
 
-/// In seconds: QBFLVPLUS_WATCH_PATIENCE, or 10.
+/// Returns QBFLVPLUS_WATCH_PATIENCE in seconds, or 10.
 double ChosenPatience() {
   const char* const chosen = std::getenv("QBFLVPLUS_WATCH_PATIENCE");
   return chosen != nullptr ? std::strtod(chosen, nullptr) : 10.0;
@@ -57,7 +57,7 @@ void Layer::LoadPlugin() {
   m_canUnload = reinterpret_cast<CanUnloadFunction>(host::system::FindExport(m_library, kCanUnloadName));
 }
 
-/// The library of the plug-in stays loaded: at the end of the process it may be gone already.
+/// Does not unload the plug-in's library: at the end of the process it may already be unloaded.
 Layer::~Layer() {
   for (const auto& object : m_objects) object->CheckReleased();
   for (const auto& object : m_objects) m_totals.Add(object->TakeTotals());
@@ -88,15 +88,14 @@ void Layer::AddTotals(const Totals& totals) {
   m_totals.Add(totals);
 }
 
-void Layer::Keep(const std::shared_ptr<HandedOut>& object) {
+void Layer::Keep(const std::shared_ptr<ExposedObject>& object) {
   const std::lock_guard lock(m_mutex);
   m_objects.push_back(object);
-  if (m_objects.size() % kMostEnded != 0) return;
-  // Half of the ended ones, so that not every new object searches the list.
-  std::size_t ended = 0;
-  for (const auto& kept : m_objects) ended += kept->IsEnded() ? 1 : 0;
-  std::size_t left = ended / 2;
-  std::erase_if(m_objects, [&](const auto& kept) { return left > 0 && kept->IsEnded() && left-- > 0; });
+  if (m_objects.size() % kObjectsBetweenSearches != 0) return;
+  // Deletes half of the released objects, so that the list is searched rarely.
+  const auto isReleased = [](const auto& kept) { return kept->IsReleased(); };
+  auto left = std::ranges::count_if(m_objects, isReleased) / 2;
+  std::erase_if(m_objects, [&](const auto& kept) { return left > 0 && isReleased(kept) && left-- > 0; });
 }
 
 bool Layer::AttachFile(const void* file, const Session* reader) {

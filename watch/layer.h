@@ -1,4 +1,4 @@
-// The layer between the host and the plug-in's library.
+// The watch layer itself: loads the plug-in, creates the wrapped objects, and keeps what all sessions share.
 #pragma once
 
 #include <deque>
@@ -8,34 +8,35 @@
 #include <mutex>
 
 #include "plugin/shell/host_interfaces.h"
-#include "watch/handed_out.h"
+#include "watch/exposed_object.h"
 #include "watch/log.h"
 
 namespace qbflv::watch {
 
 class Layer {
  public:
-  /// Created by the first call; destroyed when the library is unloaded, or at the end of the process.
+  /// Returns the only instance. The first call creates it; unloading the library or the end of the process destroys it.
   static Layer& Get();
 
   Layer();
   Layer(const Layer&) = delete;
   Layer& operator=(const Layer&) = delete;
-  /// Reports the references that are left, and writes the totals.
+  /// Reports the references that the host has not released, and writes the totals.
   ~Layer();
 
   Status CreateInstance(IUnknown** object);
   Status CanUnload() const;
 
   Log& Reports() { return m_log; }
-  /// The seconds after which an operation counts as never completed.
+  /// Number of seconds after which an operation counts as never completed.
   double Patience() const { return m_patience; }
   void AddTotals(const Totals& totals);
 
-  /// Keeps an object for calls after its last Release: those that are alive, and the latest that are not.
-  void Keep(const std::shared_ptr<HandedOut>& object);
+  /// Keeps an object in memory, so that calls after its last Release can be reported. Deletes the oldest released
+  /// objects when there are many.
+  void Keep(const std::shared_ptr<ExposedObject>& object);
 
-  /// Notes who reads a file. False if another session reads it, too.
+  /// Records that a session reads a file. Returns false if another session already does.
   bool AttachFile(const void* file, const Session* reader);
   void DetachFile(const void* file, const Session* reader);
 
@@ -50,7 +51,7 @@ class Layer {
 
   std::mutex m_mutex;
   Totals m_totals;
-  std::deque<std::shared_ptr<HandedOut>> m_objects;
+  std::deque<std::shared_ptr<ExposedObject>> m_objects;
   std::multimap<const void*, const Session*> m_files;
 };
 

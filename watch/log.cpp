@@ -1,4 +1,4 @@
-// Where the watch layer writes what it finds.
+// The watch layer's log.
 #include "watch/log.h"
 
 #include <fmt/format.h>
@@ -98,7 +98,7 @@ void Log::WriteTotals(const Totals& totals) {
       totals.deepestNesting, totals.mostQueuedPackets, inHost, inPlugin, brokenText.empty() ? "none" : brokenText));
 }
 
-/// At once: the process may crash for the reason that the text tells.
+/// Flushes at once: the process may crash because of the violation that the text reports.
 void Log::Write(const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), m_file);
   std::fflush(m_file);

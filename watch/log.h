@@ -1,5 +1,5 @@
-// Where the watch layer writes what it finds: standard error, or the file that QBFLVPLUS_WATCH_LOG names. Lines of JSON
-// if the name ends with .json or .jsonl, or if QBFLVPLUS_WATCH_FORMAT is json.
+// The watch layer's log. It goes to standard error, or to the file that QBFLVPLUS_WATCH_LOG names. It consists of lines
+// of JSON if that name ends with .json or .jsonl, or if QBFLVPLUS_WATCH_FORMAT is json.
 #pragma once
 
 #include <array>
@@ -25,13 +25,13 @@ class Log {
   Log& operator=(const Log&) = delete;
   ~Log();
 
-  /// Writes a violation, unless the same call broke the same rule before; the totals count it anyway.
-  /// call: the literal name of the call that broke the rule.
+  /// Counts a violation. Writes it unless the same call broke the same rule before. call: the name of the call that
+  /// broke the rule. before: the calls before it.
   void Report(Rule rule, const char* call, const std::string& what, const std::vector<PastCall>& before);
 
   double Seconds(std::uint64_t ticks) const { return m_scale.Seconds(ticks); }
 
-  /// Writes the totals, and how often each rule was broken.
+  /// Writes the totals, and the number of violations of each rule.
   void WriteTotals(const Totals& totals);
 
  private:

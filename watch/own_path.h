@@ -1,10 +1,11 @@
-// Where the layer itself was loaded from.
+// The path of the library that contains this code.
 #pragma once
 
 #include <filesystem>
 
 namespace qbflv::watch {
 
+/// Returns an empty path on failure.
 std::filesystem::path OwnPath();
 
 }  // namespace qbflv::watch

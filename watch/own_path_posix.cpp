@@ -1,4 +1,4 @@
-// Where the layer itself was loaded from, on Linux.
+// The path of the library that contains this code, on Linux.
 #include <dlfcn.h>
 
 #include "watch/own_path.h"

@@ -1,4 +1,4 @@
-// Where the layer itself was loaded from, on Windows.
+// The path of the library that contains this code, on Windows.
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 

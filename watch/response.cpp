@@ -1,4 +1,4 @@
-// The response object of the plug-in, as the host's file object gets it.
+// The wrapper of the plug-in's response object, for the host's file object.
 #include "watch/response.h"
 
 #include "watch/data_objects.h"
@@ -7,28 +7,28 @@ namespace qbflv::watch {
 
 WatchedResponse::WatchedResponse(std::shared_ptr<Session> session, std::shared_ptr<FileState> file,
                                  ComPtr<IQBFileResponse> real)
-    : HandedOut(std::move(session), "IQBFileResponse", 1, 0), m_file(std::move(file)), m_real(std::move(real)) {}
+    : ExposedObject(std::move(session), "IQBFileResponse", 1, 0), m_file(std::move(file)), m_real(std::move(real)) {}
 
 Status WatchedResponse::QueryInterface(const GUID& id, void** object) {
   if (object == nullptr) return kInvalidArgument;
   *object = nullptr;
-  if (IsGone("QueryInterface")) return kNoInterface;
+  if (IsUsedAfterRelease("QueryInterface")) return kNoInterface;
   if (id == IUnknown::kId || id == IQBFileResponse::kId) *object = static_cast<IQBFileResponse*>(this);
   if (id == IQBFileStatResponse::kId) *object = static_cast<IQBFileStatResponse*>(this);
   if (*object == nullptr) return kNoInterface;
-  Take(Taken::kByQueryInterface);
+  AddReference(Source::kQueryInterface);
   return kOk;
 }
 
 /// The completion may release this object; do not touch members after pass.
 template <typename Pass>
 Status WatchedResponse::Complete(const char* call, Operation operation, Status status, Pass pass) {
-  if (IsGone(call)) return kInvalidState;
-  const PluginCall frame(Its(), call, static_cast<std::uint32_t>(status));
-  IQBFileResponse* const real = m_real.Get();  // holds itself while it needs to
+  if (IsUsedAfterRelease(call)) return kInvalidState;
+  const PluginCall frame(GetSession(), call, static_cast<std::uint32_t>(status));
+  IQBFileResponse* const real = m_real.Get();  // keeps itself alive during the call
   if (frame.IsTracked()) {
-    Its()->CheckStatus(call, status);
-    static_cast<void>(Its()->OnCompletion(call, *m_file, operation));
+    GetSession()->CheckStatus(call, status);
+    static_cast<void>(GetSession()->OnCompletion(call, *m_file, operation));
   }
   return pass(*real);
 }
@@ -53,33 +53,33 @@ Status WatchedResponse::StatDone(Status status, std::uint32_t size) {
 
 Status WatchedResponse::ReadDone(Status status, IQBBuffer* buffer) {
   static constexpr char kCall[] = "IQBFileResponse::ReadDone";
-  if (IsGone(kCall)) return kInvalidState;
+  if (IsUsedAfterRelease(kCall)) return kInvalidState;
   const std::uint32_t bytes = buffer != nullptr ? buffer->GetSize() : 0;
-  const PluginCall frame(Its(), kCall, bytes);
-  IQBFileResponse* const real = m_real.Get();  // holds itself while it needs to
+  const PluginCall frame(GetSession(), kCall, bytes);
+  IQBFileResponse* const real = m_real.Get();  // keeps itself alive during the call
   ComPtr<WatchedBuffer> watched;
-  if (buffer != nullptr) watched = host::MakeObject<WatchedBuffer>(*Its(), ComPtr<IQBBuffer>::Retain(buffer));
+  if (buffer != nullptr) watched = host::MakeObject<WatchedBuffer>(*GetSession(), ComPtr<IQBBuffer>::Retain(buffer));
   if (frame.IsTracked()) {
-    Its()->CheckStatus(kCall, status);
-    const auto requested =
-        Its()->OnCompletion(kCall, *m_file, Operation::kRead, buffer != nullptr ? std::optional(bytes) : std::nullopt);
-    if (requested) Its()->OnReadDone(kCall, *m_file, *requested, status, buffer != nullptr, bytes);
+    GetSession()->CheckStatus(kCall, status);
+    const auto requested = GetSession()->OnCompletion(kCall, *m_file, Operation::kRead,
+                                                      buffer != nullptr ? std::optional(bytes) : std::nullopt);
+    if (requested) GetSession()->OnReadDone(kCall, *m_file, *requested, status, buffer != nullptr, bytes);
     if (watched) watched->RequireUnchanged();
   }
   return real->ReadDone(status, watched.Get());
 }
 
 Status WatchedResponse::CloseDone(Status status) {
-  if (IsGone("CloseDone")) return kInvalidState;
-  const PluginCall frame(Its(), "IQBFileResponse::CloseDone");
-  IQBFileResponse* const real = m_real.Get();  // holds itself while it needs to
+  if (IsUsedAfterRelease("CloseDone")) return kInvalidState;
+  const PluginCall frame(GetSession(), "IQBFileResponse::CloseDone");
+  IQBFileResponse* const real = m_real.Get();  // keeps itself alive during the call
   return real->CloseDone(status);
 }
 
 Status WatchedResponse::WriteDone(Status status) {
-  if (IsGone("WriteDone")) return kInvalidState;
-  const PluginCall frame(Its(), "IQBFileResponse::WriteDone");
-  IQBFileResponse* const real = m_real.Get();  // holds itself while it needs to
+  if (IsUsedAfterRelease("WriteDone")) return kInvalidState;
+  const PluginCall frame(GetSession(), "IQBFileResponse::WriteDone");
+  IQBFileResponse* const real = m_real.Get();  // keeps itself alive during the call
   return real->WriteDone(status);
 }
 

@@ -1,19 +1,19 @@
-// The response object of the plug-in, as the host's file object gets it.
+// The wrapper of the plug-in's response object, for the host's file object.
 #pragma once
 
 #include <memory>
 
-#include "watch/handed_out.h"
+#include "watch/exposed_object.h"
 
 namespace qbflv::watch {
 
-class WatchedResponse final : public HandedOut, public IQBFileResponse, public IQBFileStatResponse {
+class WatchedResponse final : public ExposedObject, public IQBFileResponse, public IQBFileStatResponse {
  public:
   WatchedResponse(std::shared_ptr<Session> session, std::shared_ptr<FileState> file, ComPtr<IQBFileResponse> real);
 
   Status QueryInterface(const GUID& id, void** object) override;
-  std::uint32_t AddRef() override { return Take(Taken::kByAddRef); }
-  std::uint32_t Release() override { return GiveBack(); }
+  std::uint32_t AddRef() override { return AddReference(Source::kAddRef); }
+  std::uint32_t Release() override { return ReleaseReference(); }
 
   Status InitDone(Status status) override;
   Status CloseDone(Status status) override;
@@ -25,7 +25,7 @@ class WatchedResponse final : public HandedOut, public IQBFileResponse, public I
   IQBFileResponse* Real() const { return m_real.Get(); }
 
  protected:
-  void End() override { m_real = nullptr; }
+  void ReleaseReal() override { m_real = nullptr; }
   void Forget() override { static_cast<void>(m_real.Detach()); }
 
  private:

@@ -1,4 +1,4 @@
-// The rules of the contract that the watch layer checks. docs/host-guide.md names each of them.
+// The rules of the contract that the watch layer checks. docs/host-guide.md lists them by name.
 #pragma once
 
 #include <cstddef>

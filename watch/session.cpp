@@ -1,4 +1,4 @@
-// What the layer knows of one file-format object.
+// The layer's record of one file-format object.
 #include "watch/session.h"
 
 #include <fmt/format.h>
@@ -13,8 +13,8 @@ namespace qbflv::watch {
 
 namespace {
 
-/// The latest kept packets, whose release is checked. A host that keeps many for a while must not need more memory.
-constexpr std::size_t kMostKept = 16;
+/// Maximum number of kept packets whose release is checked. Checking all would keep their memory in use.
+constexpr std::size_t kMaxKept = 16;
 
 }  // namespace
 
@@ -90,7 +90,7 @@ void Session::LeaveHost() {
   m_depth.store(m_depth.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
 }
 
-/// A nested Close, Seek or InitFileFormat may be the reason of a refusal: then the epoch has changed.
+/// Does not report a refusal that a nested Close, Seek or InitFileFormat caused. Those change the epoch.
 void Session::OnRequest(const char* call, Status status, std::uint32_t epochBefore) {
   ++m_totals.requests;
   if (status != kInvalidState || m_epoch != epochBefore) return;
@@ -98,15 +98,15 @@ void Session::OnRequest(const char* call, Status status, std::uint32_t epochBefo
 }
 
 bool Session::CheckStream(const char* call, std::uint16_t stream) {
-  if (m_packetPending.empty() || stream < m_packetPending.size()) return false;
+  if (m_packetPending.empty() || stream < m_packetPending.size()) return true;
   Report(Rule::kUnknownStream, call,
          fmt::format("{}({}) in a file with {} streams", call, stream, m_packetPending.size()));
-  return true;
+  return false;
 }
 
 Session::PacketRequest Session::BeginPacket(std::uint16_t stream) {
   static constexpr char kCall[] = "IQBFileFormatObject::GetPacket";
-  if (CheckStream(kCall, stream)) return PacketRequest::kWrong;
+  if (!CheckStream(kCall, stream)) return PacketRequest::kWrong;
   if (stream >= m_packetPending.size()) return PacketRequest::kAllowed;
   if (m_packetPending[stream]) {
     Report(Rule::kPacketRequestedTwice, kCall,
@@ -139,7 +139,8 @@ void Session::Restart() {
   m_streamDone.assign(m_streamDone.size(), false);
 }
 
-/// States without pending operations are forgotten; late completions have theirs by the response object.
+/// Also forgets closed files without pending operations. A late completion reaches its FileState through the response
+/// object.
 std::shared_ptr<FileState> Session::OpenFile(const void* identity) {
   std::erase_if(m_files, [](const auto& file) { return file->isClosed && !file->IsPending(); });
   auto file = std::make_shared<FileState>();
@@ -166,7 +167,7 @@ std::optional<std::uint32_t> Session::OnCompletion(const char* call, FileState& 
   FileState::Queue& queue = file.Of(operation);
   if (!queue.pending.empty()) {
     auto completed = queue.pending.begin();
-    // Too many bytes for the oldest read may be those of a later one.
+    // A read with more bytes than the oldest one requested may be a later one.
     if (bytes && *bytes > completed->argument) {
       const auto later = std::ranges::find(queue.pending, *bytes, &FileState::Pending::argument);
       if (later != queue.pending.end()) {
@@ -214,7 +215,7 @@ void Session::OnReadDone(const char* call, FileState& file, std::uint32_t reques
   }
 }
 
-/// A host may close at any time, also with operations that are still in a queue of its own.
+/// Reports only after a long wait: a host may close at any time, also with operations in its own queue.
 void Session::CheckNeverCompleted(const char* call) {
   if (IsNested() || m_files.empty() || m_files.back()->isClosed || !m_files.back()->IsPending()) return;
   const double waited = m_layer.Reports().Seconds(Ticks() - m_idleSince);
@@ -223,14 +224,14 @@ void Session::CheckNeverCompleted(const char* call) {
          fmt::format("{} with an operation of the file pending for {:.1f} s, in which nothing happened", call, waited));
 }
 
-void Session::OnPacketMade() {
+void Session::OnPacketCreated() {
   ++m_queuedPackets;
   m_totals.mostQueuedPackets = std::max(m_totals.mostQueuedPackets, m_queuedPackets);
 }
 
 void Session::WatchKept(ComPtr<IQBPacket> packet) {
   m_kept.push_back(std::move(packet));
-  if (m_kept.size() > kMostKept) m_kept.pop_front();
+  if (m_kept.size() > kMaxKept) m_kept.pop_front();
 }
 
 void Session::CheckKept(const char* call) {

@@ -1,5 +1,4 @@
-// What the layer knows of one file-format object: the running calls, the requests and operations that are pending, and
-// the totals.
+// The layer's record of one file-format object: the running calls, the pending requests and operations, and the totals.
 #pragma once
 
 #include <array>
@@ -26,7 +25,7 @@ class Layer;
 
 enum class Operation { kInit, kRead, kSeek, kStat };
 
-/// The operations of one file object from an Init on, which a response object of its own completes.
+/// The operations of one file object since InitFileFormat. Each FileState has its own response object.
 struct FileState {
   struct Pending {
     std::uint64_t serial = 0;
@@ -36,24 +35,25 @@ struct FileState {
   struct Queue {
     std::vector<Pending> pending;
     std::uint64_t completed = 0;
-    /// Operations that were refused and may be completed all the same.
+    /// Number of operations that the file object refused. It may complete them nevertheless.
     std::uint64_t refused = 0;
   };
 
-  /// Identifies the host's object; not called.
+  /// Address of the host's object; for comparison only.
   const void* identity = nullptr;
   std::array<Queue, 4> queues;
   bool isClosed = false;
-  /// Where the next read begins, and the size that Stat reported.
+  /// Offset of the next read.
   std::uint64_t position = 0;
+  /// The size that Stat reported.
   std::optional<std::uint32_t> size;
 
   Queue& Of(Operation operation) { return queues[static_cast<std::size_t>(operation)]; }
   bool IsPending() const;
 };
 
-/// Used by one thread at a time, except for Report and Enter. A call that comes while another thread is inside the
-/// object is reported, and leaves everything else as it is.
+/// Not thread-safe, except for Report and EnterPlugin. EnterPlugin reports a call that overlaps with a call of another
+/// thread; the session does not track such a call.
 class Session {
  public:
   explicit Session(Layer& layer) : m_layer(layer) { m_totals.sessions = 1; }
@@ -61,58 +61,67 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   void Report(Rule rule, const char* call, const std::string& what);
-  /// Reports statuses that the contract does not have.
+  /// Reports a status that the contract does not define.
   void CheckStatus(const char* call, Status status) {
     if (status != kOk) CheckFailure(call, status);
   }
-  /// Checks an object that a call of the host returned. Returns it, null if the call failed.
+  /// Checks an object that a call into the host returned. Returns the object, or null if the call failed.
   template <typename Interface>
   ComPtr<Interface> Returned(const char* call, Status status, Interface* object);
 
-  // A call of the host into the plug-in. False if it overlaps with one of another thread; then without Leave.
+  /// Records the start of a call of the host into the plug-in. Returns false if it overlaps with a call of another
+  /// thread; LeavePlugin must not be called then.
   bool EnterPlugin(const char* call, std::uint32_t argument);
   void LeavePlugin();
-  // A call of the plug-in into the host.
+  /// Records the start of a call of the plug-in into the host.
   void EnterHost(const char* call, std::uint32_t argument);
   void LeaveHost();
   bool IsNested() const { return m_depth.load(std::memory_order_relaxed) > 1; }
 
-  /// Counts operations of buffers, packets and lists that are running.
+  /// Number of running operations of buffers, packets and lists.
   int dataCalls = 0;
 
-  // Requests. Each is called with the status that the plug-in returned.
+  // Requests of the host.
+
+  /// Counts a request. status: the status that the plug-in returned. epochBefore: the epoch before the call.
   void OnRequest(const char* call, Status status, std::uint32_t epochBefore);
-  /// Reports the number of a stream that the file does not have, and returns true then.
+  /// Reports a stream number that the file does not have. Returns false in that case.
   bool CheckStream(const char* call, std::uint16_t stream);
   enum class PacketRequest { kAllowed, kWrong };
-  /// Called before GetPacket, which may deliver inside the call. Reports a wrong request.
+  /// Call it before GetPacket, which may deliver inside the call. Reports a wrong request.
   PacketRequest BeginPacket(std::uint16_t stream);
   void CancelPacket(std::uint16_t stream);
   void OnDelivered(std::uint16_t stream, bool isDone);
   void SetStreamCount(std::uint32_t count);
-  /// A Seek, Close, InitPlugin or InitFileFormat: cancels the pending requests.
+  /// Cancels the pending requests: the host has called Seek, Close, InitPlugin or InitFileFormat.
   void Restart();
   std::uint32_t Epoch() const { return m_epoch; }
 
-  // Operations of the file object.
+  // Operations on the file object.
+
   std::shared_ptr<FileState> OpenFile(const void* identity);
   std::uint64_t OnOperation(FileState& file, Operation operation, std::uint32_t argument);
   void OnRefused(FileState& file, Operation operation, std::uint64_t serial);
-  /// Null if the completion is not due. Returns the bytes or offset of the operation that it completes.
+  /// Returns the argument of the operation that this completes. Reports a completion without a pending operation, and
+  /// returns nothing. bytes: number of bytes that a read returned.
   std::optional<std::uint32_t> OnCompletion(const char* call, FileState& file, Operation operation,
                                             std::optional<std::uint32_t> bytes = {});
   void OnReadDone(const char* call, FileState& file, std::uint32_t requested, Status status, bool hasBuffer,
                   std::uint32_t bytes);
-  /// The host closes or releases the object, and gives up an operation that was not completed for a long time.
+  /// Call it when the host closes or releases the object. Reports an operation that has been pending for a long time.
   void CheckNeverCompleted(const char* call);
 
-  // Packets that the plug-in holds, and those that the host kept.
-  void OnPacketMade();
+  // Packets.
+
+  /// Records a packet that the plug-in created.
+  void OnPacketCreated();
   void OnPacketReleased() { --m_queuedPackets; }
+  /// Remembers a packet to which the host has kept a reference.
   void WatchKept(ComPtr<IQBPacket> packet);
+  /// Reports the remembered packets that the host has not released.
   void CheckKept(const char* call);
 
-  /// What the session did, once: then nothing.
+  /// Returns the totals and resets them.
   Totals TakeTotals();
 
  private:
@@ -127,7 +136,7 @@ class Session {
   Totals m_totals;
 
   std::uint32_t m_epoch = 0;
-  /// The end of the last call that was not nested, in ticks.
+  /// End of the last call that was not nested, in ticks.
   std::uint64_t m_idleSince = 0;
   std::vector<bool> m_packetPending;
   std::vector<bool> m_streamDone;
@@ -144,7 +153,7 @@ ComPtr<Interface> Session::Returned(const char* call, Status status, Interface* 
     ReportReference(call, false);
     return nullptr;
   }
-  // With the reference that it should carry there are two now. One that it lacks is not taken away again.
+  // The object now has at least two references, unless it was returned without one. Keeps the added reference then.
   auto added = ComPtr<Interface>::Adopt(object);
   if (object->AddRef() < 2) {
     ReportReference(call, true);
@@ -154,14 +163,14 @@ ComPtr<Interface> Session::Returned(const char* call, Status status, Interface* 
   return added;
 }
 
-/// The references to an object of the host besides the one that the caller holds.
+/// Returns the number of references to an object of the host, not counting the caller's.
 template <typename Interface>
 std::uint32_t OtherReferences(Interface& object) {
   object.AddRef();
   return object.Release() - 1;
 }
 
-/// A call of the host into the plug-in, while it runs. Holds the session, since the call may end the object.
+/// Marks a call of the host into the plug-in while it runs. Keeps the session alive: the call may delete the object.
 class PluginCall {
  public:
   PluginCall(std::shared_ptr<Session> session, const char* call, std::uint32_t argument = 0)
@@ -172,16 +181,16 @@ class PluginCall {
     if (m_isTracked) m_session->LeavePlugin();
   }
 
-  /// False if another thread is inside the object: then the call only passes through.
+  /// Returns false if another thread is inside the object. The call is then passed on without checks.
   bool IsTracked() const { return m_isTracked; }
-  Session& Its() const { return *m_session; }
+  Session& GetSession() const { return *m_session; }
 
  private:
   std::shared_ptr<Session> m_session;
   bool m_isTracked;
 };
 
-/// A call of the plug-in into the host, while it runs.
+/// Marks a call of the plug-in into the host while it runs.
 class HostCall {
  public:
   HostCall(Session& session, const char* call, std::uint32_t argument = 0) : m_session(session) {
@@ -195,7 +204,7 @@ class HostCall {
   Session& m_session;
 };
 
-/// A call of the plug-in into a buffer, packet or list of the host, while it runs.
+/// Marks a call of the plug-in into a buffer, packet or list of the host while it runs.
 class DataCall {
  public:
   explicit DataCall(Session& session) : m_session(session) { ++m_session.dataCalls; }

@@ -1,4 +1,4 @@
-// The host's sink, as the plug-in gets it.
+// The wrapper of the host's sink, for the plug-in.
 #include "watch/sink.h"
 
 #include "watch/data_objects.h"
@@ -7,16 +7,16 @@ namespace qbflv::watch {
 
 namespace {
 
-/// The plug-in passes the lists and packets that it got from the layer.
+/// Returns the host's list inside a list that the plug-in passes. The plug-in has only WatchedLists.
 IQBPropertyList* RealList(IQBPropertyList* list) {
   return list != nullptr ? static_cast<WatchedList*>(list)->Real() : nullptr;
 }
 
 }  // namespace
 
-/// The call may end this object; do not touch members after it.
+/// The call may release the last reference to this object; do not touch members after it.
 template <typename Pass>
-Status WatchedSink::Tell(const char* call, std::uint32_t argument, Pass pass) {
+Status WatchedSink::CallSink(const char* call, std::uint32_t argument, Pass pass) {
   const std::shared_ptr<Session> session = m_session;
   const ComPtr<IQBFormatSink> real = m_real;
   const HostCall frame(*session, call, argument);
@@ -26,43 +26,44 @@ Status WatchedSink::Tell(const char* call, std::uint32_t argument, Pass pass) {
 }
 
 Status WatchedSink::InitDone(Status status) {
-  return Tell("IQBFormatSink::InitDone", static_cast<std::uint32_t>(status),
-              [status](IQBFormatSink& real) { return real.InitDone(status); });
+  return CallSink("IQBFormatSink::InitDone", static_cast<std::uint32_t>(status),
+                  [status](IQBFormatSink& real) { return real.InitDone(status); });
 }
 
 Status WatchedSink::SeekDone(Status status) {
-  return Tell("IQBFormatSink::SeekDone", static_cast<std::uint32_t>(status),
-              [status](IQBFormatSink& real) { return real.SeekDone(status); });
+  return CallSink("IQBFormatSink::SeekDone", static_cast<std::uint32_t>(status),
+                  [status](IQBFormatSink& real) { return real.SeekDone(status); });
 }
 
 Status WatchedSink::FileHeaderReady(Status status, IQBPropertyList* header) {
   if (header != nullptr) m_session->SetStreamCount(static_cast<WatchedList*>(header)->StreamCount());
-  return Tell("IQBFormatSink::FileHeaderReady", static_cast<std::uint32_t>(status),
-              [status, header](IQBFormatSink& real) { return real.FileHeaderReady(status, RealList(header)); });
+  return CallSink("IQBFormatSink::FileHeaderReady", static_cast<std::uint32_t>(status),
+                  [status, header](IQBFormatSink& real) { return real.FileHeaderReady(status, RealList(header)); });
 }
 
 Status WatchedSink::StreamHeaderReady(Status status, IQBPropertyList* header) {
-  return Tell("IQBFormatSink::StreamHeaderReady", static_cast<std::uint32_t>(status),
-              [status, header](IQBFormatSink& real) { return real.StreamHeaderReady(status, RealList(header)); });
+  return CallSink("IQBFormatSink::StreamHeaderReady", static_cast<std::uint32_t>(status),
+                  [status, header](IQBFormatSink& real) { return real.StreamHeaderReady(status, RealList(header)); });
 }
 
 Status WatchedSink::PacketReady(Status status, IQBPacket* packet) {
   static constexpr char kCall[] = "IQBFormatSink::PacketReady";
   auto* const watched = static_cast<WatchedPacket*>(packet);
   const std::shared_ptr<Session> session = m_session;
-  IQBPacket* const real = watched->Real();  // the plug-in holds it until this function returns
+  IQBPacket* const real = watched->Real();  // the plug-in keeps a reference until this function returns
   watched->CheckUnchanged();
   session->OnDelivered(watched->Stream(), false);
   const std::uint32_t before = OtherReferences(*real);
-  const Status result =
-      Tell(kCall, watched->Stream(), [status, real](IQBFormatSink& sink) { return sink.PacketReady(status, real); });
+  const Status result = CallSink(kCall, watched->Stream(),
+                                 [status, real](IQBFormatSink& sink) { return sink.PacketReady(status, real); });
   if (OtherReferences(*real) > before) session->WatchKept(ComPtr<IQBPacket>::Retain(real));
   return result;
 }
 
 Status WatchedSink::StreamDone(std::uint16_t stream) {
   m_session->OnDelivered(stream, true);
-  return Tell("IQBFormatSink::StreamDone", stream, [stream](IQBFormatSink& real) { return real.StreamDone(stream); });
+  return CallSink("IQBFormatSink::StreamDone", stream,
+                  [stream](IQBFormatSink& real) { return real.StreamDone(stream); });
 }
 
 }  // namespace qbflv::watch

@@ -1,4 +1,4 @@
-// The host's sink, as the plug-in gets it.
+// The wrapper of the host's sink, for the plug-in.
 #pragma once
 
 #include <memory>
@@ -22,7 +22,7 @@ class WatchedSink final : public host::ComObject<IQBFormatSink> {
 
  private:
   template <typename Pass>
-  Status Tell(const char* call, std::uint32_t argument, Pass pass);
+  Status CallSink(const char* call, std::uint32_t argument, Pass pass);
 
   std::shared_ptr<Session> m_session;
   ComPtr<IQBFormatSink> m_real;

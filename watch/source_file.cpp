@@ -1,4 +1,4 @@
-// The host's file object, as the plug-in gets it.
+// The wrapper of the host's file object, for the plug-in.
 #include "watch/source_file.h"
 
 #include "watch/layer.h"
@@ -16,7 +16,7 @@ WatchedFile::WatchedFile(Layer& layer, std::shared_ptr<Session> session, ComPtr<
 WatchedFile::~WatchedFile() {
   m_layer.DetachFile(m_real.Get(), m_session.get());
   m_state->isClosed = true;
-  if (m_response) m_response->EndLending();
+  if (m_response) m_response->ReleaseLayerReference();
 }
 
 Status WatchedFile::QueryInterface(const GUID& id, void** object) {
@@ -35,9 +35,9 @@ Status WatchedFile::QueryInterface(const GUID& id, void** object) {
   return status;
 }
 
-/// The operation may end this object; do not touch members after pass.
+/// The operation may release the last reference to this object; do not touch members after pass.
 template <typename Pass>
-Status WatchedFile::Start(const char* call, Operation operation, std::uint32_t argument, Pass pass) {
+Status WatchedFile::StartOperation(const char* call, Operation operation, std::uint32_t argument, Pass pass) {
   const std::shared_ptr<Session> session = m_session;
   const std::shared_ptr<FileState> state = m_state;
   const ComPtr<IQBSourceFile> real = m_real;
@@ -52,24 +52,24 @@ Status WatchedFile::Start(const char* call, Operation operation, std::uint32_t a
 Status WatchedFile::Init(std::uint32_t flags, IQBFileResponse* response) {
   m_response = std::make_shared<WatchedResponse>(m_session, m_state, ComPtr<IQBFileResponse>::Retain(response));
   m_layer.Keep(m_response);
-  return Start("IQBSourceFile::Init", Operation::kInit, flags,
-               [flags, passed = m_response](IQBSourceFile& real) { return real.Init(flags, passed.get()); });
+  return StartOperation("IQBSourceFile::Init", Operation::kInit, flags,
+                        [flags, passed = m_response](IQBSourceFile& real) { return real.Init(flags, passed.get()); });
 }
 
 Status WatchedFile::Read(std::uint32_t count) {
-  return Start("IQBSourceFile::Read", Operation::kRead, count,
-               [count](IQBSourceFile& real) { return real.Read(count); });
+  return StartOperation("IQBSourceFile::Read", Operation::kRead, count,
+                        [count](IQBSourceFile& real) { return real.Read(count); });
 }
 
 Status WatchedFile::Seek(std::uint32_t offset, BOOL relative) {
-  return Start("IQBSourceFile::Seek", Operation::kSeek, offset,
-               [offset, relative](IQBSourceFile& real) { return real.Seek(offset, relative); });
+  return StartOperation("IQBSourceFile::Seek", Operation::kSeek, offset,
+                        [offset, relative](IQBSourceFile& real) { return real.Seek(offset, relative); });
 }
 
 /// The plug-in passes the response object that it passed to Init.
 Status WatchedFile::Stat(IQBFileStatResponse* /*response*/) {
-  return Start("IQBFileStat::Stat", Operation::kStat, 0,
-               [stat = m_stat, passed = m_response](IQBSourceFile&) { return stat->Stat(passed.get()); });
+  return StartOperation("IQBFileStat::Stat", Operation::kStat, 0,
+                        [stat = m_stat, passed = m_response](IQBSourceFile&) { return stat->Stat(passed.get()); });
 }
 
 Status WatchedFile::Close() {

@@ -1,4 +1,4 @@
-// The host's file object, as the plug-in gets it.
+// The wrapper of the host's file object, for the plug-in.
 #pragma once
 
 #include <memory>
@@ -28,7 +28,7 @@ class WatchedFile final : public host::ComObject<IQBSourceFile, IQBFileStat> {
 
  private:
   template <typename Pass>
-  Status Start(const char* call, Operation operation, std::uint32_t argument, Pass pass);
+  Status StartOperation(const char* call, Operation operation, std::uint32_t argument, Pass pass);
 
   Layer& m_layer;
   std::shared_ptr<Session> m_session;

@@ -10,7 +10,8 @@
 
 namespace qbflv::watch {
 
-/// The processor's time stamps where there are such, else the system's clock. Only differences mean something.
+/// Returns the processor's time-stamp counter if it has one, else the time of the system's clock. The origin and the
+/// unit are arbitrary.
 inline std::uint64_t Ticks() {
 #if defined(__x86_64__)
   return __rdtsc();
@@ -19,7 +20,7 @@ inline std::uint64_t Ticks() {
 #endif
 }
 
-/// Converts ticks to seconds by what the system's clock says since the construction.
+/// Converts ticks to seconds. Compares the ticks with the system's clock since construction.
 class TickScale {
  public:
   double Seconds(std::uint64_t ticks) const {
@@ -33,38 +34,38 @@ class TickScale {
   std::chrono::steady_clock::time_point m_time = std::chrono::steady_clock::now();
 };
 
-/// Divides time among those who spend it. Measures everything at first, then one part in eight, since the measuring
-/// itself takes longer than most calls.
+/// Estimates the time that is spent on each side of a boundary. Measures all intervals at first, then samples one
+/// interval in eight, because a measurement takes longer than most calls.
 class Stopwatch {
  public:
-  /// Adds the time since the last call to spender, roughly.
-  void AddTo(std::uint64_t& spender) {
+  /// Adds the estimated time since the previous call to `total`.
+  void AddTo(std::uint64_t& total) {
     if (m_skip > 0) {
       --m_skip;
       return;
     }
     const std::uint64_t now = Ticks();
-    if (m_isRunning) spender += (now - m_last) * m_weight;
+    if (m_isRunning) total += (now - m_last) * m_weight;
     m_last = now;
     m_isRunning = true;
     if (--m_left > 0) return;
-    m_left = kMeasured;
+    m_left = kSamples;
     m_skip = kSkipped;
-    m_weight = (kMeasured + kSkipped) / (kMeasured - 1);
+    m_weight = (kSamples + kSkipped) / (kSamples - 1);
     m_isRunning = false;
   }
 
-  /// The time until the next call is nobody's.
+  /// Excludes the time until the next call of AddTo.
   void Interrupt() { m_isRunning = false; }
 
  private:
-  static constexpr std::uint32_t kAtFirst = 4096;
-  // Of eight points in time, seven intervals count for 56.
-  static constexpr std::uint32_t kMeasured = 8;
+  static constexpr std::uint32_t kInitialSamples = 4096;
+  // Eight points in time make seven intervals, which count for 56.
+  static constexpr std::uint32_t kSamples = 8;
   static constexpr std::uint32_t kSkipped = 48;
 
   std::uint64_t m_last = 0;
-  std::uint32_t m_left = kAtFirst;
+  std::uint32_t m_left = kInitialSamples;
   std::uint32_t m_skip = 0;
   std::uint32_t m_weight = 1;
   bool m_isRunning = false;

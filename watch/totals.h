@@ -1,4 +1,4 @@
-// What the sessions of a process did, for the lines at the end of the log.
+// Counters and times of sessions, for the last lines of the log.
 #pragma once
 
 #include <algorithm>
@@ -8,16 +8,15 @@ namespace qbflv::watch {
 
 struct Totals {
   std::uint64_t sessions = 0;
-  /// Calls of the host: requests.
   std::uint64_t requests = 0;
-  /// Init, Read, Seek and Stat on file objects; the reads among them.
+  /// Number of operations on file objects, and of the reads among them.
   std::uint64_t operations = 0;
   std::uint64_t reads = 0;
   std::uint64_t packets = 0;
   std::uint64_t deepestNesting = 0;
-  /// Packets that one object held at the same time.
+  /// Maximum number of packets that one object held at the same time.
   std::uint64_t mostQueuedPackets = 0;
-  /// In ticks: in calls of the host into the plug-in, without and within the calls back.
+  /// Time in the plug-in's own code, and in the host's code that the plug-in calls, in ticks.
   std::uint64_t ticksInPlugin = 0;
   std::uint64_t ticksInHost = 0;
 
