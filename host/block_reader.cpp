@@ -1,4 +1,4 @@
-// Reads a byte source in large blocks and serves small reads as slices of them.
+// Reads a byte source in large blocks and returns slices of them. Bytes that are already in memory are one block.
 #include "host/block_reader.h"
 
 #include <algorithm>
@@ -8,8 +8,8 @@ namespace qbflv::host {
 
 namespace {
 
-/// Bytes. Large enough to make the cost of system calls negligible; small enough that a kept packet, which keeps its
-/// whole block, wastes little memory.
+/// Block size in bytes. Large enough to make the cost of system calls negligible; small enough that a packet, which
+/// keeps its whole block in memory, wastes little.
 constexpr std::uint64_t kBlockSize = 256 * 1024;
 
 }  // namespace
@@ -29,7 +29,7 @@ Status BlockReader::Read(std::uint64_t offset, std::uint32_t count, Slice& slice
   if (before >= m_blockSize) return kOk;
   slice.size = static_cast<std::uint32_t>(std::min<std::uint64_t>(count, m_blockSize - before));
   slice.bytes = std::shared_ptr<std::uint8_t[]>(m_block, m_block.get() + before);
-  FetchAhead(offset + slice.size);  // most files are read from front to back
+  FetchAhead(offset + slice.size);  // most files are read sequentially
   return kOk;
 }
 
@@ -61,7 +61,7 @@ std::uint64_t BlockReader::BlockStart(std::uint64_t offset, std::uint32_t count)
 }
 
 Status BlockReader::ReadBlock(std::uint64_t offset, std::uint32_t count) {
-  // The count may be wrong, so allocate no more than the source has.
+  // The count comes from the file and may be wrong, so allocate no more than the source has.
   const std::uint64_t sourceSize = SourceSize();
   const std::uint64_t start = BlockStart(offset, count);
   const std::uint64_t wanted = std::max<std::uint64_t>(kBlockSize, offset - start + count);

@@ -1,4 +1,4 @@
-// Reads a byte source in large blocks and serves small reads as slices of them. Bytes in memory are a block already.
+// Reads a byte source in large blocks and returns slices of them. Bytes that are already in memory are one block.
 #pragma once
 
 #include <cstdint>
@@ -18,24 +18,26 @@ struct Slice {
 
 class BlockReader {
  public:
-  /// Called after each block that is read, with the requested offset and the source's size in bytes. Must not throw.
+  /// Called after each block read, with the requested offset and the source's size in bytes. Must not throw.
   using Observer = std::function<void(std::uint64_t offset, std::uint64_t fileSize)>;
 
   explicit BlockReader(std::shared_ptr<const flv::ByteSource> source, Observer observer = nullptr);
 
-  /// Returns the bytes at offset: fewer than count at the end of the source, none past it. Throws std::bad_alloc.
+  /// Stores the bytes at offset in slice: fewer than count at the end of the source, none past it. Throws
+  /// std::bad_alloc.
   Status Read(std::uint64_t offset, std::uint32_t count, Slice& slice);
 
   /// Prefetches the bytes at offset into the processor's cache if they are in the current block.
   void FetchAhead(std::uint64_t offset) const;
 
-  /// Current size of the source in bytes, or 0 if it is unknown.
+  /// Returns the current size of the source in bytes, or 0 if it is unknown.
   std::uint64_t SourceSize() const { return m_source->Size(); }
 
   std::uint64_t BlocksRead() const { return m_blocksRead; }
 
  private:
-  /// Takes the bytes that the source has in memory. False if those at offset are not.
+  /// Uses the bytes that the source already has in memory as the block. Returns false if it does not have `count` bytes
+  /// at offset.
   bool ShareBlock(std::uint64_t offset, std::uint32_t count);
   Status ReadBlock(std::uint64_t offset, std::uint32_t count);
   std::uint64_t BlockStart(std::uint64_t offset, std::uint32_t count) const;

@@ -1,4 +1,4 @@
-// One object of the plug-in on one open file: what a server keeps for each of its clients.
+// One object of the plug-in on one open file, as a server has for each client.
 #include "host/client.h"
 
 #include <utility>
@@ -8,7 +8,7 @@
 
 namespace qbflv::host {
 
-/// Forwards to its client. May outlive the client while the plug-in holds a reference, but receives no calls then.
+/// Forwards calls to its client. The plug-in may keep it longer than the client, but does not call it then.
 class Client::Sink final : public ComObject<IQBFormatSink> {
  public:
   explicit Sink(Client& client) : m_client(client) {}
@@ -49,7 +49,7 @@ Client::Client(const PluginLibrary& library, IUnknown* context, BlockReader file
       m_sink(MakeObject<Sink>(*this)),
       m_plugin(library.CreateInstance()),
       m_format(m_plugin.Query<IQBFileFormatObject>()) {
-  if (!m_format) throw HostError("the plug-in's object is no file-format object", kNoInterface);
+  if (!m_format) throw HostError("the plug-in's object is not a file-format object", kNoInterface);
   const Status status = m_plugin->InitPlugin(context);
   if (Failed(status)) throw HostError("the plug-in rejects its context", status);
 }

@@ -1,4 +1,4 @@
-// One object of the plug-in on one open file: what a server keeps for each of its clients.
+// One object of the plug-in on one open file, as a server has for each client.
 #pragma once
 
 #include <cstdint>
@@ -9,19 +9,20 @@
 
 namespace qbflv::host {
 
-/// Used by one thread at a time. A derived class overrides the functions that receive packets. The plug-in calls them;
-/// they must not throw and may make further requests.
+/// Not thread-safe. A derived class overrides the functions that receive packets. The plug-in calls them; they must not
+/// throw and may make further requests.
 class Client {
  public:
   /// context: shared by all clients of a server; provides an object factory. Throws HostError.
   Client(const PluginLibrary& library, IUnknown* context, BlockReader file, const FileOptions& options);
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
-  /// Closes the object in any state.
+  /// Closes the object. Valid in any state.
   virtual ~Client();
 
-  /// Open opens the file, ReadHeaders reads all headers. Both run the pending completions and return false on failure.
+  /// Opens the file and runs the pending completions. Returns false on failure.
   bool Open();
+  /// Reads all headers and runs the pending completions. Returns false on failure.
   bool ReadHeaders();
   std::uint16_t StreamCount() const { return m_streamCount; }
 

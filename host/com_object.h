@@ -57,13 +57,13 @@ class ComObject : public FirstInterface, public Interfaces... {
   ReferenceCount m_count;
 };
 
-/// A new object with the one reference that is returned.
+/// Creates an object and returns its only reference.
 template <typename Object, typename... Arguments>
 ComPtr<Object> MakeObject(Arguments&&... arguments) {
   return ComPtr<Object>::Adopt(new Object(std::forward<Arguments>(arguments)...));
 }
 
-/// Runs an interface operation and turns std::bad_alloc into a status: no exception may reach the plug-in.
+/// Runs an interface operation and converts std::bad_alloc to a status: no exception may reach the plug-in.
 template <typename Action>
 Status WithoutThrowing(Action&& action) {
   try {

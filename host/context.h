@@ -1,4 +1,4 @@
-// What the host offers to a plug-in: its object factory and its preferences.
+// The host's context: gives the plug-in the object factory and the preferences.
 #pragma once
 
 #include <string>

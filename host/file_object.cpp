@@ -93,7 +93,7 @@ Status FileObject::Stat(IQBFileStatResponse* response) {
       [to = ComPtr<IQBFileStatResponse>::Retain(response), known, size] { to->StatDone(known ? kOk : kFailed, size); });
 }
 
-/// The completion may call back or release the last reference to this object; do not touch members after it.
+/// The completion may make further calls or release the last reference to this object; do not touch members after it.
 template <typename Completion>
 Status FileObject::Complete(Completion&& completion) {
   if (m_options.completions == FileOptions::Completions::kInline) {

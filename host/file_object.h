@@ -23,7 +23,7 @@ struct FileOptions {
   Completions completions = Completions::kInline;
   /// A read at the end of the file returns an empty buffer, or fails with kFailed.
   EndOfFile endOfFile = EndOfFile::kShort;
-  /// Whether IQBFileStat is available, and whether it succeeds.
+  /// kYes: IQBFileStat reports the size. kNo: the interface is absent. kFail: Stat completes with kFailed.
   Stat stat = Stat::kYes;
   /// kLinear tells the plug-in that the file prefers front-to-back reading.
   Order order = Order::kRandom;
@@ -31,7 +31,7 @@ struct FileOptions {
   BlockReader::Observer onBlock = nullptr;
 };
 
-/// The operations of a file object since it was created.
+/// Number of operations on a file object since its creation.
 struct FileCounts {
   std::uint64_t reads = 0;
   std::uint64_t seeks = 0;
@@ -59,7 +59,7 @@ class FileObject final : public ComObject<IQBSourceFile, IQBFileStat> {
 
   Status Stat(IQBFileStatResponse* response) override;
 
-  /// Where the next read begins, in bytes.
+  /// Returns the offset of the next read.
   std::uint64_t Position() const { return m_position; }
   const FileCounts& Counts() const { return m_counts; }
   std::uint64_t BlocksRead() const { return m_reader.BlocksRead(); }
@@ -71,7 +71,7 @@ class FileObject final : public ComObject<IQBSourceFile, IQBFileStat> {
  private:
   Status ReadBuffer(std::uint32_t count, ComPtr<Buffer>& buffer);
 
-  /// Runs the completion inside the call or queues it. The completion holds a reference to the response object.
+  /// Runs the completion inside the call, or queues it. The completion must keep the response object alive.
   template <typename Completion>
   Status Complete(Completion&& completion);
 

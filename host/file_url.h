@@ -6,8 +6,8 @@
 
 namespace qbflv::host {
 
-/// Returns the "file" URL of the absolute path. Everything but unreserved characters is percent-encoded, so that a "?",
-/// "#" or "$" in a file name does not start a part of the URL.
+/// Returns the "file" URL of the absolute path. Percent-encodes all but unreserved characters, so that a "?", "#" or
+/// "$" in a file name does not start another part of the URL.
 std::string FileUrl(const std::filesystem::path& path);
 
 }  // namespace qbflv::host

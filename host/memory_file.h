@@ -23,7 +23,7 @@ struct MemoryFile {
 /// header to tag header otherwise misses the page-table cache nearly as often as the data cache.
 MemoryFile MakeMemoryFile(std::uint64_t size);
 
-/// Throws HostError.
+/// Reads a whole file. Throws HostError.
 MemoryFile ReadIntoMemory(const std::filesystem::path& path);
 
 }  // namespace qbflv::host

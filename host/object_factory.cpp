@@ -10,7 +10,7 @@ namespace qbflv::host {
 
 namespace {
 
-/// Transfers the object's one reference to the caller, as the requested interface.
+/// Transfers the object's only reference to the caller, as the requested interface.
 template <typename Interface, typename Object>
 Status Transfer(ComPtr<Object> created, void** object) {
   Interface* const interface = created.Detach();

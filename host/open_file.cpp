@@ -1,4 +1,4 @@
-// Opens a file as it is, or repaired.
+// Opens a file, bare or repaired.
 #include "host/open_file.h"
 
 #include <cerrno>

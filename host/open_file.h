@@ -1,4 +1,4 @@
-// Opens a file as it is, or repaired.
+// Opens a file, bare or repaired.
 #pragma once
 
 #include <filesystem>
@@ -10,11 +10,11 @@
 
 namespace qbflv::host {
 
-/// Throws HostError if the path is not a readable regular file.
+/// Opens the bare file. Throws HostError if the path is not a readable regular file.
 std::shared_ptr<const flv::FileSource> OpenFile(const std::filesystem::path& path);
 
-/// Opens the file as the well-formed file that it should have been. Reads through all tag headers. Throws HostError,
-/// also if the file is not an FLV file.
+/// Opens a repaired view of the file. Reads all tag headers unless the view is cached. Throws HostError, also if the
+/// file is not an FLV file.
 std::shared_ptr<const flv::View> OpenRepaired(const std::filesystem::path& path, const flv::ViewOptions& options,
                                               const flv::ScanOptions& scan = {});
 

@@ -8,7 +8,7 @@
 
 namespace qbflv::host {
 
-/// The common part of packets with and without an RTP time. Interface is IQBPacket or derives from it.
+/// The common base of packets with and without an RTP time. Interface is IQBPacket or derives from it.
 template <typename Interface>
 class BasicPacket : public ComObject<Interface> {
  public:
@@ -17,7 +17,7 @@ class BasicPacket : public ComObject<Interface> {
   std::uint16_t GetStreamNumber() override { return m_stream; }
   std::uint8_t GetASMFlags() override { return m_asmFlags; }
   std::uint16_t GetASMRuleNumber() override { return m_asmRule; }
-  /// Reading a file loses no packets.
+  /// Returns false: packets from a file are never lost.
   BOOL IsLost() override { return 0; }
 
   Status Set(IQBBuffer* buffer, std::uint32_t time, std::uint16_t stream, std::uint8_t asmFlags,

@@ -20,7 +20,7 @@ struct PluginInfo {
   std::vector<std::string> packetFormats;
 };
 
-/// Queries a file-format object. Fields that it does not provide stay empty.
+/// Reads the description of a file-format object. Leaves fields that it does not provide empty.
 PluginInfo DescribePlugin(IQBPlugin* plugin);
 
 }  // namespace qbflv::host

@@ -1,4 +1,4 @@
-// The plug-in's dynamic library, loaded with the system loader as in a server.
+// The plug-in's dynamic library, loaded as a server loads it.
 #include "host/plugin_library.h"
 
 #include <string>
@@ -27,9 +27,9 @@ PluginLibrary::~PluginLibrary() {
 ComPtr<IQBPlugin> PluginLibrary::CreateInstance() const {
   ComPtr<IUnknown> object;
   const Status status = m_createInstance(object.Out());
-  if (Failed(status)) throw HostError("the plug-in creates no file-format object", status);
+  if (Failed(status)) throw HostError("the plug-in cannot create a file-format object", status);
   auto plugin = object.Query<IQBPlugin>();
-  if (!plugin) throw HostError("the plug-in's object lacks its interface", kNoInterface);
+  if (!plugin) throw HostError("the plug-in's object has no plug-in interface", kNoInterface);
   return plugin;
 }
 

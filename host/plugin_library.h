@@ -1,4 +1,4 @@
-// The plug-in's dynamic library, loaded with the system loader as in a server.
+// The plug-in's dynamic library, loaded as a server loads it.
 #pragma once
 
 #include <filesystem>
@@ -8,7 +8,7 @@
 
 namespace qbflv::host {
 
-/// The destructor unloads the library unless the library still has objects.
+/// The destructor unloads the library unless objects of the library still exist.
 class PluginLibrary {
  public:
   /// Throws HostError when the library cannot be loaded or lacks one of the two exports.

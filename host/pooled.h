@@ -1,4 +1,4 @@
-// Memory pools for objects that a host creates for every packet.
+// Memory pools for objects that the host creates for every packet.
 #pragma once
 
 #include <cstddef>
@@ -8,14 +8,14 @@
 
 namespace qbflv::host {
 
-/// Gives a final class operators new and delete that reuse freed blocks for the next object of that class, for each
-/// thread separately and without a lock. Disabled under a sanitizer, so that it detects a use after free, and on
-/// Windows, where thread-local destructors are unreliable with this compiler.
+/// Gives a final class operators new and delete that reuse freed blocks for later objects of the class. Each thread has
+/// its own pool, so there is no lock. Disabled under a sanitizer, which otherwise would not detect a use after free,
+/// and on Windows, where this compiler's thread-local destructors are unreliable.
 template <typename Object>
 class Pooled {
  public:
   static void* operator new(std::size_t size) {
-    if constexpr (kMostKept > 0) {
+    if constexpr (kMaxBlocks > 0) {
       Pool& pool = ThreadPool();
       if (pool.first != nullptr) {
         --pool.count;
@@ -26,9 +26,9 @@ class Pooled {
   }
 
   static void operator delete(void* memory) noexcept {
-    if constexpr (kMostKept > 0) {
+    if constexpr (kMaxBlocks > 0) {
       Pool& pool = ThreadPool();
-      if (pool.count < kMostKept) {
+      if (pool.count < kMaxBlocks) {
         pool.first = new (memory) Block{pool.first};
         ++pool.count;
         return;
@@ -47,8 +47,8 @@ class Pooled {
     Pool(const Pool&) = delete;
     Pool& operator=(const Pool&) = delete;
     ~Pool() {
-      // A full pool: blocks freed on this thread from now on bypass it.
-      count = kMostKept;
+      // Marks the pool as full, so that blocks freed on this thread from now on bypass it.
+      count = kMaxBlocks;
       while (first != nullptr) ::operator delete(std::exchange(first, first->next));
     }
 
@@ -57,9 +57,9 @@ class Pooled {
   };
 
 #if defined(QBFLV_SANITIZED) || defined(_WIN32)
-  static constexpr std::size_t kMostKept = 0;
+  static constexpr std::size_t kMaxBlocks = 0;
 #else
-  static constexpr std::size_t kMostKept = 1024;
+  static constexpr std::size_t kMaxBlocks = 1024;
 #endif
 
   static Pool& ThreadPool() {

@@ -12,7 +12,7 @@ class Preferences final : public ComObject<IQBPreferences> {
  public:
   void SetPref(const char* name, std::string_view value);
 
-  /// Returns kFailed for a name that is not set. Names are compared as in a property list.
+  /// Returns kFailed for a name that is not set. Names are case-insensitive, as in a property list.
   Status ReadPref(const char* name, IQBBuffer** value) override { return m_values->GetCString(name, value); }
 
  private:

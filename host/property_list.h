@@ -22,11 +22,10 @@ struct Property {
   ComPtr<IQBBuffer> buffer;
 };
 
-/// Names are compared without regard to the case of ASCII letters, like request headers. The first spelling of a name
-/// is kept.
+/// Names are case-insensitive for ASCII letters, like request headers. Keeps the first spelling of a name.
 class PropertyList final : public ComObject<IQBPropertyList> {
  public:
-  /// The identifier of the class itself: the host queries it to get from the interface to its own class.
+  /// Identifies the class itself. The host queries it to get from an interface pointer to this class.
   static constexpr GUID kId{0x8F5A1E04, 0x6C3B, 0x4D27, {0x9A, 0x51, 0x30, 0xD2, 0x7E, 0x44, 0x1B, 0xC6}};
 
   Status SetULONG32(const char* name, std::uint32_t value) override;

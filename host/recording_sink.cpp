@@ -1,4 +1,4 @@
-// A format sink that turns every call into an event.
+// A format sink that records or forwards each call as an event.
 #include "host/recording_sink.h"
 
 #include <utility>
@@ -33,7 +33,7 @@ Status RecordingSink::StreamDone(std::uint16_t stream) {
 }
 
 Status RecordingSink::Record(SinkEvent event) {
-  // The listener may cause the plug-in to release the last reference to this sink, and so delete the listener.
+  // The listener may make the plug-in release the last reference to this sink, which owns the listener.
   const auto self = ComPtr<RecordingSink>::Retain(this);
   return WithoutThrowing([&] {
     if (m_listener) {

@@ -1,4 +1,4 @@
-// A format sink that turns every call into an event.
+// A format sink that records or forwards each call as an event.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace qbflv::host {
 
-/// One call of the sink. Fields that the call does not have are 0 or null.
+/// One call of the sink. Fields that the call does not use are 0 or null.
 struct SinkEvent {
   enum class Kind { kInitDone, kPacketReady, kSeekDone, kFileHeaderReady, kStreamHeaderReady, kStreamDone };
 
@@ -22,12 +22,12 @@ struct SinkEvent {
 
 class RecordingSink final : public ComObject<IQBFormatSink> {
  public:
-  /// Receives each event inside the call. Must not throw, because the plug-in is the caller. May call the plug-in.
+  /// Receives each event inside the sink call. Must not throw, because the plug-in is the caller. May call the plug-in.
   using Listener = std::function<void(const SinkEvent&)>;
 
-  /// Keeps the events in a list.
+  /// Records the events.
   RecordingSink() = default;
-  /// Forwards the events and keeps none.
+  /// Forwards the events to the listener instead.
   explicit RecordingSink(Listener listener);
 
   Status InitDone(Status status) override;

@@ -1,4 +1,4 @@
-// The number of references to a host object.
+// The reference count of a host object.
 #pragma once
 
 #include <atomic>
@@ -10,7 +10,8 @@
 
 namespace qbflv::host {
 
-/// Starts at 1. Thread-safe. Avoids atomic operations while the C library reports that the process has one thread.
+/// Starts at 1. Thread-safe. Avoids atomic read-modify-write operations while the C library reports that the process
+/// has one thread.
 class ReferenceCount {
  public:
   /// Both return the new count.

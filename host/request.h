@@ -12,7 +12,7 @@ class Request final : public ComObject<IQBRequest> {
  public:
   explicit Request(std::string url) : m_url(std::move(url)) {}
 
-  /// The list that GetHeaders returns. Fill it before the request is used.
+  /// Returns the list that GetHeaders returns. Fill it before passing the request to the plug-in.
   PropertyList& Headers() { return *m_headers; }
 
   Status GetHeaders(IQBPropertyList** headers) override {

@@ -1,4 +1,4 @@
-// Makes the packets after a seek playable: adds codec configurations, and drops what comes before a key frame.
+// Makes the packets after a seek playable: inserts codec configurations, and drops frames before the first key frame.
 #include "host/restart_filter.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace qbflv::host {
 
 namespace {
 
-// Of audio and key frames.
+// The ASM flags and the rule of audio packets and key frames.
 constexpr std::uint8_t kKeyFlags = 3;
 constexpr std::uint16_t kKeyRule = 0;
 

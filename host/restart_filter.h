@@ -1,4 +1,4 @@
-// Makes the packets after a seek playable: adds codec configurations, and drops what comes before a key frame.
+// Makes the packets after a seek playable: inserts codec configurations, and drops frames before the first key frame.
 #pragma once
 
 #include <cstdint>
@@ -13,26 +13,26 @@
 
 namespace qbflv::host {
 
-/// Knows the file that is played, and passes on what is delivered. A decoder has seen nothing of what precedes a
-/// restart position, and the codec configurations usually stand at the start of the file.
+/// Filters the delivered packets. After a seek, a decoder needs the codec configurations, which are usually at the
+/// start of the file, and then a key frame.
 class RestartFilter {
  public:
-  /// layout: of the repaired view, if it is played; null for the bare file. types: the tag type of each stream.
+  /// layout: the layout of the repaired view, or null for the bare file. types: the tag type of each stream.
   RestartFilter(std::shared_ptr<const flv::FileFacts> facts, std::shared_ptr<const flv::ViewLayout> layout,
                 const std::vector<flv::TagType>& types);
 
-  /// Call after each seek. offset: where delivery restarts, in the bytes that the plug-in reads.
+  /// Call it after each seek. offset: the position at which delivery restarts, in the bytes that the plug-in reads.
   void Restart(std::uint64_t offset);
 
-  /// Calls send with the packets to send in the place of this one: none, or itself, with the codec configurations in
-  /// front of the first. Without a Restart before, that is always the packet alone.
+  /// Calls send with the packets that replace this one: none, or the packet itself. The codec configurations precede
+  /// the first packet after Restart. Before any Restart, sends each packet unchanged.
   void Take(IQBPacket& packet, const std::function<void(IQBPacket& packet)>& send);
 
  private:
   struct Stream {
     flv::TagType type;
     bool awaitsKeyFrame = false;
-    /// To send before the next packet; null for none. Belongs to the facts.
+    /// The codec configuration to send before the next packet, or null. Owned by m_facts.
     const std::vector<std::uint8_t>* configuration = nullptr;
   };
 

@@ -1,4 +1,4 @@
-// Plays one file through the plug-in, from loading the library to the last packet.
+// Plays one file through the plug-in: loads the library, opens the file, reads headers and packets, and seeks.
 #include "host/session.h"
 
 #include <fmt/format.h>
@@ -20,7 +20,7 @@ ComPtr<Request> MakeRequest(const SessionOptions& options) {
   return request;
 }
 
-/// Succeeds for every list that this host's factory created.
+/// Returns the event's list. Succeeds for every list that this host's factory created.
 ComPtr<PropertyList> ListOf(const SinkEvent& event) { return event.header.Query<PropertyList>(); }
 
 ComPtr<FileObject> OpenFileObject(const SessionOptions& options, EventLoop& loop) {
@@ -43,7 +43,7 @@ Session::Session(const SessionOptions& options) : Session(options.plugin) {
   m_sink = MakeObject<RecordingSink>([this](const SinkEvent& event) { OnEvent(event); });
   m_plugin = m_library.CreateInstance();
   m_format = m_plugin.Query<IQBFileFormatObject>();
-  if (!m_format) throw HostError("the plug-in's object is no file-format object", kNoInterface);
+  if (!m_format) throw HostError("the plug-in's object is not a file-format object", kNoInterface);
 
   const Status status = m_plugin->InitPlugin(MakeContext(options.preferences).Get());
   if (Failed(status)) throw HostError("the plug-in rejects its context", status);
@@ -59,7 +59,7 @@ Session::~Session() { Close(); }
 void Session::ReadHeaders() {
   const SinkEvent completion = RunRequest(SinkEvent::Kind::kFileHeaderReady, "reading the file header",
                                           [&] { return m_format->GetFileHeader(); });
-  if (Failed(completion.status)) throw HostError("there is no file header", completion.status);
+  if (Failed(completion.status)) throw HostError("the plug-in cannot read the file header", completion.status);
   m_fileHeader = ListOf(completion);
   std::uint32_t streamCount = 0;
   if (!m_fileHeader || Failed(m_fileHeader->GetULONG32("StreamCount", &streamCount)) || streamCount > 0xFFFF) {
@@ -116,7 +116,7 @@ SeekResult Session::Seek(std::uint32_t time) {
   RequireStreamHeaders();
   const FileCounts before = m_file->Counts();
   const SinkEvent completion = RunRequest(SinkEvent::Kind::kSeekDone, "seeking", [&] { return m_format->Seek(time); });
-  // Not before the completion: packets that arrive before it belong to the position before the seek.
+  // Must follow the completion: packets that arrive before it belong to the old position.
   ResetDelivery();
   const FileCounts& after = m_file->Counts();
   return {time,
@@ -143,7 +143,7 @@ SinkEvent Session::RunRequest(SinkEvent::Kind completion, const char* what, Requ
   return *m_completion;
 }
 
-/// Stores exceptions until the plug-in has returned: they must not propagate through it.
+/// Stores exceptions until the plug-in has returned: they must not propagate through the plug-in.
 void Session::OnEvent(const SinkEvent& event) noexcept {
   try {
     if (event.kind == SinkEvent::Kind::kPacketReady || event.kind == SinkEvent::Kind::kStreamDone) {
@@ -161,7 +161,7 @@ void Session::OnDelivery(const SinkEvent& event) {
   const bool isPacket = event.kind == SinkEvent::Kind::kPacketReady;
   if (isPacket && !event.packet) throw HostError("the plug-in delivered a null packet", event.status);
   if (event.stream >= m_streams.size()) {
-    throw HostError(fmt::format("the plug-in delivers for stream {}, which does not exist", event.stream));
+    throw HostError(fmt::format("the plug-in delivered a packet of stream {}, which does not exist", event.stream));
   }
   m_streams[event.stream].requested = false;
   if (isPacket && IsClosing(*event.packet)) {
@@ -173,7 +173,7 @@ void Session::OnDelivery(const SinkEvent& event) {
     return;
   }
   Deliver(event);
-  // Delivery stops when the host makes no further request.
+  // Without a further request, delivery stops.
   if (isPacket && !m_stopped) RequestPacket(event.stream);
 }
 
@@ -199,7 +199,7 @@ void Session::RequestPacket(std::uint16_t stream) {
   if (state.done || state.requested) return;
   state.requested = true;
   const Status status = m_format->GetPacket(stream);
-  if (Failed(status)) throw HostError(fmt::format("the plug-in refuses a packet request of stream {}", stream), status);
+  if (Failed(status)) throw HostError(fmt::format("the plug-in refused GetPacket of stream {}", stream), status);
 }
 
 void Session::Close() {

@@ -1,4 +1,4 @@
-// Plays one file through the plug-in, from loading the library to the last packet.
+// Plays one file through the plug-in: loads the library, opens the file, reads headers and packets, and seeks.
 #pragma once
 
 #include <cstdint>
@@ -26,11 +26,11 @@ namespace qbflv::host {
 struct SessionOptions {
   std::filesystem::path plugin;
   std::filesystem::path file;
-  /// What the plug-in reads instead of the bare file, if set. The file object then does not tell its size, since the
-  /// plug-in would take durations from the closing tags; these are not passed on as packets.
+  /// If set, the plug-in reads this view instead of the bare file. The file object then reports no size, because the
+  /// plug-in would take durations from the view's closing tags. The session drops the packets of the closing tags.
   std::shared_ptr<const flv::View> view;
   std::string url;
-  /// Headers of the request, as texts.
+  /// Text headers of the request.
   NamedTexts headers;
   NamedTexts preferences;
   FileOptions fileOptions;
@@ -42,7 +42,8 @@ struct StreamHeader {
   ComPtr<PropertyList> properties;
 };
 
-/// Receive the packets. Both return whether delivery continues. Their exceptions reach the caller of ReadPackets.
+/// Receive the packets and the ends of streams. Both return true to continue delivery. ReadPackets rethrows their
+/// exceptions.
 struct PacketHandlers {
   std::function<bool(IQBPacket& packet)> onPacket;
   std::function<bool(std::uint16_t stream)> onStreamDone;
@@ -61,7 +62,7 @@ struct SeekResult {
   const SeekResult& OrThrow() const;
 };
 
-/// Call the functions in the order of their declaration; ReadPackets and Seek any number of times. All throw HostError.
+/// Call ReadHeaders first, then ReadPackets and Seek any number of times. All functions throw HostError.
 class Session {
  public:
   /// Loads the plug-in and opens the file with it.
@@ -75,44 +76,45 @@ class Session {
   /// Reads the file header and the header of every stream. Does not throw if a stream has no header.
   void ReadHeaders();
 
-  /// Of each stream, from its header. Throws if a stream is neither audio nor video, or has no header.
+  /// Returns the tag type of each stream, from its header. Throws if a stream is neither audio nor video, or has no
+  /// header.
   std::vector<flv::TagType> StreamTypes() const;
 
   const PropertyList& FileHeader() const { return *m_fileHeader; }
   const std::vector<StreamHeader>& StreamHeaders() const { return m_streamHeaders; }
 
-  /// Throws if a stream has no header. Packets are available only with all stream headers.
+  /// Throws if a stream has no header. The plug-in delivers packets only if all streams have one.
   void RequireStreamHeaders() const;
 
   /// Delivers until every stream is done, a handler stops it, or an error occurs. Keeps one request pending for each
   /// stream that is not done. Continues where an earlier call stopped. Requires all stream headers.
   void ReadPackets(PacketHandlers handlers);
 
-  /// The operations on the file since the session began.
+  /// Returns the number of operations on the file since the session began.
   const FileCounts& Counts() const { return m_file->Counts(); }
 
   /// Returns true when every stream is done.
   bool DeliveryEnded() const { return m_streamsLeft == 0; }
 
-  /// Moves delivery to a time in ms from the file's first tag. No stream is done afterwards, even if the seek fails.
+  /// Moves delivery to a time, in ms from the file's first tag. No stream is done afterwards, even if the seek fails.
   /// Requires all stream headers.
   SeekResult Seek(std::uint32_t time);
 
  private:
-  /// Delegating to this constructor makes the destructor run when the public one throws. The destructor's Close breaks
-  /// the reference cycle between the file and the plug-in.
+  /// The public constructor delegates to this one, so that the destructor runs if the public one throws. Its Close
+  /// breaks the reference cycle between the file object and the plug-in's object.
   explicit Session(const std::filesystem::path& plugin) : m_library(plugin) {}
 
-  /// Makes a request and runs the event loop until the sink receives its completion. Returns a refused request as a
-  /// completion with the status of the refusal.
+  /// Makes a request and runs the event loop until the sink receives the completion, which it returns. If the plug-in
+  /// refuses the request, returns a completion with the status of the refusal.
   template <typename Request>
   SinkEvent RunRequest(SinkEvent::Kind completion, const char* what, Request request);
 
   void OnEvent(const SinkEvent& event) noexcept;
   void OnDelivery(const SinkEvent& event);
-  /// Returns true for packets that are in the view but not in the file.
+  /// Returns true for the packet of a closing tag, which is in the view but not in the file.
   bool IsClosing(IQBPacket& packet) const;
-  /// Calls the handlers.
+  /// Calls the handler for the event.
   void Deliver(const SinkEvent& event);
   void RequestPacket(std::uint16_t stream);
   bool IsPaused() const { return m_stopped || DeliveryEnded(); }
@@ -140,7 +142,7 @@ class Session {
     bool done = false;
   };
   std::vector<StreamState> m_streams;
-  /// Events that arrived after a handler stopped delivery. Requests that were pending then still complete.
+  /// Events that arrived after a handler stopped delivery: the requests that were pending then still complete.
   std::deque<SinkEvent> m_undelivered;
   std::size_t m_streamsLeft = 0;
   bool m_stopped = true;

@@ -1,4 +1,4 @@
-// Statuses as text.
+// Status values as text.
 #include "host/status_text.h"
 
 #include <fmt/format.h>
@@ -24,11 +24,11 @@ std::string_view StatusWords(Status status) {
     case kInvalidArgument:
       return "invalid argument";
     case kInvalidState:
-      return "not valid in this state or something needed is missing";
+      return "not valid in this state, or a prerequisite is missing";
     case kPrefersLinearAccess:
-      return "success, best read from front to back";
+      return "success, sequential access is preferred";
     default:
-      return Succeeded(status) ? "success of an unknown kind" : "unknown failure";
+      return Succeeded(status) ? "unknown success" : "unknown failure";
   }
 }
 

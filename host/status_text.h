@@ -1,4 +1,4 @@
-// Statuses as text.
+// Status values as text.
 #pragma once
 
 #include <string>
@@ -8,13 +8,13 @@
 
 namespace qbflv::host {
 
-/// For example 0x80004005.
+/// Returns a number such as "0x80004005".
 std::string StatusHex(Status status);
 
-/// The meaning of a status in a few words.
+/// Returns the meaning of a status in a few words.
 std::string_view StatusWords(Status status);
 
-/// Both: the number, then the words in parentheses.
+/// Returns the number, followed by the words in parentheses.
 std::string StatusText(Status status);
 
 }  // namespace qbflv::host

@@ -1,4 +1,4 @@
-// Functions of the operating system that the C++ library does not offer.
+// Functions of the operating system that the C++ library does not provide.
 #pragma once
 
 #include <cstdint>
@@ -11,25 +11,25 @@ namespace qbflv::host::system {
 /// Creates a file for reading and writing. Returns a file descriptor, or -1 with errno, also if the file exists.
 int CreateNewFile(const std::filesystem::path& path);
 
-/// Reads at the offset. Returns the number of bytes, 0 at the end of the file, or -1 with errno.
+/// Reads bytes at the offset. Returns their number, 0 at the end of the file, or -1 with errno.
 std::int64_t ReadAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes);
 
 /// Writes all bytes. Returns false with errno on failure.
 bool Write(int descriptor, std::span<const std::uint8_t> bytes);
 
-/// The same at an offset of the file.
+/// Writes all bytes at an offset. Returns false with errno on failure.
 bool WriteAt(int descriptor, std::uint64_t offset, std::span<const std::uint8_t> bytes);
 
-/// Cuts the file off behind size bytes. Returns false with errno on failure.
+/// Truncates the file to size bytes. Returns false with errno on failure.
 bool Truncate(int descriptor, std::uint64_t size);
 
-/// The descriptor of standard output, which from now on takes bytes as they are.
+/// Switches standard output to binary mode and returns its descriptor.
 int BinaryOutput();
 
 /// Waits until the written bytes are on the disk. Returns false with errno on failure.
 bool FlushToDisk(int descriptor);
 
-/// Asks the system for large pages for memory that has not been written yet. Has no effect where it cannot.
+/// Asks the system to use large pages for memory that has not been written yet. Has no effect if it cannot.
 void PreferLargePages(std::span<std::uint8_t> memory);
 
 /// Returns the library's handle, or null with an error text.
@@ -38,7 +38,7 @@ void CloseLibrary(void* library);
 /// Returns null when the library does not export the name.
 void* FindExport(void* library, const char* name);
 
-/// The path of the running program, or an empty path if it is unknown.
+/// Returns the path of the running program, or an empty path if it is unknown.
 std::filesystem::path ProgramPath();
 
 }  // namespace qbflv::host::system

@@ -1,4 +1,4 @@
-// Times as people write them.
+// Parses times as users write them.
 #include "host/time_text.h"
 
 #include <charconv>
@@ -8,7 +8,7 @@ namespace qbflv::host {
 
 namespace {
 
-/// Parses decimal digits only. Numbers of more than 15 digits are out of every range.
+/// Parses decimal digits only. Returns 2^50 for more than 15 digits, which every caller rejects as too large.
 std::optional<std::uint64_t> ParseDigits(std::string_view text) {
   constexpr std::size_t kMaxDigits = 15;
   if (text.empty() || text.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
@@ -18,7 +18,7 @@ std::optional<std::uint64_t> ParseDigits(std::string_view text) {
   return value;
 }
 
-/// "5" or "5.25" in ms.
+/// Parses "5" or "5.25". Returns ms.
 std::optional<std::uint64_t> ParseSeconds(std::string_view text) {
   const std::size_t point = text.find('.');
   const auto seconds = ParseDigits(text.substr(0, point));
