@@ -1,21 +1,22 @@
 // Parses times as users write them.
 #include "host/time_text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <string>
+#include <system_error>
 
 namespace qbflv::host {
 
 namespace {
 
-/// Parses decimal digits only. Returns 2^50 for more than 15 digits, which every caller rejects as too large.
+/// Parses decimal digits only. Returns at most 10^10, so that ParseTime cannot overflow; as ms, that exceeds 32 bits.
 std::optional<std::uint64_t> ParseDigits(std::string_view text) {
-  constexpr std::size_t kMaxDigits = 15;
+  constexpr std::uint64_t kMax = 10'000'000'000;
   if (text.empty() || text.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
-  if (text.size() > kMaxDigits) return std::uint64_t{1} << 50;
   std::uint64_t value = 0;
-  std::from_chars(text.data(), text.data() + text.size(), value);
-  return value;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc::result_out_of_range ? kMax : std::min(value, kMax);
 }
 
 /// Parses "5" or "5.25". Returns ms.

@@ -33,6 +33,8 @@ TEST(CommandLine, BadUsage_Ends2WithOneLineThatPointsToTheHelp) {
       {{"seek", tour, "5.5"}, "a time such as 5500, 5.5s, 1:23 or 1:02:03.5"},
       {{"seek", tour, "1:60"}, "a time such as"},
       {{"seek", tour, "1193:02:47.296"}, "from 0 to 4294967295 ms"},
+      {{"seek", tour, "5124095576031:00:00"}, "from 0 to 4294967295 ms"},  // 2^64 ms and half an hour
+      {{"seek", tour, "99999999999999999999"}, "from 0 to 4294967295 ms"},
       {{"play", tour, "--speed", "0"}, "from 0.01 to 1000"},
       {{"remux", tour}, "OUT is required"},
       {{"remux", tour, "out.flv", "--start", "5000", "--end", "4999"}, "--end: is before --start"},
