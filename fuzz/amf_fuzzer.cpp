@@ -1,4 +1,4 @@
-// AMF0 trees: decoding, walking and searching them, and what metadata makes of them.
+// Decodes, walks and searches AMF0 trees, and extracts metadata from them.
 #include <cstring>
 #include <span>
 
@@ -9,9 +9,10 @@
 namespace qbflv::fuzz {
 namespace {
 
-/// What no tree may take, for each byte that it is decoded from and of the least tag.
-constexpr std::uint64_t kNodesPerByte = 4;
+/// Maximum number of nodes per byte of input. Small inputs count as 16 bytes more.
+constexpr std::uint64_t kMaxNodesPerByte = 4;
 
+/// Returns the number of nodes.
 std::uint64_t Walk(const AMFValue& value) {
   std::uint64_t nodes = 1;
   if (value.m_pszString) static_cast<void>(std::strlen(value.m_pszString.get()));
@@ -20,13 +21,13 @@ std::uint64_t Walk(const AMFValue& value) {
     if (name == nullptr) continue;
     const AMFValue* found = nullptr;
     const bool hasNames = value.m_ucType == kAMFObject || value.m_ucType == kAMFMixedArray;
-    if (hasNames && i < 4) Require(value.FindProperty(name, &found) == kOk, "a name that is there is found");
+    if (hasNames && i < 4) Require(value.FindProperty(name, &found) == kOk, "an existing name is found");
   }
-  // The count may be a lie of a failed tag: the walk ends where the nodes do.
+  // After a failure, the count may be larger than the number of nodes.
   for (std::uint32_t i = 0; i < value.m_ulValueCount; ++i) {
     const AMFValue* const child = value.GetValue(i);
     if (child == nullptr) break;
-    Require(value.GetValueType(i) == child->m_ucType, "a value's type is its node's");
+    Require(value.GetValueType(i) == child->m_ucType, "GetValueType returns the node's type");
     nodes += Walk(*child);
   }
   return nodes;
@@ -39,10 +40,10 @@ void TryAmf(Input input) {
     AMFValue value;
     AMFInput whole{.cursor = ByteCursor(input)};
     const Status status = value.ReadValue(whole);
-    Require(Walk(value) <= kNodesPerByte * (input.size() + 16), "a tree is no larger than its bytes warrant");
-    // A node may be decoded into again.
+    Require(Walk(value) <= kMaxNodesPerByte * (input.size() + 16), "a tree's size is proportional to its input");
+    // A node can be reused.
     AMFInput again{.cursor = ByteCursor(input)};
-    Require(value.ReadValue(again) == status, "decoding again ends the same way");
+    Require(value.ReadValue(again) == status, "decoding again returns the same status");
   }
   AMFValue metaData;
   MediaInfo info;
@@ -51,7 +52,7 @@ void TryAmf(Input input) {
   std::uint32_t visited = 0;
   const std::uint32_t lastTime = 5000;
   VisitKeyFrames(keyFrames, &lastTime, [&](std::uint32_t, std::uint32_t) { ++visited; });
-  Require(visited <= input.size(), "no more key frames than bytes");
+  Require(visited <= input.size(), "there are no more key frames than bytes");
 }
 
 }  // namespace qbflv::fuzz

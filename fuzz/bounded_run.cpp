@@ -1,4 +1,4 @@
-// Runs a target and watches the processor time and the most memory that the input takes. Memory is known in builds with
+// Runs a target and limits the processor time and the peak memory of an input. Memory is measured only in builds with
 // AddressSanitizer.
 #include <algorithm>
 #include <ctime>
@@ -14,9 +14,9 @@
 #endif
 
 #ifdef QBFLV_HAS_HEAP_HOOKS
-// Of the sanitizer's runtime; not every compiler brings the header with it.
-extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onTaken)(const volatile void*, std::size_t),
-                                                         void (*onGiven)(const volatile void*));
+// Functions of the sanitizer's runtime. Not every compiler has the header.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onAllocation)(const volatile void*, std::size_t),
+                                                         void (*onFree)(const volatile void*));
 extern "C" std::size_t __sanitizer_get_allocated_size(const volatile void* block);
 #endif
 
@@ -24,24 +24,24 @@ namespace qbflv::fuzz {
 
 namespace {
 
-/// What no input may take, of the plug-in and its host together.
-constexpr std::int64_t kMostMemory = 64 << 20;
+/// Memory limit in bytes for the plug-in and its host together.
+constexpr std::int64_t kMaxMemory = 64 << 20;
 
-/// In seconds of the processor: a machine that is busy with something else is no finding.
-constexpr double kMostTime = 1;
+/// Limit in seconds of processor time, which does not depend on other load.
+constexpr double kMaxSeconds = 1;
 
 std::int64_t live = 0;
 std::int64_t peak = 0;
 
 #ifdef QBFLV_HAS_HEAP_HOOKS
-void OnTaken(const volatile void* /*block*/, std::size_t size) {
+void OnAllocation(const volatile void* /*block*/, std::size_t size) {
   live += static_cast<std::int64_t>(size);
   peak = std::max(peak, live);
 }
 
-void OnGiven(const volatile void* block) { live -= static_cast<std::int64_t>(__sanitizer_get_allocated_size(block)); }
+void OnFree(const volatile void* block) { live -= static_cast<std::int64_t>(__sanitizer_get_allocated_size(block)); }
 
-const bool isWatching = __sanitizer_install_malloc_and_free_hooks(OnTaken, OnGiven) != 0;
+const bool isWatching = __sanitizer_install_malloc_and_free_hooks(OnAllocation, OnFree) != 0;
 #endif
 
 }  // namespace
@@ -52,8 +52,8 @@ void RunBounded(Target target, Input input) {
   const std::clock_t begin = std::clock();
   target(input);
   const double seconds = static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
-  Require(seconds <= kMostTime, "an input takes bounded time");
-  Require(peak - before <= kMostMemory, "an input takes bounded memory");
+  Require(seconds <= kMaxSeconds, "an input takes bounded time");
+  Require(peak - before <= kMaxMemory, "an input takes bounded memory");
 }
 
 }  // namespace qbflv::fuzz

@@ -1,4 +1,4 @@
-// Every target on the inputs that are kept, and on random inputs of its own alphabet.
+// Runs every target on the kept inputs, and on random inputs from an alphabet.
 #include "fuzz/target.h"
 
 #include <gtest/gtest.h>
@@ -22,9 +22,9 @@ struct Row {
   Target target;
   std::uint64_t randomInputs;
   std::size_t size;
-  /// What random inputs are made of; empty for any bytes.
+  /// The bytes of random inputs; empty for all bytes.
   std::string_view alphabet;
-  /// Which of the kept inputs stands behind the random bytes, as the session's file.
+  /// The kept input whose file follows the random bytes; null for none.
   const char* file = nullptr;
 
   friend std::ostream& operator<<(std::ostream& stream, const Row& row) { return stream << row.name; }
@@ -35,7 +35,7 @@ Bytes ReadInput(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-fs::path Kept(const Row& row, const char* folder) { return fs::path(QBFLV_FUZZ_FOLDER) / folder / row.name; }
+fs::path InputFolder(const Row& row, const char* folder) { return fs::path(QBFLV_FUZZ_FOLDER) / folder / row.name; }
 
 Bytes RandomInput(const Row& row, std::uint64_t seed) {
   std::mt19937_64 random(seed);
@@ -46,11 +46,11 @@ Bytes RandomInput(const Row& row, std::uint64_t seed) {
     if (!row.alphabet.empty()) byte = static_cast<std::uint8_t>(row.alphabet[number % row.alphabet.size()]);
   }
   if (row.file == nullptr) return input;
-  // The first two bytes tell the size of the script, which is random here.
+  // The first two bytes are the size of the script; here the random bytes are the script.
   const std::size_t scriptSize = input.size() - 2;
   input[0] = static_cast<std::uint8_t>(scriptSize >> 8U);
   input[1] = static_cast<std::uint8_t>(scriptSize);
-  const Bytes kept = ReadInput(Kept(row, "corpus") / row.file);
+  const Bytes kept = ReadInput(InputFolder(row, "corpus") / row.file);
   const std::size_t file = 2 + (std::size_t{kept[0]} << 8U | kept[1]);
   input.insert(input.end(), kept.begin() + static_cast<std::ptrdiff_t>(file), kept.end());
   return input;
@@ -61,8 +61,8 @@ class FuzzTarget : public testing::TestWithParam<Row> {};
 TEST_P(FuzzTarget, OnKeptInputs_RunsWell) {
   int count = 0;
   for (const char* const folder : {"corpus", "findings"}) {
-    if (!fs::exists(Kept(GetParam(), folder))) continue;
-    for (const auto& entry : fs::directory_iterator(Kept(GetParam(), folder))) {
+    if (!fs::exists(InputFolder(GetParam(), folder))) continue;
+    for (const auto& entry : fs::directory_iterator(InputFolder(GetParam(), folder))) {
       SCOPED_TRACE(entry.path());
       RunBounded(GetParam().target, ReadInput(entry.path()));
       ++count;
@@ -71,7 +71,7 @@ TEST_P(FuzzTarget, OnKeptInputs_RunsWell) {
   EXPECT_GT(count, 0);
 }
 
-/// An input that breaks something ends the program; this is then the way to see its number.
+/// An input that fails ends the program. Run the test in a debugger to see its seed.
 TEST_P(FuzzTarget, OnRandomInputs_RunsWell) {
   for (std::uint64_t seed = 1; seed <= GetParam().randomInputs; ++seed) {
     RecordProperty("seed", std::to_string(seed));

@@ -1,4 +1,4 @@
-// A program of clang's libFuzzer for the target that the build names as QBFLV_TARGET.
+// The entry point of a libFuzzer program for the target that the build defines as QBFLV_TARGET.
 #include "fuzz/target.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,5 +1,5 @@
-// Playing and seeking random files in random order, one after the other on the same object, beside a plain model: every
-// operation and sink call must be the model's. The operations of a seek show what the index holds.
+// Plays and seeks random files, one after another on the same object, and compares every file operation and sink call
+// with a simple model. The operations of a seek show the content of the seek index.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -49,7 +49,7 @@ Lines Perform(test::ScriptedHost& host, const test::RandomCase& c, const test::R
   return host.log.All();
 }
 
-/// The lines from a little before the first that differs.
+/// Returns the lines around the first one that differs.
 std::string Excerpt(const Lines& lines, std::size_t differs) {
   const std::size_t first = differs > 6 ? differs - 6 : 0;
   std::string text;
@@ -59,7 +59,7 @@ std::string Excerpt(const Lines& lines, std::size_t differs) {
   return lines.size() <= differs ? text + " > nothing more\n" : text;
 }
 
-/// Where the session is not as the model has it; empty if nowhere.
+/// Returns the first difference between the session and the model, or an empty text.
 std::string Difference(test::ScriptedHost& host, const test::RandomCase& c, const test::FlvBuilder& flv) {
   test::SessionModel model(c, flv);
   for (const test::RandomRequest& request : c.requests) {
@@ -84,11 +84,11 @@ void TryModel(Input input) {
   for (std::uint32_t file = 1;; ++file) {
     const test::FlvBuilder flv = test::Build(c);
     host.CompleteByHand(false);
-    Require(host.ReadHeaders(), "the headers come");
+    Require(host.ReadHeaders(), "the headers are delivered");
     host.CompleteByHand();
     const std::string difference = Difference(host, c, flv);
     Require(difference.empty(), difference.c_str());
-    Require(host.Unasked().empty(), "no sink call comes unasked");
+    Require(host.Unasked().empty(), "every sink call was requested");
     if (file == files) return;
 
     const test::RandomCase before = std::exchange(c, test::MakeRandomCase(dice));
@@ -96,7 +96,7 @@ void TryModel(Input input) {
     const test::HostScript script = test::Script(c, test::Build(c));
     host.UseFile(script.file);
     host.UseRequest(script.url);
-    // The host's preferences stay; so does the number of units that an earlier URL told, until another URL tells one.
+    // The host's preferences stay, and so does "ProcessTimeUnits" of an earlier URL until another URL sets it.
     c.disableThumbnails = before.disableThumbnails;
     c.maxTimespan = before.maxTimespan;
     if (c.processTimeUnits == 0) c.processTimeUnits = before.processTimeUnits;

@@ -1,4 +1,4 @@
-// The fuzzers link the library's code, so that they see which of it an input reaches.
+// The exports of the plug-in, whose code is linked into the fuzzers so that they measure its coverage.
 #include "tests/support/plugin_exports.h"
 
 extern "C" qbflv::Status QBMCreateInstance(qbflv::IUnknown** object);

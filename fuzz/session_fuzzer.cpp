@@ -1,5 +1,5 @@
-// A whole session: the bytes are the script of the host's behaviour and calls, and the file. The first two tell the
-// size of the script.
+// Runs a whole session. The input is a script of the host's behaviour and calls, followed by the file. The first two
+// bytes are the size of the script.
 #include <algorithm>
 
 #include "fuzz/target.h"
@@ -9,14 +9,14 @@
 namespace qbflv::fuzz {
 namespace {
 
-/// What no request may take, and all of them together: operations on the file, for each byte of it and of a file's
-/// least parts, and together for each byte of the script.
-constexpr std::uint64_t kOperationsPerByte = 64;
-constexpr std::uint64_t kLeastFile = 64;
+/// Maximum number of file operations per byte. For one request, the bytes of the file count; for all requests together,
+/// also those of the script. A file counts as kMinFileSize bytes more than it has.
+constexpr std::uint64_t kMaxOperationsPerByte = 64;
+constexpr std::uint64_t kMinFileSize = 64;
 
-/// The host's calls nest this deep at most.
-constexpr int kDeepest = 8;
-constexpr int kMostFiles = 16;
+/// Maximum nesting of the host's calls.
+constexpr int kMaxDepth = 8;
+constexpr int kMaxFiles = 16;
 
 test::HostScript ScriptOf(std::uint8_t settings) {
   test::HostScript script;
@@ -29,8 +29,8 @@ test::HostScript ScriptOf(std::uint8_t settings) {
   return script;
 }
 
-/// A host that does what a script says: how its file completes each operation, and what it calls inside the object's
-/// calls.
+/// A host that follows a script: how its file object completes each operation, and which calls it makes inside sink
+/// calls and file operations.
 class Session {
  public:
   Session(test::Decisions& script, std::size_t scriptSize, Input file)
@@ -40,7 +40,7 @@ class Session {
     m_host.OnSinkCall([this](const host::SinkEvent&) { OnSink(); });
   }
 
-  /// Does what the script says until it is over.
+  /// Runs the script to its end.
   void FollowScript() {
     Start();
     while (!m_script.IsOver()) {
@@ -53,7 +53,7 @@ class Session {
     m_host.Pump();
     m_host.Close();
     m_host.ReleasePlugin();
-    Require(m_host.Abandon() == 0, "the object keeps nothing of its host");
+    Require(m_host.Abandon() == 0, "the object has released all objects of its host");
   }
 
  private:
@@ -71,11 +71,11 @@ class Session {
     m_host.InitFileFormat();
   }
 
-  /// Those that a script reaches by most of its bytes come first.
+  /// Returns how the file object completes an operation. Most script bytes select the default: success inside the call.
   test::Rule Decide(test::Asked asked, std::uint32_t count) {
-    const std::uint64_t bytes = m_bytes.size() + kLeastFile;
-    Require(++m_operations <= kOperationsPerByte * bytes, "a request takes bounded work");
-    Require(++m_allOperations <= kOperationsPerByte * (bytes + m_scriptSize), "a session takes bounded work");
+    const std::uint64_t bytes = m_bytes.size() + kMinFileSize;
+    Require(++m_operations <= kMaxOperationsPerByte * bytes, "a request takes bounded work");
+    Require(++m_allOperations <= kMaxOperationsPerByte * (bytes + m_scriptSize), "a session takes bounded work");
     if (asked == test::Asked::kHint) return {.result = m_script.Choose(4) == 1 ? kPrefersLinearAccess : kOk};
     switch (m_script.Choose(7)) {
       case 1:
@@ -102,9 +102,9 @@ class Session {
     m_host.ReactInside(choice != 3);
   }
 
-  /// One call that a host may make at any moment.
+  /// Makes one of the calls that a host may make at any time.
   void CallSomething() {
-    if (m_depth >= kDeepest) return;
+    if (m_depth >= kMaxDepth) return;
     ++m_depth;
     m_operations = 0;
     const ComPtr<IQBFileFormatObject> format = m_host.format;
@@ -124,10 +124,10 @@ class Session {
         m_host.Close();
         break;
       case 7:
-        if (m_files < kMostFiles) Start();
+        if (m_files < kMaxFiles) Start();
         break;
       case 8:
-        // Perhaps the last reference: the one in hand goes with this function.
+        // `format` may then be the last reference, until this function returns.
         m_host.ReleasePlugin();
         break;
       case 9:
@@ -137,7 +137,7 @@ class Session {
         m_host.GetStreamHeader(static_cast<std::uint16_t>(m_script.Choose(3)));
         break;
       case 11:
-        CompleteUnasked();
+        CompleteUnrequested();
         break;
       default:
         if (HasPending()) m_host.file->Complete(m_script.Choose(m_host.file->Pending()));
@@ -146,7 +146,7 @@ class Session {
     --m_depth;
   }
 
-  void CompleteUnasked() {
+  void CompleteUnrequested() {
     const auto response = m_host.format.Query<IQBFileResponse>();
     if (!response) return;
     const Status status = m_script.Choose(2) == 0 ? kOk : kFailed;
@@ -169,7 +169,7 @@ class Session {
   test::Decisions& m_script;
   const std::size_t m_scriptSize;
   const test::Bytes m_bytes;
-  /// On the file, since the last request, and in all.
+  /// Number of file operations since the last request, and in total.
   std::uint64_t m_operations = 0;
   std::uint64_t m_allOperations = 0;
   int m_files = 0;
@@ -177,15 +177,14 @@ class Session {
   test::ScriptedHost m_host;
 };
 
-/// Plays the file as a good host does: to its end, and twice from a time to the end again, the second time with what
-/// was learned on the way.
+/// Plays the file to its end, then seeks and plays to the end again. The seek uses the index that playing has filled.
 void PlayWell(Input file) {
   test::ScriptedHost host({.file = {.bytes = {file.begin(), file.end()}}});
   host.log.Disable();
   host.PlayNested(50);
   if (host.StreamCount() > 0) host.Seek(1000);
-  Require(host.Unasked().empty(), "no sink call comes unasked");
-  Require(host.file->Operations() <= 3 * kOperationsPerByte * (file.size() + kLeastFile), "it takes bounded work");
+  Require(host.Unasked().empty(), "every sink call was requested");
+  Require(host.file->Operations() <= 3 * kMaxOperationsPerByte * (file.size() + kMinFileSize), "it takes bounded work");
 }
 
 }  // namespace

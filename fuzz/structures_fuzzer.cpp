@@ -1,4 +1,4 @@
-// The seek index and the merge sorter, beside plain models of them.
+// Compares the seek index and the merge sorter with simple models of them.
 #include <algorithm>
 #include <deque>
 #include <optional>
@@ -15,7 +15,7 @@
 namespace qbflv::fuzz {
 namespace {
 
-/// A time or an offset: mostly a small step, sometimes anything.
+/// Returns a time or an offset: mostly a small step from the last one, sometimes any number.
 std::uint32_t Near(test::Decisions& decisions, std::uint32_t last) {
   const std::uint8_t how = decisions.Byte();
   if (how < 192) return last + how;
@@ -26,7 +26,7 @@ void TryIndex(test::Decisions& decisions) {
   const std::uint32_t granularity = decisions.Choose(4) == 0 ? decisions.Number(2) : 50;
   const std::uint32_t capacity = decisions.Byte();
   CStreamIndexTable table;
-  Require(table.Init(granularity, capacity, 0) == kOk, "a table is made");
+  Require(table.Init(granularity, capacity, 0) == kOk, "a table is created");
   std::vector<std::pair<std::uint32_t, std::uint32_t>> model;
   std::uint32_t highest = 0;
   std::uint32_t last = 0;
@@ -37,7 +37,7 @@ void TryIndex(test::Decisions& decisions) {
         const bool fits = model.size() < capacity;
         const bool follows = model.empty() || (last > model.back().first && last - model.back().first >= granularity);
         const std::uint32_t offset = decisions.Number(2);
-        Require(table.AddEntry(last, offset, 0) == (fits && follows ? kOk : kFailed), "an entry is taken or refused");
+        Require(table.AddEntry(last, offset, 0) == (fits && follows ? kOk : kFailed), "an entry is added or refused");
         if (!fits || !follows) break;
         model.emplace_back(last, offset);
         highest = std::max(highest, last);
@@ -45,7 +45,7 @@ void TryIndex(test::Decisions& decisions) {
       }
       case 1:
         highest = std::max(highest, last);
-        Require(table.NoteTime(last) == highest, "the highest time is noted");
+        Require(table.NoteTime(last) == highest, "the highest time is recorded");
         break;
       default: {
         const auto behind =
@@ -54,11 +54,11 @@ void TryIndex(test::Decisions& decisions) {
         std::uint32_t offset = 0xABCD;
         const Status status = table.Lookup(&time, &offset, nullptr);
         if (behind == model.begin()) {
-          Require(status == kFailed && time == last && offset == 0xABCD, "nothing stands at or before the time");
+          Require(status == kFailed && time == last && offset == 0xABCD, "no entry is at or before the time");
           break;
         }
         const auto& expected = *std::prev(behind);
-        Require(status == (highest < last ? kBeyondSeen : kOk), "what was seen is told");
+        Require(status == (highest < last ? kBeyondSeen : kOk), "a time beyond the highest one is recognised");
         Require(time == expected.first && offset == expected.second, "the latest entry is found");
       }
     }
@@ -78,7 +78,7 @@ struct ModelQueue {
 
 bool IsEarlier(std::uint32_t time, std::uint32_t than) { return static_cast<std::int32_t>(than - time) > 0; }
 
-/// The stream whose packet comes next, or why none does.
+/// Returns the stream of the next packet, or the reason why there is none.
 std::pair<Status, std::uint16_t> NextOf(const std::vector<ModelQueue>& queues, const MergeSorterLimits& limits) {
   bool waiting = false;
   std::uint32_t count = 0;
@@ -108,7 +108,7 @@ void TrySorter(test::Decisions& decisions) {
   const auto streams = static_cast<std::uint16_t>(1 + decisions.Choose(3));
   const MergeSorterLimits limits{.maxPackets = decisions.Byte(), .maxTimespan = decisions.Number(2), .maxBytes = 2000};
   CMergeSorter sorter;
-  Require(sorter.Initialize(streams, limits) == kOk, "a sorter is made");
+  Require(sorter.Initialize(streams, limits) == kOk, "a sorter is created");
   std::vector<ModelQueue> model(streams);
   std::uint32_t time = decisions.Choose(2) == 0 ? 0 : 0xFFFFFF00;
   while (!decisions.IsOver()) {
@@ -129,7 +129,7 @@ void TrySorter(test::Decisions& decisions) {
         time = Near(decisions, time);
         const std::uint32_t size = decisions.Byte();
         const auto buffer = host::MakeObject<host::Buffer>();
-        Require(buffer->SetSize(size) == kOk, "a buffer is made");
+        Require(buffer->SetSize(size) == kOk, "a buffer is allocated");
         const auto packet = host::MakeObject<host::Packet>();
         packet->Set(buffer.Get(), time, stream, 0, 0);
         Require(sorter.AddPacket(ComPtr<IQBPacket>::Retain(packet.Get())) == kOk, "a packet is queued");
@@ -141,15 +141,16 @@ void TrySorter(test::Decisions& decisions) {
         const bool remove = decisions.Choose(4) != 0;
         const auto [expected, from] = NextOf(model, limits);
         ComPtr<IQBPacket> packet;
-        Require(sorter.GetNextPacket(packet, remove) == expected, "the next packet comes when it may");
-        Require(static_cast<bool>(packet) == (expected == kOk), "with success only");
+        Require(sorter.GetNextPacket(packet, remove) == expected, "the status is that of the model");
+        Require(static_cast<bool>(packet) == (expected == kOk), "success returns a packet, failure none");
         if (!packet) break;
-        Require(packet->GetStreamNumber() == from && packet->GetTime() == model[from].packets.front().time, "in order");
+        Require(packet->GetStreamNumber() == from && packet->GetTime() == model[from].packets.front().time,
+                "packets are in order");
         if (remove) model[from].packets.pop_front();
       }
     }
-    Require(sorter.GetQueuedCount(stream) == model[stream].packets.size(), "the packets are counted");
-    Require(sorter.IsStreamEnded(stream) == model[stream].ended, "the end is kept");
+    Require(sorter.GetQueuedCount(stream) == model[stream].packets.size(), "the number of packets is correct");
+    Require(sorter.IsStreamEnded(stream) == model[stream].ended, "the end of the stream is recorded");
   }
 }
 

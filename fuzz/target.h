@@ -1,4 +1,4 @@
-// The targets: functions of an input's bytes, run within bounds by the fuzzers and by fuzz_test.cpp.
+// The fuzz targets: functions that take an input's bytes. The fuzzers and fuzz_test.cpp run them within limits.
 #pragma once
 
 #include <cstddef>
@@ -18,13 +18,13 @@ void TryStructures(Input input);
 void TryUrl(Input input);
 void TryView(Input input);
 
-/// Runs a target, and requires that the input takes bounded time and memory.
+/// Runs a target and requires that the input takes bounded time and memory.
 void RunBounded(Target target, Input input);
 
 /// Ends the program unless the condition holds, so that the fuzzer keeps the input.
 inline void Require(bool holds, const char* what) {
   if (holds) return;
-  std::fprintf(stderr, "does not hold: %s\n", what);
+  std::fprintf(stderr, "requirement failed: %s\n", what);
   __builtin_trap();
 }
 

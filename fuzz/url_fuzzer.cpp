@@ -1,4 +1,4 @@
-// URLs and the times in them.
+// Parses URLs and the times in them, and compares the times with simple models.
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -15,8 +15,8 @@
 namespace qbflv::fuzz {
 namespace {
 
-/// days:hours:minutes:seconds.tenths, field by field.
-std::uint32_t TimePlainly(std::string_view text) {
+/// Parses days:hours:minutes:seconds.tenths, field by field.
+std::uint32_t ModelTime(std::string_view text) {
   std::vector<std::string_view> fields(1);
   for (std::size_t begin = 0;;) {
     const std::size_t end = text.find(':', begin);
@@ -40,10 +40,10 @@ std::uint32_t TimePlainly(std::string_view text) {
   return digit == tenths.end() ? time : time + static_cast<std::uint32_t>(*digit - '0');
 }
 
-/// What FindStartTime promises, by trying every place.
-std::size_t StartTimePlainly(std::string_view text) {
+/// Finds the start time as FindStartTime does, but tries every position.
+std::size_t ModelStartTime(std::string_view text) {
   for (std::size_t i = text.find('$'); i != std::string_view::npos; i = text.find('$', i + 1)) {
-    if (TimePlainly(text.substr(i + 1)) != 0) return i;
+    if (ModelTime(text.substr(i + 1)) != 0) return i;
   }
   return std::string_view::npos;
 }
@@ -52,7 +52,7 @@ std::size_t StartTimePlainly(std::string_view text) {
 
 void TryUrl(Input input) {
   if (input.empty()) return;
-  // Up to its first NUL, as a host hands it over.
+  // The URL ends at its first NUL, as in a C string.
   const auto* const text = reinterpret_cast<const char*>(input.data()) + 1;
   const std::string url(text, strnlen(text, input.size() - 1));
   host::NamedTexts preferences;
@@ -60,11 +60,11 @@ void TryUrl(Input input) {
   const auto context = host::MakeContext(preferences);
   const auto request = host::MakeObject<host::Request>(url);
   ComPtr<IQBPropertyList> options;
-  Require(GetURLOptions(request.Get(), context.Get(), options) == kOk, "a URL has options, or none");
-  Require(static_cast<bool>(options), "and there is a list of them");
-  Require(ParseTimeValue(url) == TimePlainly(url), "a time is what its fields say");
-  // The plain search takes the square of the length.
-  if (url.size() <= 512) Require(FindStartTime(url) == StartTimePlainly(url), "the first time after a $ is found");
+  Require(GetURLOptions(request.Get(), context.Get(), options) == kOk, "every URL can be parsed");
+  Require(static_cast<bool>(options), "there is always a list of options");
+  Require(ParseTimeValue(url) == ModelTime(url), "a time is that of the model");
+  // The model's search takes quadratic time.
+  if (url.size() <= 512) Require(FindStartTime(url) == ModelStartTime(url), "the first time after a $ is found");
 }
 
 }  // namespace qbflv::fuzz

@@ -1,4 +1,4 @@
-// The pass and the repaired view of a file of any bytes: the view is well formed, and of bounded size.
+// Scans and repairs a file of arbitrary bytes: the repaired view is well-formed and has a bounded size.
 #include <algorithm>
 #include <memory>
 #include <vector>
@@ -12,7 +12,7 @@ namespace {
 
 using flv::DamageKind;
 
-/// In this many bytes at a time it reads the same as as a whole.
+/// Requires that the view returns the same bytes when it is read in pieces of `step` bytes.
 void RequireSameInPieces(const flv::View& view, const std::vector<std::uint8_t>& whole, std::size_t step) {
   std::vector<std::uint8_t> piece(step);
   for (std::size_t offset = 0; offset < whole.size(); offset += step) {
@@ -28,7 +28,7 @@ void CheckView(const std::shared_ptr<const flv::ByteSource>& file, const std::sh
                const flv::ViewOptions& options) {
   const auto layout = std::make_shared<flv::ViewLayout>(facts, options);
   const flv::View view(file, layout);
-  // The metadata, with what is kept of the file's own, and the closing tags; each tag is in the view once at most.
+  // The view has each tag at most once, and adds metadata, which may copy the file's own, and the closing tags.
   Require(view.Size() <= 2 * file->Size() + 512 * 1024, "the view is not much larger than the file");
   Require(view.Size() <= std::max<std::uint64_t>(options.largestSize, layout->Head().size() + 128), "the limit holds");
   std::vector<std::uint8_t> bytes(static_cast<std::size_t>(view.Size()));

@@ -1,3 +1,4 @@
+// A client that records a checksum of each stream and has at most one pending request per stream.
 #include "soak/client.h"
 
 #include <zlib.h>
@@ -15,19 +16,19 @@ Client::Client(const Server& server, std::size_t file, Completions completions)
 bool Client::Start() {
   if (!Open() || !ReadHeaders()) return false;
   m_streams.assign(StreamCount(), {});
-  m_asked.assign(StreamCount(), false);
+  m_isPending.assign(StreamCount(), false);
   return true;
 }
 
-void Client::Ask(std::uint16_t stream) {
-  m_asked[stream] = true;
+void Client::RequestPacket(std::uint16_t stream) {
+  m_isPending[stream] = true;
   GetPacket(stream);
 }
 
 bool Client::IsDone() const { return std::ranges::all_of(m_streams, &Digest::done); }
 
 void Client::OnPacket(std::uint16_t stream, IQBPacket& packet) {
-  m_asked[stream] = false;
+  m_isPending[stream] = false;
   Digest& digest = m_streams[stream];
   const auto buffer = ComPtr<IQBBuffer>::Adopt(packet.GetPacketBuffer());
   const auto bytes = host::BufferBytes(buffer.Get());
@@ -39,10 +40,11 @@ void Client::OnPacket(std::uint16_t stream, IQBPacket& packet) {
   ++digest.packets;
 }
 
-/// Every stream is live again, and the requests are cancelled at once: one before SeekDone is served after it.
+/// A seek revives every stream and cancels the pending requests at once. A request made before SeekDone is completed
+/// after it.
 Status Client::Seek(std::uint32_t time) {
   for (Digest& digest : m_streams) digest.done = false;
-  m_asked.assign(StreamCount(), false);
+  m_isPending.assign(StreamCount(), false);
   return host::Client::Seek(time);
 }
 

@@ -1,4 +1,4 @@
-// A client that remembers what was delivered to it, and asks for one packet at a time.
+// A client that records a checksum of each stream and has at most one pending request per stream.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@ namespace qbflv::soak {
 
 class Server;
 
-/// What a stream delivered: every packet's time, flags and bytes, in order.
+/// The delivery of one stream. The checksum covers every packet's time, flags and bytes, in order.
 struct Digest {
   std::uint64_t packets = 0;
   std::uint32_t checksum = 0;
@@ -23,15 +23,15 @@ class Client final : public host::Client {
  public:
   using Completions = host::FileOptions::Completions;
 
-  /// On one of the server's files. Throws HostError when no object can be made.
+  /// file: the number of one of the server's files. Throws HostError if the library cannot create an object.
   Client(const Server& server, std::size_t file, Completions completions);
 
-  /// Opens the file and reads all headers; false when the object does not get that far.
+  /// Opens the file and reads all headers. Returns false on failure.
   bool Start();
 
-  /// Whether the stream has neither been asked for a packet nor ended.
-  bool IsIdle(std::uint16_t stream) const { return !m_asked[stream] && !m_streams[stream].done; }
-  void Ask(std::uint16_t stream);
+  /// Returns true if the stream has no pending request and has not ended.
+  bool IsIdle(std::uint16_t stream) const { return !m_isPending[stream] && !m_streams[stream].done; }
+  void RequestPacket(std::uint16_t stream);
   Status Seek(std::uint32_t time);
 
   bool IsDone() const;
@@ -42,7 +42,7 @@ class Client final : public host::Client {
   void OnStreamDone(std::uint16_t stream) override { m_streams[stream].done = true; }
 
   std::vector<Digest> m_streams;
-  std::vector<bool> m_asked;
+  std::vector<bool> m_isPending;
 };
 
 }  // namespace qbflv::soak

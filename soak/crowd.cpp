@@ -1,3 +1,4 @@
+// Plays many objects at once: several threads request packets of random objects.
 #include "soak/crowd.h"
 
 #include <fmt/format.h>
@@ -25,13 +26,13 @@ struct Member {
 
 using Random = std::mt19937_64;
 
-/// One call into the object: an answer that waits, or a request on a stream that has none.
+/// Makes one call into the object: a pending completion, or a request on an idle stream.
 void Step(Client& client, Random& random) {
   if (random() % 2 == 0 && client.RunCompletion()) return;
   const auto first = static_cast<std::uint16_t>(random() % client.StreamCount());
   for (std::uint16_t i = 0; i < client.StreamCount(); ++i) {
     const auto stream = static_cast<std::uint16_t>((first + i) % client.StreamCount());
-    if (client.IsIdle(stream)) return client.Ask(stream);
+    if (client.IsIdle(stream)) return client.RequestPacket(stream);
   }
   client.RunCompletion();
 }
@@ -47,7 +48,7 @@ class Crowd {
   }
 
   void Open() {
-    EachOnSomeThread([this](Member& member) {
+    ForEachMember([this](Member& member) {
       member.client.emplace(m_server, member.file, member.completions);
       if (!member.client->Start()) ++m_wrong;
     });
@@ -59,15 +60,15 @@ class Crowd {
   }
 
   void Close() {
-    EachOnSomeThread([this](Member& member) {
+    ForEachMember([this](Member& member) {
       for (const Digest& stream : member.client->Streams()) m_packets += stream.packets;
-      if (member.client->Streams() != m_server.Alone(member.file)) ++m_wrong;
+      if (member.client->Streams() != m_server.Expected(member.file)) ++m_wrong;
       member.client.reset();
     });
   }
 
   std::uint64_t Packets() const { return m_packets; }
-  /// Objects that did not open, or delivered anything else than their files alone.
+  /// Returns the number of objects that did not open, or delivered other packets than a single object does.
   std::size_t Wrong() const { return m_wrong; }
 
  private:
@@ -80,7 +81,7 @@ class Crowd {
   }
 
   template <typename Work>
-  void EachOnSomeThread(Work work) {
+  void ForEachMember(Work work) {
     std::atomic<std::size_t> next = 0;
     OnAllThreads([&](Random) {
       for (std::size_t i = next++; i < m_members.size(); i = next++) work(m_members[i]);
@@ -92,7 +93,7 @@ class Crowd {
       Member& member = m_members[random() % m_members.size()];
       const std::unique_lock lock(member.mutex, std::try_to_lock);
       if (!lock || member.finished) continue;
-      // More than one step at a time near the end, when most of the choices are in vain.
+      // Takes several steps at a time near the end, when most of the chosen objects have finished.
       for (std::size_t steps = m_members.size() / m_left; steps > 0 && !member.client->IsDone(); --steps) {
         Step(*member.client, random);
       }
@@ -119,10 +120,10 @@ bool PlayCrowd(const Server& server, const CrowdOptions& options) {
   const std::uint64_t perObject = (MeasureMemory().heap - before.heap) / options.objects;
   crowd.Play();
   crowd.Close();
-  fmt::print("{} objects at once, {} threads: {} packets in random order, {} objects not as their files alone, {}\n",
+  fmt::print("{} objects at once, {} threads: {} packets in random order, {} objects with wrong packets, {}\n",
              options.objects, options.threads, crowd.Packets(), crowd.Wrong(),
              server.IsEmpty() ? "no object left" : "OBJECTS ARE LEFT");
-  if (perObject > 0) fmt::print("{} bytes of heap for an open object, its host's part included\n", perObject);
+  if (perObject > 0) fmt::print("{} bytes of heap per open object, including its host objects\n", perObject);
   return crowd.Wrong() == 0 && server.IsEmpty();
 }
 

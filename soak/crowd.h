@@ -1,4 +1,4 @@
-// Many objects alive at once, asked for their packets in random order from several threads.
+// Plays many objects at once: several threads request packets of random objects.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,9 @@ struct CrowdOptions {
   std::uint64_t seed = 1;
 };
 
-/// Opens, plays to the end and closes; each object on one thread at a time but on any of them in turn, half of them
-/// over files that answer later. Prints what it did. False when an object delivered anything else than its file alone.
+/// Opens all objects, plays them to the end and closes them. Any thread may use an object, one at a time. The files of
+/// half of the objects complete operations later. Prints a summary. Returns false if an object delivered other packets
+/// than a single object does.
 bool PlayCrowd(const Server& server, const CrowdOptions& options);
 
 }  // namespace qbflv::soak

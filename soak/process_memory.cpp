@@ -1,3 +1,4 @@
+// The memory use of this process, in bytes.
 #include "soak/process_memory.h"
 
 #include <malloc.h>

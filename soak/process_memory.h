@@ -1,4 +1,4 @@
-// What this process takes of the machine's memory, in bytes.
+// The memory use of this process, in bytes.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@ namespace qbflv::soak {
 
 struct ProcessMemory {
   std::uint64_t resident = 0;
-  /// What the C library's heap has given out; 0 under a sanitizer with a heap of its own.
+  /// Memory that is allocated from the C library's heap; 0 under a sanitizer that has its own heap.
   std::uint64_t heap = 0;
 };
 

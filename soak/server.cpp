@@ -1,3 +1,4 @@
+// The parts that all clients of one server share: the library, the host's context, and the files.
 #include "soak/server.h"
 
 #include "host/context.h"
@@ -7,12 +8,12 @@ namespace qbflv::soak {
 
 namespace {
 
-/// Both streams are asked in turn, as a server would.
+/// Requests packets of all streams in turn, as a server does.
 std::vector<Digest> PlayAlone(Client& client, const std::string& path) {
-  if (!client.Start()) throw host::HostError("there is nothing to play in " + path);
+  if (!client.Start()) throw host::HostError("cannot play " + path);
   while (!client.IsDone()) {
     for (std::uint16_t stream = 0; stream < client.StreamCount(); ++stream) {
-      if (client.IsIdle(stream)) client.Ask(stream);
+      if (client.IsIdle(stream)) client.RequestPacket(stream);
     }
   }
   return client.Streams();
@@ -25,7 +26,7 @@ Server::Server(const std::filesystem::path& plugin, const std::vector<std::strin
   for (const std::string& path : files) {
     m_files.push_back(host::ReadIntoMemory(path));
     Client client(*this, m_files.size() - 1, Client::Completions::kInline);
-    m_alone.push_back(PlayAlone(client, path));
+    m_expected.push_back(PlayAlone(client, path));
   }
 }
 

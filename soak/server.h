@@ -1,4 +1,4 @@
-// What all clients of one server share: the library, the host's context, and the files.
+// The parts that all clients of one server share: the library, the host's context, and the files.
 #pragma once
 
 #include <filesystem>
@@ -12,24 +12,25 @@ namespace qbflv::soak {
 
 class Server {
  public:
-  /// Loads the library and reads the files. Throws HostError, also for a file that cannot be played.
+  /// Loads the library, reads the files and plays each of them once. Throws HostError, also for a file that does not
+  /// play.
   Server(const std::filesystem::path& plugin, const std::vector<std::string>& files);
 
   const host::PluginLibrary& Library() const { return m_library; }
   IUnknown* Context() const { return m_context.Get(); }
   std::size_t FileCount() const { return m_files.size(); }
   host::BlockReader Open(std::size_t file) const { return m_files[file].Open(); }
-  /// What the file's streams deliver to a client that is alone.
-  const std::vector<Digest>& Alone(std::size_t file) const { return m_alone[file]; }
+  /// Returns what the file's streams deliver to a single client.
+  const std::vector<Digest>& Expected(std::size_t file) const { return m_expected[file]; }
 
-  /// Whether the library has no object left.
+  /// Returns true if no object of the library exists.
   bool IsEmpty() const { return m_library.CanUnload(); }
 
  private:
   host::PluginLibrary m_library;
   ComPtr<IUnknown> m_context;
   std::vector<host::MemoryFile> m_files;
-  std::vector<std::vector<Digest>> m_alone;
+  std::vector<std::vector<Digest>> m_expected;
 };
 
 }  // namespace qbflv::soak

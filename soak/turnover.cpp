@@ -1,3 +1,4 @@
+// Opens and closes objects one after another, each at a different stage of its life.
 #include "soak/turnover.h"
 
 #include <fmt/format.h>
@@ -10,39 +11,40 @@ namespace qbflv::soak {
 
 namespace {
 
-/// Objects after which the process has taken what it works with.
-constexpr std::uint64_t kWarmUp = 10000;
-/// What an allocator may keep more of at one time than at another.
-constexpr std::uint64_t kAllowedGrowth = 1 << 20;
+/// Number of objects after which the memory use of the process is steady.
+constexpr std::uint64_t kWarmUpObjects = 10000;
+/// Tolerance for memory that the allocator keeps, in bytes.
+constexpr std::uint64_t kMaxGrowth = 1 << 20;
 
-/// The number decides the file, the way of answering and the point at which the client goes away.
-void Live(const Server& server, std::uint64_t number) {
-  const std::uint64_t fate = number / 2 / server.FileCount();
+/// Creates, uses and closes one object. The number selects the file, the kind of completions, and how far the client
+/// gets before it closes.
+void RunObject(const Server& server, std::uint64_t number) {
+  const std::uint64_t variant = number / 2 / server.FileCount() % 8;
   const auto completions = number % 2 == 0 ? Client::Completions::kInline : Client::Completions::kQueued;
   Client client(server, number / 2 % server.FileCount(), completions);
-  if (fate % 8 == 1) client.Open();
-  if (fate % 8 <= 1 || !client.Start()) return;
-  for (std::uint64_t step = 0; step < fate % 8; ++step) {
+  if (variant == 1) client.Open();
+  if (variant <= 1 || !client.Start()) return;
+  for (std::uint64_t step = 0; step < variant; ++step) {
     for (std::uint16_t stream = 0; stream < client.StreamCount(); ++stream) {
-      if (client.IsIdle(stream)) client.Ask(stream);
+      if (client.IsIdle(stream)) client.RequestPacket(stream);
     }
-    // One answer too few: those that are late go away with their file.
-    for (std::uint64_t answer = 0; answer < step; ++answer) client.RunCompletion();
-    if (fate % 8 == 7 && step == 3) client.Seek(static_cast<std::uint32_t>(number % 3000));
+    // Leaves a completion pending, so that the file is closed with it.
+    for (std::uint64_t i = 0; i < step; ++i) client.RunCompletion();
+    if (variant == 7 && step == 3) client.Seek(static_cast<std::uint32_t>(number % 3000));
   }
 }
 
 }  // namespace
 
 bool OpenAndClose(const Server& server, std::uint64_t count) {
-  for (std::uint64_t i = 0; i < std::min(kWarmUp, count); ++i) Live(server, i);
+  for (std::uint64_t i = 0; i < std::min(kWarmUpObjects, count); ++i) RunObject(server, i);
   const ProcessMemory before = MeasureMemory();
-  for (std::uint64_t i = 0; i < count; ++i) Live(server, i);
+  for (std::uint64_t i = 0; i < count; ++i) RunObject(server, i);
   const ProcessMemory after = MeasureMemory();
   fmt::print("{} objects opened and closed: resident {} KiB before, {} KiB after; heap in use {} and {} bytes; {}\n",
              count, before.resident / 1024, after.resident / 1024, before.heap, after.heap,
              server.IsEmpty() ? "no object left" : "OBJECTS ARE LEFT");
-  return after.resident <= before.resident + kAllowedGrowth && after.heap <= before.heap && server.IsEmpty();
+  return after.resident <= before.resident + kMaxGrowth && after.heap <= before.heap && server.IsEmpty();
 }
 
 }  // namespace qbflv::soak

@@ -1,4 +1,4 @@
-// Objects that come and go: one after the other, each released at another point of its life.
+// Opens and closes objects one after another, each at a different stage of its life.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace qbflv::soak {
 
-/// Prints the process's memory before and after. False when it has grown.
+/// Prints the memory use of the process before and after. Returns false if it has grown or an object is left.
 bool OpenAndClose(const Server& server, std::uint64_t count);
 
 }  // namespace qbflv::soak
