@@ -8,7 +8,7 @@ if(QBFLV_WARNINGS_AS_ERRORS)
 endif()
 target_compile_options(qbflv_compiler_options INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:${QBFLV_WARNINGS}>")
 
-# Without the vptr check: the object behind an interface may belong to another library or not be a C++ object.
+# Disables the vptr check: an object behind an interface may belong to another library or not be a C++ object.
 if(QBFLV_SANITIZE)
   target_compile_options(qbflv_compiler_options INTERFACE
     -fsanitize=${QBFLV_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer -fno-sanitize-recover=all

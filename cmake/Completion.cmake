@@ -1,10 +1,10 @@
-# Makes and installs the completion scripts for bash, zsh and fish. The command prints them, so not for cross builds.
+# Generates and installs the completion scripts for bash, zsh and fish. The command prints them, so cross builds have none.
 if(CMAKE_CROSSCOMPILING)
   return()
 endif()
 
 set(completion_folder "${PROJECT_BINARY_DIR}/completion")
-# Where each shell looks for the scripts of installed packages.
+# The paths at which each shell finds the scripts of installed packages.
 set(bash_script bash-completion/completions/qbflv)
 set(zsh_script zsh/vendor-completions/_qbflv)
 set(fish_script fish/vendor_completions.d/qbflv.fish)
@@ -16,10 +16,10 @@ foreach(shell bash zsh fish)
   add_custom_command(OUTPUT "${script}"
     COMMAND qbflv completion ${shell} > "${script}"
     DEPENDS qbflv
-    COMMENT "Making the completion script for ${shell}"
+    COMMENT "Generating the completion script for ${shell}"
     VERBATIM)
   list(APPEND completion_scripts "${script}")
 endforeach()
 add_custom_target(qbflv_completion ALL DEPENDS ${completion_scripts})
-# Building only some targets installs no scripts.
+# Uses a pattern instead of the file names, so that a build without this target can be installed, too.
 install(DIRECTORY "${completion_folder}/" DESTINATION "${CMAKE_INSTALL_DATADIR}" FILES_MATCHING PATTERN "*qbflv*")

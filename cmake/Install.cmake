@@ -2,8 +2,7 @@
 # documents.
 include(CMakePackageConfigHelpers)
 
-# A server loads the plug-in by its path. On Windows the plug-in is in the folder of the command, and its import library
-# in the library folder.
+# On Windows, the plug-in is in the folder of the command, and its import library in the library folder.
 install(TARGETS qbflvplus
   RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
@@ -42,7 +41,7 @@ install(FILES
   "${PROJECT_SOURCE_DIR}/CONTRIBUTING.md"
   "${PROJECT_SOURCE_DIR}/SECURITY.md"
   DESTINATION "${QBFLV_TEXT_FOLDER}")
-# The texts refer to each other, and to this file, by these paths.
+# The documents refer to each other, and to heap_operators.def, by these paths.
 install(FILES "${PROJECT_SOURCE_DIR}/host/heap_operators.def" DESTINATION "${QBFLV_TEXT_FOLDER}/host")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${QBFLV_TEXT_FOLDER}/docs")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/" DESTINATION "${QBFLV_TEXT_FOLDER}/examples")
@@ -61,7 +60,7 @@ install(FILES
   "${PROJECT_BINARY_DIR}/qbflvplusConfigVersion.cmake"
   DESTINATION "${QBFLV_PACKAGE_FOLDER}")
 
-# For build systems other than CMake. The tree may be moved: paths are relative to the file.
+# A pkg-config file for build systems other than CMake. Its paths are relative, so that the tree can be moved.
 if(WIN32)
   set(QBFLV_PC_LIBS "")
 else()

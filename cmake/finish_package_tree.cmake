@@ -16,7 +16,7 @@ if(CPACK_GENERATOR STREQUAL "DEB")
 
  -- ${CPACK_PACKAGE_CONTACT}  ${date}
 ")
-  # Servers load the library by its path and nothing links to it, so it has no versions to choose from.
+  # The library has no version in its name: servers load it by its path, and no program links to it.
   string(REPLACE "-" "_" library "lib${CPACK_PACKAGE_NAME}")
   string(REPLACE "_" "-" library_package "${library}")
   set(overrides "${tree}/usr/share/lintian/overrides/${CPACK_PACKAGE_NAME}")
@@ -34,7 +34,7 @@ ${CPACK_PACKAGE_NAME}: pkg-config-unavailable-for-cross-compilation
   execute_process(COMMAND gzip -9nf "${texts}/changelog" COMMAND_ERROR_IS_FATAL ANY)
 endif()
 
-# Independent of the umask.
+# Makes the file modes independent of the umask.
 execute_process(COMMAND chmod -R u=rwX,go=rX "${tree}" COMMAND_ERROR_IS_FATAL ANY)
 file(GLOB_RECURSE paths LIST_DIRECTORIES true "${tree}/*")
 execute_process(COMMAND touch --date=@${seconds} ${paths} COMMAND_ERROR_IS_FATAL ANY)

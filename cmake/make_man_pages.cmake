@@ -1,16 +1,16 @@
-# Writes qbflv(1) and a page for each of its commands from their --help.
+# Writes qbflv(1), and a page for each of its commands, from their --help.
 # Run with -DHELP2MAN=… -DGZIP=… -DCOMMAND=… -DFOLDER=….
 get_filename_component(command_folder "${COMMAND}" DIRECTORY)
 
-# What qbflv prints when called with these words.
-function(ask answer)
+# run_qbflv(RESULT ARGUMENT…): stores the output of qbflv in the variable RESULT.
+function(run_qbflv result)
   execute_process(COMMAND "${COMMAND}" ${ARGN} OUTPUT_VARIABLE text COMMAND_ERROR_IS_FATAL ANY)
-  set(${answer} "${text}" PARENT_SCOPE)
+  set(${result} "${text}" PARENT_SCOPE)
 endfunction()
 
-# make_page(NAME SEE_ALSO WORD…): the page NAME, from the help for these words.
+# make_page(NAME SEE_ALSO WORD…): writes the page NAME from the output of qbflv WORD… --help.
 function(make_page name see_also)
-  ask(help ${ARGN} --help)
+  run_qbflv(help ${ARGN} --help)
   string(REGEX MATCH "^[^\n]*[^.\n]" purpose "${help}")
   string(SUBSTRING "${purpose}" 0 1 initial)
   string(SUBSTRING "${purpose}" 1 -1 rest)
@@ -18,7 +18,7 @@ function(make_page name see_also)
 
   file(WRITE "${FOLDER}/see_also" "[see also]\n${see_also}\n")
   list(JOIN ARGN " " words)
-  # The path is not quoted on its way through help2man.
+  # Runs in the command's folder, because help2man does not quote the path.
   execute_process(
     COMMAND "${HELP2MAN}" --no-info --manual=qbflvplus "--version-string=${name} ${version}" "--name=${initial}${rest}"
       "--help-option=${words} --help" "--include=${FOLDER}/see_also" "--output=${FOLDER}/${name}.1" ./qbflv
@@ -26,9 +26,9 @@ function(make_page name see_also)
     COMMAND_ERROR_IS_FATAL ANY)
 
   file(READ "${FOLDER}/${name}.1" page)
-  # The day of the build says nothing about the page, and would make each build another.
+  # Removes the date of the build, which would make every build different.
   string(REGEX REPLACE "(\n\\.TH [^\n]* \"1\") \"[^\n\"]*\"" "\\1 \"\"" page "${page}")
-  # Headings as other manual pages have them.
+  # Renames the headings to those of other manual pages.
   string(REPLACE ".SS \"Subcommands:\"" ".SH COMMANDS" page "${page}")
   string(REPLACE ".SS \"Positionals:\"" ".SH ARGUMENTS" page "${page}")
   string(REPLACE ".SS \"Example:\"" ".SH EXAMPLE" page "${page}")
@@ -39,14 +39,14 @@ endfunction()
 
 file(REMOVE_RECURSE "${FOLDER}")
 file(MAKE_DIRECTORY "${FOLDER}")
-ask(version --version)
+run_qbflv(version --version)
 string(STRIP "${version}" version)
-ask(help --help)
+run_qbflv(help --help)
 string(REGEX MATCH "\nSubcommands:\n(  [^\n]*\n)+" commands "${help}")
 string(REGEX MATCHALL "\n  [a-z][a-z-]*" commands "${commands}")
 list(TRANSFORM commands STRIP)
 if(NOT commands)
-  message(FATAL_ERROR "the help of ${COMMAND} names no command")
+  message(FATAL_ERROR "${COMMAND} --help lists no command")
 endif()
 
 foreach(command IN LISTS commands)

@@ -1,4 +1,4 @@
-# Builds for 64-bit Windows with Debian's mingw-w64 and runs programs under Debian's Wine.
+# The toolchain for 64-bit Windows: Debian's mingw-w64, with Debian's Wine to run programs.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
@@ -14,9 +14,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# Programs and the library depend only on DLLs that Windows itself provides.
+# Links statically, so that programs and the library depend only on the DLLs of Windows.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
 set(CMAKE_SHARED_LINKER_FLAGS_INIT -static)
-# 64-bit file offsets, as on Linux.
+# Selects 64-bit file offsets, as on Linux.
 set(CMAKE_C_FLAGS_INIT -D_FILE_OFFSET_BITS=64)
 set(CMAKE_CXX_FLAGS_INIT -D_FILE_OFFSET_BITS=64)

@@ -14,13 +14,13 @@ usage() {
   sed -n '2,/^[^#]/{s/^# \{0,1\}//p}' "$0"
 }
 
-# Precedes the name of every preset: .ci/run builds with presets and in folders of its own.
+# A prefix for the name of every preset. .ci/run sets it, so that it builds with its own presets in its own folders.
 preset_prefix=${QBFLV_PRESET_PREFIX:-}
 
-# Prints the folder that a preset builds in.
+# build_folder PRESET: prints the preset's build folder.
 build_folder() { printf '%s\n' "$root/build/$preset_prefix$1"; }
 
-# configure PRESET: the first time, and when the presets have changed. Ninja itself notices changed CMake files.
+# configure PRESET: runs CMake the first time and when the presets have changed. Ninja notices changed CMake files itself.
 configure() {
   local preset=$preset_prefix$1 ninja_file log
   ninja_file=$(build_folder "$1")/build.ninja
@@ -29,8 +29,8 @@ configure() {
   touch "$ninja_file"
 }
 
-# build PRESET TARGET…: configures if necessary and builds the targets. Writes to standard error; silent if everything is
-# up to date.
+# build PRESET TARGET…: configures if necessary, and builds the targets. Writes to standard error; prints nothing if
+# everything is up to date.
 build() {
   local preset=$1 folder
   folder=$(build_folder "$1")
@@ -38,7 +38,7 @@ build() {
   configure "$preset"
   [[ $(ninja -C "$folder" -n "$@") != *"no work to do"* ]] || return 0
   printf 'Building (%s) …\n' "$preset" >&2
-  # On a terminal ninja shows its progress; elsewhere show the compiler's messages only.
+  # On a terminal, show ninja's progress; elsewhere, show only the compiler's messages.
   if [[ -t 2 ]]; then
     ninja -C "$folder" "$@" >&2 || fail "the build failed"
   else
