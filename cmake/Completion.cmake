@@ -1,4 +1,5 @@
-# Generates and installs the completion scripts for bash, zsh and fish. The command prints them, so cross builds have none.
+# Generates and installs the completion scripts for bash, zsh and fish. The command prints them, so cross builds have
+# none.
 if(CMAKE_CROSSCOMPILING)
   return()
 endif()

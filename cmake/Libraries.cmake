@@ -14,8 +14,8 @@ if(NOT CMAKE_CROSSCOMPILING)
   return()
 endif()
 
-# Cross builds use the header-only libraries of this machine's packages. The compiler finds them through links in a folder
-# of the build, because /usr/include also contains the headers of the native C library.
+# Cross builds use the header-only libraries of this machine's packages. The compiler finds them through links in a
+# folder of the build, because /usr/include also contains the headers of the native C library.
 set(header_folder "${PROJECT_BINARY_DIR}/header-only")
 file(MAKE_DIRECTORY "${header_folder}")
 function(add_header_library target subfolder header)

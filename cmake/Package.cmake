@@ -20,8 +20,9 @@ else()
   set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
   set(CPACK_DEBIAN_PACKAGE_SECTION video)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-  # The library is in a folder of the dynamic loader, so the package triggers ldconfig. CPack would add maintainer scripts
-  # for that, which need a shell in the target root. The names of files that do not exist suppress these scripts.
+  # The library is in a folder of the dynamic loader, so the package triggers ldconfig. CPack would add maintainer
+  # scripts for that, which need a shell in the target root. The names of files that do not exist suppress these
+  # scripts.
   set(control_folder "${PROJECT_BINARY_DIR}/debian")
   file(WRITE "${control_folder}/triggers" "activate-noawait ldconfig\n")
   set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA

@@ -20,7 +20,8 @@ preset_prefix=${QBFLV_PRESET_PREFIX:-}
 # build_folder PRESET: prints the preset's build folder.
 build_folder() { printf '%s\n' "$root/build/$preset_prefix$1"; }
 
-# configure PRESET: runs CMake the first time and when the presets have changed. Ninja notices changed CMake files itself.
+# configure PRESET: runs CMake the first time and when the presets have changed. Ninja notices changed CMake files
+# itself.
 configure() {
   local preset=$preset_prefix$1 ninja_file log
   ninja_file=$(build_folder "$1")/build.ninja

@@ -67,7 +67,7 @@ IQBBuffer* RealBuffer(IQBBuffer* buffer) {
 }
 
 WatchedPacket::WatchedPacket(Session& session, ComPtr<IQBPacket> real) : m_session(session), m_real(std::move(real)) {
-  m_session.OnPacketMade();
+  m_session.OnPacketCreated();
 }
 
 IQBBuffer* WatchedPacket::GetPacketBuffer() {
