@@ -1,11 +1,9 @@
 // `qbflv check`: shows the content and the faults of FLV files.
 #include "cli/check_command.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <string>
+#include <system_error>
 
 #include "cli/file_kind.h"
 #include "cli/file_summary.h"
@@ -21,12 +19,14 @@
 
 namespace qbflv::cli {
 
+namespace fs = std::filesystem;
+
 namespace {
 
 /// Returns 0 if the size is unknown.
-std::uint64_t SizeOf(const std::filesystem::path& path) {
+std::uint64_t SizeOf(const fs::path& path) {
   std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  const std::uintmax_t size = fs::file_size(path, error);
   return error ? 0 : size;
 }
 
@@ -53,13 +53,11 @@ CheckCommand::CheckCommand(CLI::App& app)
   Parser()
       .add_option("--plugin", m_plugin, "The plug-in (default: the one beside this command, or the installed one)")
       ->type_name("PATH");
-  Parser()
-      .add_option("--html", m_html, "Also write a page with plots, of one FILE")
-      ->type_name("REPORT.html")
-      ->excludes("--no-play")
-      ->excludes("--recursive");
+  Parser().add_option("--html", m_html, "Also write a page with plots, of one FILE")->type_name("REPORT.html");
   Parser().parse_complete_callback([this] {
-    if (!m_html.empty() && m_paths.size() != 1) throw CLI::ValidationError("--html", "takes one FILE");
+    if (m_html.empty()) return;
+    if (m_paths.size() != 1 || m_recursive) throw CLI::ValidationError("--html", "takes one FILE");
+    if (!m_plays) throw CLI::ValidationError("--html", "excludes --no-play");
   });
   Parser().add_flag("--json", m_json, "Print one JSON object per file, each on one line");
   Parser().footer(
@@ -67,8 +65,7 @@ CheckCommand::CheckCommand(CLI::App& app)
       "With several files, the command prints one line per file.\n\nExample:\n  qbflv check -r --only warning films");
 }
 
-std::vector<std::filesystem::path> CheckCommand::Files() const {
-  namespace fs = std::filesystem;
+std::vector<fs::path> CheckCommand::Files() {
   std::vector<fs::path> files;
   for (const fs::path& path : m_paths) {
     std::error_code error;
@@ -77,33 +74,47 @@ std::vector<std::filesystem::path> CheckCommand::Files() const {
       continue;
     }
     std::vector<fs::path> found;
-    for (fs::recursive_directory_iterator it(path, fs::directory_options::skip_permission_denied, error), end;
-         !error && it != end; it.increment(error)) {
-      std::error_code ignored;
-      if (it->path().extension() == ".flv" && it->is_regular_file(ignored)) found.push_back(it->path());
-    }
+    AddFolder(path, found);
+    if (found.empty()) Fail(path, "there is no .flv file in this folder");
     std::ranges::sort(found);
     files.insert(files.end(), found.begin(), found.end());
   }
   return files;
 }
 
+void CheckCommand::AddFolder(const fs::path& folder, std::vector<fs::path>& files) {
+  std::error_code error;
+  for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+    std::error_code ignored;
+    if (it->is_directory(ignored) && !it->is_symlink(ignored)) {
+      AddFolder(it->path(), files);
+    } else if (HasFlvExtension(it->path()) && it->is_regular_file(ignored)) {
+      files.push_back(it->path());
+    }
+  }
+  if (error) Fail(folder, "cannot read the folder: " + error.message());
+}
+
+void CheckCommand::Fail(const fs::path& path, const std::string& reason) {
+  PrintError(path.string() + ": " + reason);
+  m_status = kUnreadable;
+}
+
 int CheckCommand::Run() {
   CatchInterrupts();
   if (m_plays && m_plugin.empty()) m_plugin = FindPlugin();
-  const std::vector<std::filesystem::path> files = Files();
+  const std::vector<fs::path> files = Files();
   const bool isAlone = files.size() == 1 && !m_recursive;
-  for (const std::filesystem::path& file : files) m_total += SizeOf(file);
+  for (const fs::path& file : files) m_total += SizeOf(file);
   Output output;
-  int status = kSuccess;
-  for (const std::filesystem::path& file : files) {
+  for (const fs::path& file : files) {
     ThrowIfInterrupted();
-    status = std::max(status, Check(file, isAlone, output));
+    Check(file, isAlone, output);
     m_done += SizeOf(file);
   }
   m_progress.Clear();
   output.Flush();
-  return status;
+  return m_status;
 }
 
 std::shared_ptr<const flv::FileFacts> CheckCommand::Scan(const flv::ByteSource& file) {
@@ -117,7 +128,7 @@ std::shared_ptr<const flv::FileFacts> CheckCommand::Scan(const flv::ByteSource& 
   return facts;
 }
 
-host::SessionOptions CheckCommand::SessionOn(const std::filesystem::path& file) const {
+host::SessionOptions CheckCommand::SessionOn(const fs::path& file) const {
   host::SessionOptions options;
   options.plugin = m_plugin;
   options.file = file;
@@ -125,7 +136,9 @@ host::SessionOptions CheckCommand::SessionOn(const std::filesystem::path& file) 
   return options;
 }
 
-FileReport CheckCommand::Examine(const std::filesystem::path& path) {
+FileReport CheckCommand::Examine(const fs::path& path) {
+  std::error_code error;
+  if (fs::is_directory(path, error)) throw host::HostError("it is a directory; use -r to check the files in it");
   const auto file = host::OpenFile(path);
   const std::string notFlv = WhyNotFlv(*file);
   FileReport report{path, Scan(*file), {}, {}};
@@ -136,7 +149,7 @@ FileReport CheckCommand::Examine(const std::filesystem::path& path) {
   return report;
 }
 
-int CheckCommand::Check(const std::filesystem::path& path, bool isAlone, Output& output) {
+void CheckCommand::Check(const fs::path& path, bool isAlone, Output& output) {
   FileReport report;
   try {
     report = Examine(path);
@@ -144,8 +157,8 @@ int CheckCommand::Check(const std::filesystem::path& path, bool isAlone, Output&
   } catch (const host::HostError& error) {
     m_progress.Clear();
     output.Flush();
-    fmt::print(stderr, "qbflv: {}: {}\n", Printable(path.string()), Printable(error.what()));
-    return kUnreadable;
+    Fail(path, error.what());
+    return;
   }
   if (m_json) {
     // Paths may be invalid UTF-8, which JSON does not allow.
@@ -155,10 +168,12 @@ int CheckCommand::Check(const std::filesystem::path& path, bool isAlone, Output&
   } else {
     output.Print("{}\n", ReportLine(report));
   }
-  return report.findings.empty() ? kSuccess : kHasFindings;
+  if (!report.findings.empty()) m_status = std::max(m_status, kHasFindings);
 }
 
 void CheckCommand::WriteHtml(const FileReport& report) const {
+  std::error_code error;
+  if (fs::equivalent(report.path, m_html, error)) throw host::HostError("--html names the same file");
   if (report.facts->TagCount() == 0) throw host::HostError("there is no audio or video to report on");
   HtmlReport html{.file = report.path.string(),
                   .summary = SummaryLines(*report.facts),

@@ -27,15 +27,19 @@ class CheckCommand final : public Command {
   static constexpr int kHasFindings = 1;
   static constexpr int kUnreadable = 3;
 
-  std::vector<std::filesystem::path> Files() const;
-  /// Returns the exit status for one file.
-  int Check(const std::filesystem::path& path, bool isAlone, Output& output);
+  std::vector<std::filesystem::path> Files();
+  /// Appends the .flv files in the folder and its subfolders. Reports folders that cannot be read.
+  void AddFolder(const std::filesystem::path& folder, std::vector<std::filesystem::path>& files);
+  /// Reports a file or folder that cannot be read.
+  void Fail(const std::filesystem::path& path, const std::string& reason);
+  void Check(const std::filesystem::path& path, bool isAlone, Output& output);
   FileReport Examine(const std::filesystem::path& path);
   /// Throws HostError if the file cannot be read.
   std::shared_ptr<const flv::FileFacts> Scan(const flv::ByteSource& file);
   void WriteHtml(const FileReport& report) const;
   host::SessionOptions SessionOn(const std::filesystem::path& file) const;
 
+  int m_status = kSuccess;
   std::vector<std::filesystem::path> m_paths;
   bool m_recursive = false;
   Progress m_progress{true};

@@ -1,4 +1,4 @@
-// Recognises files that are not FLV files before the plug-in reads them.
+// Recognises FLV files, and files that are something else, before the plug-in reads them.
 #include "cli/file_kind.h"
 
 #include <algorithm>
@@ -57,6 +57,10 @@ std::string Reason(std::string_view start) {
 }
 
 }  // namespace
+
+bool HasFlvExtension(const std::filesystem::path& path) {
+  return IsEqualIgnoringCase(path.extension().string(), ".flv");
+}
 
 std::string WhyNotFlv(const flv::ByteSource& file) {
   std::array<std::uint8_t, 16> bytes{};

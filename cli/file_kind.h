@@ -1,4 +1,4 @@
-// Recognises files that are not FLV files before the plug-in reads them.
+// Recognises FLV files, and files that are something else, before the plug-in reads them.
 #pragma once
 
 #include <filesystem>
@@ -7,6 +7,9 @@
 #include "flv/byte_source.h"
 
 namespace qbflv::cli {
+
+/// Returns true if the name ends with .flv, in upper or lower case.
+bool HasFlvExtension(const std::filesystem::path& path);
 
 /// Returns the reason why the file is not an FLV file, such as "not an FLV file: it is empty". Returns an empty text if
 /// it begins with "FLV" or cannot be read.

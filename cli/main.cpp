@@ -1,10 +1,8 @@
 // The command `qbflv`: the reference host on the command line.
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <exception>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,16 +21,29 @@
 
 namespace {
 
-void PrintError(const std::string& text) { fmt::print(stderr, "qbflv: {}\n", qbflv::cli::Printable(text)); }
+/// Prints the help or the version.
+int PrintHelp(const CLI::App& app, const CLI::Success& request) {
+  try {
+    std::ostringstream text;
+    app.exit(request, text);
+    qbflv::cli::Output output;
+    output.Print("{}", text.str());
+    output.Flush();
+    return qbflv::cli::kSuccess;
+  } catch (const std::exception& error) {
+    qbflv::cli::PrintError(error.what());
+    return qbflv::cli::kFailure;
+  }
+}
 
 int Run(qbflv::cli::Command& command) {
   try {
     return command.Run();
   } catch (const qbflv::cli::Interrupted& interrupt) {
-    PrintError(command.Subject() + ": " + interrupt.what());
+    qbflv::cli::PrintError(command.Subject() + ": " + interrupt.what());
     return qbflv::cli::EndBySignal(interrupt.Signal());
   } catch (const std::exception& error) {
-    PrintError(command.Subject() + ": " + error.what());
+    qbflv::cli::PrintError(command.Subject() + ": " + error.what());
     return command.FailureStatus();
   }
 }
@@ -62,15 +73,15 @@ int main(int argumentCount, char** arguments) {
     std::ranges::reverse(words);  // the parser expects them in reverse order
     app.parse(std::move(words));
   } catch (const CLI::Success& request) {
-    return app.exit(request);  // help or version
+    return PrintHelp(app, request);
   } catch (const CLI::ParseError& error) {
-    PrintError(qbflv::cli::UsageErrorText(app, error));
+    qbflv::cli::PrintError(qbflv::cli::UsageErrorText(app, error));
     return qbflv::cli::kUsageError;
   }
   for (qbflv::cli::Command* const command :
        std::to_array<qbflv::cli::Command*>({&info, &packets, &seek, &play, &remux, &check, &completion})) {
     if (command->IsChosen()) return Run(*command);
   }
-  PrintError(qbflv::cli::MissingCommandText(app));
+  qbflv::cli::PrintError(qbflv::cli::MissingCommandText(app));
   return qbflv::cli::kUsageError;
 }

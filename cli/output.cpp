@@ -1,10 +1,11 @@
-// The command's standard output with a large buffer.
+// The command's standard output, with a large buffer, and its error messages.
 #include "cli/output.h"
 
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 
 #include "host/host_error.h"
 #include "host/system.h"
@@ -25,6 +26,8 @@ void Output::Flush() {
   m_text.clear();
   if (!written) throw host::HostError::System("cannot write the output", errno);
 }
+
+void PrintError(std::string_view text) { std::fputs(fmt::format("qbflv: {}\n", Printable(text)).c_str(), stderr); }
 
 std::string Printable(std::string_view text) {
   std::string printable;

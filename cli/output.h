@@ -1,4 +1,4 @@
-// The command's standard output with a large buffer.
+// The command's standard output, with a large buffer, and its error messages.
 #pragma once
 
 #include <fmt/format.h>
@@ -32,6 +32,9 @@ class Output {
 
   fmt::memory_buffer m_text;
 };
+
+/// Writes "qbflv: ", the text and a line end to standard error. Ignores failures, which cannot be reported anywhere.
+void PrintError(std::string_view text);
 
 /// Returns the text with control characters written as \xNN, so that it is safe to show on a terminal.
 std::string Printable(std::string_view text);

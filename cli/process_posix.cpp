@@ -1,4 +1,7 @@
 // The command as a Linux process.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdlib>
 
@@ -6,7 +9,22 @@
 
 namespace qbflv::cli {
 
+namespace {
+
+/// Opens standard descriptors that the parent has closed, so that no file of this process gets their numbers. Reading
+/// standard input and writing standard output and error still fail.
+void OpenClosedDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) >= 0) continue;
+    // The system uses the lowest free number, which is this one.
+    static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+  }
+}
+
+}  // namespace
+
 void PrepareProcess() {
+  OpenClosedDescriptors();
   // A reader of the output such as `head` may stop early. The command then ends silently, even if its parent ignored
   // the signal.
   std::signal(SIGPIPE, SIG_DFL);

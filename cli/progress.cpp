@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <string_view>
 
 namespace qbflv::cli {
@@ -24,6 +25,12 @@ bool CanMoveCursor() {
   return kind == nullptr || std::string_view(kind) != "dumb";
 }
 
+/// Ignores failures: the bar is not part of the output.
+void Write(const std::string& text) {
+  std::fputs(text.c_str(), stderr);
+  std::fflush(stderr);
+}
+
 }  // namespace
 
 Progress::Progress(bool wanted)
@@ -34,15 +41,13 @@ void Progress::Update(std::uint64_t done, std::uint64_t total) {
   m_nextUpdate = Clock::now() + kInterval;
   const double share = static_cast<double>(std::min(done, total)) / static_cast<double>(total);
   const int filled = static_cast<int>(share * kBarWidth);
-  fmt::print(stderr, "\r[{:=<{}}{:{}}] {:3.0f} %", "", filled, "", kBarWidth - filled, share * 100);
-  std::fflush(stderr);
+  Write(fmt::format("\r[{:=<{}}{:{}}] {:3.0f} %", "", filled, "", kBarWidth - filled, share * 100));
   m_onScreen = true;
 }
 
 void Progress::Clear() {
   if (!m_onScreen) return;
-  fmt::print(stderr, "\r{:{}}\r", "", kBarWidth + 10);
-  std::fflush(stderr);
+  Write(fmt::format("\r{:{}}\r", "", kBarWidth + 10));
   m_onScreen = false;
 }
 

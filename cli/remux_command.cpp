@@ -113,7 +113,7 @@ int RemuxCommand::Run() {
   if (isEmpty && !m_part.IsWhole()) throw host::HostError("there are no packets in this part");
   writer.Commit();
   progress.Clear();
-  if (!missing.empty()) fmt::print(stderr, "qbflv: {}: {}\n", Printable(Options().file.string()), missing);
+  if (!missing.empty()) PrintError(Subject() + ": " + missing);
   PrintTotals(part, file, writer.Size());
   return kSuccess;
 }
@@ -162,7 +162,7 @@ void RemuxCommand::PrintTotals(const PartWriter& part, const PlayedFile& file, s
     text += fmt::format("{:6}  {:10} bytes\n", "file", size);
   }
   if (m_target == "-") {
-    fmt::print(stderr, "{}", text);
+    std::fputs(text.c_str(), stderr);
     return;
   }
   Output output;

@@ -131,6 +131,8 @@ TEST(Failure, ToWriteTheOutput_IsNotOverlooked) {
   ExpectFailure(RunInShell("trap '' XFSZ; ulimit -f 8; exec \"$@\"", {"remux", tour, out}), tour, "File too large");
   EXPECT_EQ(ReadBytes(out), "old");
   EXPECT_EQ(folder.Names(), std::vector<std::string>{"out.flv"});
+  EXPECT_EQ(RunInShell("exec \"$@\" >/dev/full", {"--help"}).status, 1);
+  EXPECT_EQ(RunInShell("exec \"$@\" <&- >&- 2>&-", {"info", tour}).status, 1) << "not a crash";
   // A reader that has stopped: the command ends quietly, by the signal.
   const CommandResult result = RunInShell("exec 3> >(:); wait $!; exec \"$@\" >&3", {"packets", tour});
   EXPECT_EQ(result.status, 128 + SIGPIPE);

@@ -166,11 +166,25 @@ TEST(Check, WritesAPageAboutOneFile) {
   EXPECT_EQ(RunQbflv({"check", "--html", page, in}).status, 1);
   const std::string html = ReadBytes(page);
   for (const char* const part : {"a&lt;b&gt;.flv</title>", "<code>garbage</code>", "<title>garbage at ", "Bit rate",
-                                 "Interval between key frames", "Distance between the streams", "of 433 packets"}) {
+                                 "Interval between key frames", "Interleaving of the streams", "of 433 packets"}) {
     EXPECT_NE(html.find(part), std::string::npos) << part;
   }
   EXPECT_EQ(html.find("a<b>"), std::string::npos);
   EXPECT_EQ(RunQbflv({"check", "--html", page, in, in}).status, 2) << "of two files";
+  EXPECT_EQ(RunQbflv({"check", "--html", in, in}).status, 3) << "over the film";
+  EXPECT_EQ(ReadBytes(in).size(), whole.size() + 99);
+}
+
+TEST(Check, OfAFolder_FindsEveryFlvFileOrSaysThatThereIsNone) {
+  const TemporaryFolder folder;
+  EXPECT_EQ(RunQbflv({"check", "-r", folder.Path()}).status, 3);
+  std::filesystem::create_directory(folder / "sub");
+  folder.Write("sub/B.FLV", ReadBytes(Sample("tour.flv")));
+  folder.Write("a.flv", ReadBytes(Sample("tour.flv")));
+  folder.Write("a.txt", "no film");
+  const CommandResult checked = RunQbflv({"check", "-r", "--json", "--no-play", folder.Path()});
+  EXPECT_EQ(checked.status, 0) << checked;
+  EXPECT_EQ(Lines(checked.out).size(), 2U) << checked;
 }
 
 }  // namespace
