@@ -49,11 +49,11 @@ CheckCommand::CheckCommand(CLI::App& app)
       ->check(CLI::IsMember({"error", "warning", "note"}).description(""));
   Parser().add_flag("--metadata", m_metadata, "Also print the metadata");
   Parser().add_flag_callback(
-      "--no-play", [this] { m_plays = false; }, "Do not load the plug-in to see what a plain host gets of the file");
+      "--no-play", [this] { m_plays = false; }, "Do not play the file through the plug-in, as a plain host does");
   Parser()
       .add_option("--plugin", m_plugin, "The plug-in (default: the one beside this command, or the installed one)")
       ->type_name("PATH");
-  Parser().add_option("--html", m_html, "Also write a page with plots, of one FILE")->type_name("REPORT.html");
+  Parser().add_option("--html", m_html, "Also write a page about FILE, with plots")->type_name("REPORT.html");
   Parser().parse_complete_callback([this] {
     if (m_html.empty()) return;
     if (m_paths.size() != 1 || m_recursive) throw CLI::ValidationError("--html", "takes one FILE");
@@ -74,25 +74,27 @@ std::vector<fs::path> CheckCommand::Files() {
       continue;
     }
     std::vector<fs::path> found;
-    AddFolder(path, found);
-    if (found.empty()) Fail(path, "there is no .flv file in this folder");
+    if (AddFolder(path, found) && found.empty()) Fail(path, "there is no .flv file in this folder");
     std::ranges::sort(found);
     files.insert(files.end(), found.begin(), found.end());
   }
   return files;
 }
 
-void CheckCommand::AddFolder(const fs::path& folder, std::vector<fs::path>& files) {
+bool CheckCommand::AddFolder(const fs::path& folder, std::vector<fs::path>& files) {
+  bool isComplete = true;
   std::error_code error;
   for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
     std::error_code ignored;
     if (it->is_directory(ignored) && !it->is_symlink(ignored)) {
-      AddFolder(it->path(), files);
+      isComplete = AddFolder(it->path(), files) && isComplete;
     } else if (HasFlvExtension(it->path()) && it->is_regular_file(ignored)) {
       files.push_back(it->path());
     }
   }
-  if (error) Fail(folder, "cannot read the folder: " + error.message());
+  if (!error) return isComplete;
+  Fail(folder, "cannot read the folder: " + error.message());
+  return false;
 }
 
 void CheckCommand::Fail(const fs::path& path, const std::string& reason) {

@@ -28,8 +28,8 @@ class CheckCommand final : public Command {
   static constexpr int kUnreadable = 3;
 
   std::vector<std::filesystem::path> Files();
-  /// Appends the .flv files in the folder and its subfolders. Reports folders that cannot be read.
-  void AddFolder(const std::filesystem::path& folder, std::vector<std::filesystem::path>& files);
+  /// Appends the .flv files in the folder and its subfolders. Reports a folder that cannot be read, and returns false.
+  bool AddFolder(const std::filesystem::path& folder, std::vector<std::filesystem::path>& files);
   /// Reports a file or folder that cannot be read.
   void Fail(const std::filesystem::path& path, const std::string& reason);
   void Check(const std::filesystem::path& path, bool isAlone, Output& output);

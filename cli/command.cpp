@@ -13,4 +13,9 @@ FileCommand::FileCommand(CLI::App& app, const std::string& name, const std::stri
   AddCommandOptions(Parser(), m_options);
 }
 
+host::SessionOptions FileCommand::SessionOptions(Progress& progress) const {
+  return MakeSessionOptions(m_options,
+                            [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); });
+}
+
 }  // namespace qbflv::cli

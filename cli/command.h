@@ -5,6 +5,7 @@
 #include <string>
 
 #include "cli/command_options.h"
+#include "cli/progress.h"
 
 namespace qbflv::cli {
 
@@ -50,6 +51,8 @@ class FileCommand : public Command {
  protected:
   const CommandOptions& Options() const { return m_options; }
   CommandOptions& MutableOptions() { return m_options; }
+  /// Returns the options of a session that reports its reading to progress, which must outlive the session.
+  host::SessionOptions SessionOptions(Progress& progress) const;
 
  private:
   CommandOptions m_options;

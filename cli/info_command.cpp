@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/output.h"
-#include "cli/progress.h"
 #include "host/buffer.h"
 #include "host/session.h"
 #include "host/status_text.h"
@@ -141,8 +140,7 @@ InfoCommand::InfoCommand(CLI::App& app)
 
 int InfoCommand::Run() {
   Progress progress(true);
-  host::Session session(
-      MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); }));
+  host::Session session(SessionOptions(progress));
   session.ReadHeaders();
   progress.Clear();
   Output output;

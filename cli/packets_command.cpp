@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "cli/output.h"
-#include "cli/progress.h"
 #include "cli/time_option.h"
 #include "host/buffer.h"
 #include "host/host_error.h"
@@ -149,8 +148,7 @@ PacketsCommand::PacketsCommand(CLI::App& app)
 int PacketsCommand::Run() {
   // A listing on the terminal already shows the progress.
   Progress progress(m_count || isatty(STDOUT_FILENO) == 0);
-  host::Session session(
-      MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); }));
+  host::Session session(SessionOptions(progress));
   session.ReadHeaders();
   const std::size_t streamCount = session.StreamHeaders().size();
   if (m_stream && *m_stream >= streamCount) {

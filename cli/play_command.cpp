@@ -12,7 +12,6 @@
 #include "cli/output.h"
 #include "cli/play_delivery.h"
 #include "cli/played_file.h"
-#include "cli/progress.h"
 #include "cli/terminal.h"
 #include "cli/time_option.h"
 #include "host/session.h"
@@ -98,17 +97,15 @@ PlayCommand::PlayCommand(CLI::App& app)
 
 int PlayCommand::Run() {
   // Reading the headers of a large file and seeking to the start can take seconds.
-  std::optional<Progress> progress(true);
-  const host::SessionOptions options = MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) {
-    if (progress) progress->Update(offset, size);
-  });
+  Progress progress(true);
+  const host::SessionOptions options = SessionOptions(progress);
   host::Session session(options);
   session.ReadHeaders();
   session.RequireStreamHeaders();
   const PlayedFile file(options);
   PlayDelivery delivery(session, file.MakeRestartFilter(session), m_speed, file.TimeBase(), Clock::now());
   if (m_start) delivery.SeekTo(*m_start).OrThrow();
-  progress.reset();
+  progress.Stop();
 
   std::unique_ptr<Terminal> terminal = Terminal::Open();
   if (!terminal) {

@@ -51,4 +51,9 @@ void Progress::Clear() {
   m_onScreen = false;
 }
 
+void Progress::Stop() {
+  Clear();
+  m_shown = false;
+}
+
 }  // namespace qbflv::cli

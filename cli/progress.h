@@ -18,7 +18,10 @@ class Progress {
   /// done, total: bytes.
   void Update(std::uint64_t done, std::uint64_t total);
 
+  /// Removes the bar until the next Update.
   void Clear();
+  /// Removes the bar and ignores further updates.
+  void Stop();
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -13,7 +13,6 @@
 #include "cli/flv_writer.h"
 #include "cli/interrupt.h"
 #include "cli/output.h"
-#include "cli/progress.h"
 #include "cli/time_option.h"
 #include "host/host_error.h"
 
@@ -85,8 +84,7 @@ int RemuxCommand::Run() {
   CheckTarget();
   CatchInterrupts();
   Progress progress(true);
-  const host::SessionOptions options =
-      MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); });
+  const host::SessionOptions options = SessionOptions(progress);
   const PlayedFile file(options);
   if (file.Facts().TagCount() == 0) throw host::HostError("the file has no audio or video");
   host::Session session(options);

@@ -7,7 +7,6 @@
 #include <string>
 
 #include "cli/output.h"
-#include "cli/progress.h"
 #include "cli/time_option.h"
 #include "host/session.h"
 #include "host/status_text.h"
@@ -105,8 +104,7 @@ SeekCommand::SeekCommand(CLI::App& app)
 
 int SeekCommand::Run() {
   Progress progress(true);
-  host::Session session(
-      MakeSessionOptions(Options(), [&](std::uint64_t offset, std::uint64_t size) { progress.Update(offset, size); }));
+  host::Session session(SessionOptions(progress));
   session.ReadHeaders();
   session.RequireStreamHeaders();
   if (m_afterPlay) PlayAll(session);
