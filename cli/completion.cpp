@@ -7,8 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "cli/output.h"
-
 namespace qbflv::cli {
 
 namespace {
@@ -189,25 +187,6 @@ std::string FishCompletion(const CLI::App& app) {
     for (const CLI::Option* const option : Options(*command, false)) script += line(condition, *option);
   }
   return script;
-}
-
-CompletionCommand::CompletionCommand(CLI::App& app)
-    : Command(app, "completion", "Print a script that completes qbflv's arguments in a shell."), m_app(app) {
-  const Words shells = {"bash", "zsh", "fish"};
-  Parser()
-      .add_option("SHELL", m_shell, "The shell")
-      ->required()
-      ->type_name(fmt::format("{}", fmt::join(shells, "|")))
-      ->check(CLI::IsMember(shells).description(""));
-  Parser().footer("Example:\n  qbflv completion bash > ~/.local/share/bash-completion/completions/qbflv");
-}
-
-int CompletionCommand::Run() {
-  const auto make = m_shell == "bash" ? BashCompletion : m_shell == "zsh" ? ZshCompletion : FishCompletion;
-  Output output;
-  output.Print("{}", make(m_app));
-  output.Flush();
-  return kSuccess;
 }
 
 }  // namespace qbflv::cli

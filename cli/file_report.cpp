@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "cli/file_summary.h"
+#include "cli/format_time.h"
 #include "cli/output.h"
-#include "cli/play_view.h"
 
 namespace qbflv::cli {
 
@@ -23,7 +23,7 @@ using Json = nlohmann::ordered_json;
 std::string Place(const Finding& finding) {
   std::string place;
   if (finding.offset) place = fmt::format(" at byte {}", *finding.offset);
-  if (finding.time) place += fmt::format("{} {}", place.empty() ? " at" : ",", PlayTimeText(*finding.time));
+  if (finding.time) place += fmt::format("{} {}", place.empty() ? " at" : ",", FormatTime(*finding.time));
   return place;
 }
 

@@ -6,8 +6,8 @@
 #include <cmath>
 #include <utility>
 
+#include "cli/format_time.h"
 #include "cli/output.h"
-#include "cli/play_view.h"
 #include "flv/format.h"
 
 namespace qbflv::cli {
@@ -150,7 +150,7 @@ Json StreamAsJson(const flv::StreamFacts& stream) {
 std::vector<std::string> SummaryLines(const flv::FileFacts& facts) {
   std::vector<std::string> lines;
   const std::int32_t length = flv::TimeBetween(facts.FirstFrameTime(), facts.latestContinuedTime);
-  lines.push_back(fmt::format("Length      {}, {} bytes", PlayTimeText(length), facts.fileSize));
+  lines.push_back(fmt::format("Length      {}, {} bytes", FormatTime(length), facts.fileSize));
   if (facts.audio.IsPresent()) lines.push_back(AudioLine(facts.audio));
   if (facts.video.IsPresent()) {
     lines.push_back(VideoLine(facts.video));

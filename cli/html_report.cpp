@@ -9,8 +9,8 @@
 #include <functional>
 #include <limits>
 
+#include "cli/format_time.h"
 #include "cli/output.h"
-#include "cli/play_view.h"
 
 namespace qbflv::cli {
 
@@ -124,12 +124,12 @@ std::string Format(const Plot& plot, const TimeLine& line) {
     const double x = kWidth * mark.time / std::max(1U, line.length);
     html += fmt::format(
         "<line class=\"mark\" x1=\"{:.1f}\" x2=\"{:.1f}\" y1=\"0\" y2=\"{}\"><title>{} at {}</title></line>\n", x, x,
-        kHeight, mark.name, PlayTimeText(mark.time));
+        kHeight, mark.name, FormatTime(mark.time));
   }
   for (const Curve& curve : plot.curves) html += Path(curve);
   return html +
          fmt::format("</svg>\n<div class=\"x\"><span>0</span><span>{}</span><span>{}</span></div></div></figure>\n",
-                     PlayTimeText(line.length / 2), PlayTimeText(line.length));
+                     FormatTime(line.length / 2), FormatTime(line.length));
 }
 
 /// Returns the smallest of 1, 2, 5, 10, 20 … that is not less than the value.
@@ -223,7 +223,7 @@ std::string FormatFindings(const std::vector<Finding>& findings) {
     const std::string_view severity = SeverityName(finding.severity);
     html += fmt::format("<li><strong class=\"{}\">{}</strong> <code>{}</code>", severity, severity, finding.name);
     if (finding.offset) html += fmt::format(" <span class=\"place\">byte {}</span>", *finding.offset);
-    if (finding.time) html += fmt::format(" <span class=\"place\">{}</span>", PlayTimeText(*finding.time));
+    if (finding.time) html += fmt::format(" <span class=\"place\">{}</span>", FormatTime(*finding.time));
     html += fmt::format("<p>{}: {}</p>", Escaped(finding.what), Escaped(finding.consequence));
     if (!finding.remedy.empty()) html += fmt::format("<p>Remedy: <code>{}</code></p>", Escaped(finding.remedy));
     html += "</li>\n";

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "cli/check_command.h"
-#include "cli/completion.h"
+#include "cli/completion_command.h"
 #include "cli/info_command.h"
 #include "cli/interrupt.h"
 #include "cli/output.h"

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "cli/format_time.h"
+
 namespace qbflv::cli {
 
 namespace {
@@ -22,8 +24,8 @@ std::string_view ConditionText(PlayState::Condition condition) {
 }
 
 std::string PositionText(const PlayState& state) {
-  return fmt::format("{:7}  {} / {}  {}x", ConditionText(state.condition), PlayTimeText(state.position),
-                     PlayTimeText(state.duration), state.speed);
+  return fmt::format("{:7}  {} / {}  {}x", ConditionText(state.condition), FormatTime(state.position),
+                     FormatTime(state.duration), state.speed);
 }
 
 std::string BarText(const PlayState& state, std::size_t columns) {
@@ -49,14 +51,6 @@ std::string StreamText(std::size_t number, const PlayedStream& stream) {
 }
 
 }  // namespace
-
-std::string PlayTimeText(std::int64_t milliseconds) {
-  const std::int64_t tenths = std::max<std::int64_t>(milliseconds, 0) / 100;
-  const std::int64_t minutes = tenths / 600;
-  const std::string end = fmt::format("{:02}.{}", tenths / 10 % 60, tenths % 10);
-  if (minutes < 60) return fmt::format("{}:{}", minutes, end);
-  return fmt::format("{}:{:02}:{}", minutes / 60, minutes % 60, end);
-}
 
 std::string_view CutToColumns(std::string_view text, std::size_t columns) {
   // A character beyond ASCII takes at most two columns, and so does the replacement for an invalid byte.
@@ -86,8 +80,8 @@ std::vector<std::string> PlayScreen(const PlayState& state, std::size_t columns,
 
 std::string PlayLine(const PlayState& state) {
   const bool ended = state.condition == PlayState::Condition::kEnded;
-  std::string line = ended ? "the end  " + PlayTimeText(state.position)
-                           : PlayTimeText(state.position) + " / " + PlayTimeText(state.duration);
+  std::string line = ended ? "the end  " + FormatTime(state.position)
+                           : FormatTime(state.position) + " / " + FormatTime(state.duration);
   for (const PlayedStream& stream : state.streams) {
     line += "  " + stream.kind;
     if (!ended) line += " " + RateText(stream) + " kb/s";

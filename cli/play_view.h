@@ -38,9 +38,6 @@ struct PlayState {
   std::string error;
 };
 
-/// Returns a time such as "1:02:03.4", or "2:03.4" for less than an hour.
-std::string PlayTimeText(std::int64_t milliseconds);
-
 /// Returns the longest prefix of the UTF-8 text that fits, assuming two columns for each character beyond ASCII.
 std::string_view CutToColumns(std::string_view text, std::size_t columns);
 
