@@ -120,7 +120,7 @@ void PlayDelivery::Fill(Time now) {
   if (IsReadingDone() || !wantsMore()) return;
   host::PacketHandlers handlers;
   handlers.onPacket = [&](IQBPacket& packet) {
-    m_filter.Take(packet, [&](IQBPacket& playable) { Queue(playable); });
+    m_filter.Process(packet, [&](IQBPacket& playable) { Queue(playable); });
     --packets;
     return wantsMore();
   };

@@ -100,7 +100,7 @@ int RemuxCommand::Run() {
   handlers.onPacket = [&](IQBPacket& packet) {
     ThrowIfInterrupted();
     bool wantsMore = true;
-    filter.Take(packet, [&](IQBPacket& playable) { wantsMore = part.Write(playable); });
+    filter.Process(packet, [&](IQBPacket& playable) { wantsMore = part.Write(playable); });
     return wantsMore;
   };
   handlers.onStreamDone = [&](std::uint16_t stream) { return part.EndStream(stream); };

@@ -47,7 +47,7 @@ void RestartFilter::Restart(std::uint64_t offset) {
   m_hasConfigurations = true;
 }
 
-void RestartFilter::Take(IQBPacket& packet, const std::function<void(IQBPacket& packet)>& send) {
+void RestartFilter::Process(IQBPacket& packet, const std::function<void(IQBPacket& packet)>& send) {
   Stream& stream = m_streams[packet.GetStreamNumber()];
   if (stream.awaitsKeyFrame) {
     const flv::TagContent content = ContentOf(packet, stream.type);

@@ -26,7 +26,7 @@ class RestartFilter {
 
   /// Calls send with the packets that replace this one: none, or the packet itself. The codec configurations precede
   /// the first packet after Restart. Before any Restart, sends each packet unchanged.
-  void Take(IQBPacket& packet, const std::function<void(IQBPacket& packet)>& send);
+  void Process(IQBPacket& packet, const std::function<void(IQBPacket& packet)>& send);
 
  private:
   struct Stream {

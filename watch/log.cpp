@@ -82,8 +82,8 @@ void Log::WriteTotals(const Totals& totals) {
                                            {"requests", totals.requests},
                                            {"operations", totals.operations},
                                            {"packets", totals.packets},
-                                           {"deepest_nesting", totals.deepestNesting},
-                                           {"most_queued_packets", totals.mostQueuedPackets},
+                                           {"deepest_nesting", totals.maxNesting},
+                                           {"most_queued_packets", totals.maxQueuedPackets},
                                            {"reads_per_packet", readsPerPacket},
                                            {"seconds_in_host", inHost},
                                            {"seconds_in_plugin", inPlugin},
@@ -94,8 +94,8 @@ void Log::WriteTotals(const Totals& totals) {
       "{}{} sessions, {} requests, {} operations, {} packets, {:.2f} reads per packet\n"
       "  deepest nesting {}, most queued packets {}, {:.3f} s in the host, {:.3f} s in the plug-in\n"
       "  violations: {}\n",
-      kPrefix, totals.sessions, totals.requests, totals.operations, totals.packets, readsPerPacket,
-      totals.deepestNesting, totals.mostQueuedPackets, inHost, inPlugin, brokenText.empty() ? "none" : brokenText));
+      kPrefix, totals.sessions, totals.requests, totals.operations, totals.packets, readsPerPacket, totals.maxNesting,
+      totals.maxQueuedPackets, inHost, inPlugin, brokenText.empty() ? "none" : brokenText));
 }
 
 /// Flushes at once: the process may crash because of the violation that the text reports.

@@ -63,7 +63,7 @@ bool Session::EnterPlugin(const char* call, std::uint32_t argument) {
   m_stopwatch.AddTo(m_totals.ticksInHost);
   m_history.Add(call, argument, depth);
   m_depth.store(depth + 1, std::memory_order_relaxed);
-  m_totals.deepestNesting = std::max<std::uint64_t>(m_totals.deepestNesting, depth + 1);
+  m_totals.maxNesting = std::max<std::uint64_t>(m_totals.maxNesting, depth + 1);
   if (dataCalls > 0) {
     Report(Rule::kCallFromData, call, fmt::format("{} from inside an operation of a buffer, packet or list", call));
   }
@@ -82,7 +82,7 @@ void Session::EnterHost(const char* call, std::uint32_t argument) {
   m_stopwatch.AddTo(m_totals.ticksInPlugin);
   m_history.Add(call, argument, depth);
   m_depth.store(depth + 1, std::memory_order_relaxed);
-  m_totals.deepestNesting = std::max<std::uint64_t>(m_totals.deepestNesting, depth + 1);
+  m_totals.maxNesting = std::max<std::uint64_t>(m_totals.maxNesting, depth + 1);
 }
 
 void Session::LeaveHost() {
@@ -226,7 +226,7 @@ void Session::CheckNeverCompleted(const char* call) {
 
 void Session::OnPacketCreated() {
   ++m_queuedPackets;
-  m_totals.mostQueuedPackets = std::max(m_totals.mostQueuedPackets, m_queuedPackets);
+  m_totals.maxQueuedPackets = std::max(m_totals.maxQueuedPackets, m_queuedPackets);
 }
 
 void Session::WatchKept(ComPtr<IQBPacket> packet) {

@@ -13,9 +13,9 @@ struct Totals {
   std::uint64_t operations = 0;
   std::uint64_t reads = 0;
   std::uint64_t packets = 0;
-  std::uint64_t deepestNesting = 0;
+  std::uint64_t maxNesting = 0;
   /// Maximum number of packets that one object held at the same time.
-  std::uint64_t mostQueuedPackets = 0;
+  std::uint64_t maxQueuedPackets = 0;
   /// Time in the plug-in's own code, and in the host's code that the plug-in calls, in ticks.
   std::uint64_t ticksInPlugin = 0;
   std::uint64_t ticksInHost = 0;
@@ -26,8 +26,8 @@ struct Totals {
     operations += other.operations;
     reads += other.reads;
     packets += other.packets;
-    deepestNesting = std::max(deepestNesting, other.deepestNesting);
-    mostQueuedPackets = std::max(mostQueuedPackets, other.mostQueuedPackets);
+    maxNesting = std::max(maxNesting, other.maxNesting);
+    maxQueuedPackets = std::max(maxQueuedPackets, other.maxQueuedPackets);
     ticksInPlugin += other.ticksInPlugin;
     ticksInHost += other.ticksInHost;
   }
