@@ -61,7 +61,8 @@ CheckCommand::CheckCommand(CLI::App& app)
   });
   Parser().add_flag("--json", m_json, "Print one JSON object per file, each on one line");
   Parser().footer(
-      "Exit status: 0 no findings, 1 findings, 2 wrong usage, 3 a file cannot be read or a folder has none.\n"
+      "Exit status: 0 no findings, 1 findings, 2 wrong usage, 3 a file or folder cannot be read, or a folder has no "
+      ".flv file.\n"
       "With several files, the command prints one line per file.\n\nExample:\n  qbflv check -r --only warning films");
 }
 
