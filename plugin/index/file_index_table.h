@@ -14,8 +14,8 @@ namespace qbflv {
 class CFileIndexTable final {
  public:
   CFileIndexTable() = default;
-  CFileIndexTable(const CFileIndexTable&) = delete;
-  CFileIndexTable& operator=(const CFileIndexTable&) = delete;
+  CFileIndexTable(CFileIndexTable&&) = default;
+  CFileIndexTable& operator=(CFileIndexTable&&) = default;
 
   /// Slot 0.
   virtual ~CFileIndexTable() = default;

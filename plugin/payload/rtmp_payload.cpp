@@ -96,7 +96,6 @@ Status CRTMPPayload::CreateOtherPacket(const FLVTagHeader& /*tag*/, IQBBuffer* /
 }
 
 Status CRTMPPayload::CreatePacket(const FLVTagHeader& tag, IQBBuffer* body, bool key, PayloadPacket& made) {
-  made.packet = nullptr;
   if (!m_pObjectFactory) return m_FactoryStatus;
   const Status status = CreateObject(m_pObjectFactory.Get(), made.packet);
   if (Failed(status)) return status;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "plugin/index/file_index_table.h"
 #include "plugin/shell/host_interfaces.h"
@@ -16,14 +15,15 @@ class CSeekPoints {
   void Prepare(std::uint32_t streamCount, std::uint32_t duration);
   /// The one way positions enter the index: a key position is offered to it, any other tag only raises the time up to
   /// which the stream has been seen.
-  Status AddSeekPoint(std::uint32_t stream, std::uint32_t offset, std::uint32_t time, bool key);
+  void AddSeekPoint(std::uint32_t stream, std::uint32_t offset, std::uint32_t time, bool key);
   /// The latest position of the stream at or before the time; see CStreamIndexTable::Lookup. kFailed without one.
   [[nodiscard]] Status Lookup(std::uint32_t stream, std::uint32_t& time, std::uint32_t& offset);
 
  private:
-  [[nodiscard]] Status CreateSeekIndex();
+  void MakeIndex();
 
-  std::unique_ptr<CFileIndexTable> m_pIndexTable;
+  CFileIndexTable m_Index;
+  bool m_bIndexMade = false;
   std::uint32_t m_ulStreamCount = 0;
   std::uint32_t m_ulDuration = 0;
 };

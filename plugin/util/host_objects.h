@@ -18,11 +18,9 @@ template <typename Interface>
 [[nodiscard]] Status CreateObject(IQBObjectFactory* factory, ComPtr<Interface>& object) {
   object = nullptr;
   if (factory == nullptr) return kFailed;
-  ComPtr<Interface> created;
-  const Status status = factory->CreateInstance(Interface::kId, created.OutVoid());
-  if (Failed(status)) return status;
-  if (!created) return kFailed;
-  object = std::move(created);
+  const Status status = factory->CreateInstance(Interface::kId, object.OutVoid());
+  if (Succeeded(status)) return object ? status : kFailed;
+  object = nullptr;
   return status;
 }
 
@@ -43,7 +41,8 @@ template <typename Interface>
 
 /// The buffer's bytes, valid until it is changed or released. Empty without a buffer, and for a buffer that returns no
 /// bytes whatever its size: decoders then fail for lack of input. Only GetSize tells whether a read was short.
-[[nodiscard]] inline std::span<const std::uint8_t> BufferBytes(IQBBuffer* buffer) {
+/// Always inline, because delivery calls it twice for every packet and compilers keep it out of line.
+[[nodiscard, gnu::always_inline]] inline std::span<const std::uint8_t> BufferBytes(IQBBuffer* buffer) {
   if (buffer == nullptr) return {};
   const std::uint8_t* const bytes = buffer->GetBuffer();
   if (bytes == nullptr) return {};
