@@ -7,8 +7,8 @@
 namespace qbflv {
 
 Status CQBFLVFileFormat::OnCompletion(Operation operation, Status status, IQBBuffer* buffer, std::uint32_t fileSize) {
-  if (!m_File.Accept(operation, status, buffer)) return kInvalidState;
-  m_Completion = {operation, status, ComPtr<IQBBuffer>::Retain(buffer), fileSize};
+  if (!m_File.Accept(operation, status, buffer, fileSize)) return kInvalidState;
+  m_Completion = {operation, status, ComPtr<IQBBuffer>::Retain(buffer)};
   return RunTurn([] { return kOk; });
 }
 
@@ -50,7 +50,7 @@ void CQBFLVFileFormat::Dispatch(FileCompletion& completion) {
     case kStateFlvHeaderPending:
       return OnFlvHeader(completion);
     case kStateStatPending:
-      return OnFileSize(completion);
+      return EndInit(kStateInitialized, kOk);  // also without the size
 
     case kStateScanSeekPending:
       return done ? Read(kStateScanTagHeaderPending, kTagHeaderReadBytes) : FailFileHeader(status);

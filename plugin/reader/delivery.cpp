@@ -134,7 +134,7 @@ Status CQBFLVFileFormat::QueuePacket(PayloadPacket& made) {
 void CQBFLVFileFormat::EndAllStreams() {
   const Step step(*this);
   for (std::uint16_t stream = 0; stream < m_Streams.GetCount(); ++stream) {
-    if (m_Streams[stream].bStreamDone) continue;
+    if (m_Streams.IsDone(stream)) continue;
     m_pPayload->OnStreamEnd(stream, kEndReached);
     m_Streams.SetEnded(stream);
     SendStreamDone(stream);

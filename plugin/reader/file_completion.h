@@ -13,19 +13,17 @@ namespace qbflv {
 /// What the reader asks of a file object.
 enum class Operation : std::uint8_t { kNone, kInit, kRead, kSeek, kStat };
 
-/// One completion as it arrived.
+/// One completion as it arrived. The file port keeps what a stat tells.
 struct FileCompletion {
   [[nodiscard]] bool IsNone() const { return operation == Operation::kNone; }
   /// The bytes and the size of a read's buffer, see BufferBytes.
-  [[nodiscard]] std::span<const std::uint8_t> Bytes() const { return BufferBytes(buffer.Get()); }
+  [[nodiscard, gnu::always_inline]] std::span<const std::uint8_t> Bytes() const { return BufferBytes(buffer.Get()); }
   [[nodiscard]] std::uint32_t Size() const { return buffer ? buffer->GetSize() : 0; }
 
   Operation operation = Operation::kNone;
   Status status = kOk;
   /// Of a read; may be null.
   ComPtr<IQBBuffer> buffer;
-  /// Of a stat, in bytes.
-  std::uint32_t fileSize = 0;
 };
 
 /// Implements the two response interfaces in terms of one operation.

@@ -87,7 +87,6 @@ class CQBFLVFileFormat : public IQBPlugin,
   [[nodiscard]] Status StartFile(IQBRequest* request, IQBFormatSink* sink, IQBSourceFile* file);
   [[nodiscard]] Status ReadRequest(IQBRequest* borrowed);
   void OnFlvHeader(const FileCompletion& completion);
-  void OnFileSize(const FileCompletion& completion);
   void EndInit(State next, Status status);
 
   // Header scan and tail scan (header_scan.cpp)
@@ -122,7 +121,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   void ServeRequests();
   void ServeWaitingStreams();
   [[nodiscard]] bool DeliverPackets();
-  [[nodiscard]] bool DeliverNextPacket();
+  void DeliverNextPacket();
   void CheckPacketType(std::uint16_t stream, const ComPtr<IQBPacket>& packet);
   void SendStreamDone(std::uint16_t stream);
 
@@ -135,7 +134,7 @@ class CQBFLVFileFormat : public IQBPlugin,
   void RestartDelivery(Status status);
   void EndSeek(Status status);
 
-  // The members that every packet needs come first and lie side by side.
+  // What every packet needs comes first and lies side by side, here and in the classes of the members.
   std::int32_t m_lRefCount = 0;
   State m_ulState = kStateConstructed;
   /// Changes whenever the current step is abandoned.
@@ -155,10 +154,10 @@ class CQBFLVFileFormat : public IQBPlugin,
   ComPtr<IQBBuffer> m_pTagBuffer;
   CStreamQueues m_Streams;
   CSeekPoints m_SeekPoints;
+  RequestOptions m_Options;
   CScanFacts m_Facts;
   ComPtr<IUnknown> m_pContext;
   ComPtr<IQBRequest> m_pRequest;
-  RequestOptions m_Options;
   ComPtr<IQBBuffer> m_pFlvHeaderBuffer;
   CTailScan m_TailScan;
   std::uint32_t m_ulStreamHeadersSent = 0;

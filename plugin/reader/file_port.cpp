@@ -57,7 +57,6 @@ Status CFilePort::Issue(const IssuedOperation& operation, Call&& call) {
   m_Pending = operation;
   const std::uint32_t serial = ++m_ulSerial;
   m_Pending.serial = serial;
-  m_bWanted = true;
   const ComPtr<IQBSourceFile> file = m_pFileObject;
   const Status status = call(*file);
   if (Succeeded(status) || m_pFileObject.Get() != file.Get()) return status;
@@ -82,20 +81,24 @@ bool CFilePort::PrefersLinearAccess() {
   return file->SetAccessHint(kHintRandomAccess) == kPrefersLinearAccess;
 }
 
-bool CFilePort::Accept(Operation operation, Status status, IQBBuffer* buffer) {
-  if (!m_pFileObject) return false;
-  const IssuedOperation stale = m_Superseded.TakeOldest(operation);
-  if (stale.operation != Operation::kNone) {
+bool CFilePort::Accept(Operation operation, Status status, IQBBuffer* buffer, std::uint32_t fileSize) {
+  IssuedOperation stale;
+  if (m_Superseded.TakeOldest(operation, stale)) {
     if (Succeeded(status) && !m_bPositioned) Move(operation, buffer, stale.offset);
     return false;
   }
-  const bool isPending = m_Pending.operation == operation;
-  if (isPending) m_Pending.operation = Operation::kNone;
   if (Succeeded(status)) {
     Move(operation, buffer, m_ulSeekOffset);
     if (operation == Operation::kSeek) m_bPositioned = true;
   }
-  return isPending && m_bWanted;
+  if (m_Pending.operation != operation) return false;
+  m_Pending.operation = Operation::kNone;
+  if (m_Pending.abandoned) return false;
+  if (operation == Operation::kStat && Succeeded(status)) {
+    m_ulFileSize = fileSize;
+    m_bFileSizeKnown = true;
+  }
+  return true;
 }
 
 bool CFilePort::Supersede() {
@@ -106,11 +109,6 @@ bool CFilePort::Supersede() {
   }
   m_Pending = IssuedOperation();
   return true;
-}
-
-void CFilePort::SetFileSize(std::uint32_t size) {
-  m_ulFileSize = size;
-  m_bFileSizeKnown = true;
 }
 
 /// The operation succeeded.

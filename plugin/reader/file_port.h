@@ -48,11 +48,12 @@ class CFilePort {
 
   /// Matches a completion to the pending operation and updates the position, which also unexpected completions move.
   /// False when the completion is stale or unexpected.
-  [[nodiscard]] bool Accept(Operation operation, Status status, IQBBuffer* buffer);
+  /// See CFileCompletions.
+  [[nodiscard]] bool Accept(Operation operation, Status status, IQBBuffer* buffer, std::uint32_t fileSize);
   /// The pending operation has not been completed, and the file object refused it.
   [[nodiscard]] bool IsRefused() const { return m_Pending.operation != Operation::kNone && m_Pending.refused; }
   /// The pending operation's completion only moves the position from now on.
-  void Abandon() { m_bWanted = false; }
+  void Abandon() { m_Pending.abandoned = true; }
   /// Makes place for another operation while one may be pending. False, with nothing changed, on allocation failure.
   [[nodiscard]] bool Supersede();
 
@@ -65,7 +66,7 @@ class CFilePort {
   /// Reads have passed the last 32-bit offset since the last seek.
   [[nodiscard]] bool IsOffsetWrapped() const { return m_bOffsetWrapped; }
 
-  void SetFileSize(std::uint32_t size);
+  /// A stat has succeeded.
   [[nodiscard]] bool IsFileSizeKnown() const { return m_bFileSizeKnown; }
   /// In bytes; 0 when not known.
   [[nodiscard]] std::uint32_t GetFileSize() const { return m_ulFileSize; }
@@ -82,13 +83,12 @@ class CFilePort {
   std::uint32_t m_ulReadOffset = 0;
   std::uint32_t m_ulReadSize = 0;
   std::uint32_t m_ulSeekOffset = 0;
-  std::uint32_t m_ulFileSize = 0;
-  bool m_bFileSizeKnown = false;
   bool m_bOffsetWrapped = false;
-  bool m_bWanted = true;
   /// A seek has succeeded since the last operation was superseded. Until then stale completions tell the position.
   bool m_bPositioned = true;
+  bool m_bFileSizeKnown = false;
   CSupersededOperations m_Superseded;
+  std::uint32_t m_ulFileSize = 0;
   ComPtr<IQBFileStat> m_pFileStat;
   ComPtr<CFileResponse> m_pFileResponse;
 };

@@ -1,5 +1,7 @@
 #include "plugin/reader/merge_sorter.h"
 
+#include <algorithm>
+#include <span>
 #include <utility>
 
 namespace qbflv {
@@ -10,39 +12,35 @@ bool IsEarlier(std::uint32_t time, std::uint32_t than) { return static_cast<std:
 
 std::uint32_t GetBufferSize(IQBPacket* packet) {
   const auto buffer = ComPtr<IQBBuffer>::Adopt(packet->GetPacketBuffer());
-  return buffer ? buffer->GetSize() : 0;
+  return buffer ? std::min(buffer->GetSize(), PacketFacts::kLost - 1) : 0;
 }
 
 }  // namespace
 
 bool CMergeSorter::MergeSorterQueue::Append(ComPtr<IQBPacket>&& packet, PacketFacts facts) {
   if (!packets.Append(std::move(packet), facts)) return false;
-  if (facts.lost) return true;
+  if (facts.IsLost()) return true;
   if (packets.GetCount() == 1 || !bHeadTimeSet) {
     ulHeadTime = facts.time;
     bHeadTimeSet = true;
   }
   ulTailTime = facts.time;
-  ulBytes += facts.bytes;
   return true;
 }
 
 ComPtr<IQBPacket> CMergeSorter::MergeSorterQueue::RemoveHead() {
-  const std::uint32_t bytes = packets.GetHead().facts.bytes;
   ComPtr<IQBPacket> packet = packets.RemoveHead();
   if (packets.IsEmpty()) {
     ulHeadTime = ulTailTime;
-  } else if (!packets.GetHead().facts.lost) {
+  } else if (!packets.GetHead().facts.IsLost()) {
     ulHeadTime = packets.GetHead().facts.time;
   }
-  ulBytes -= bytes < ulBytes ? bytes : ulBytes;
   return packet;
 }
 
 void CMergeSorter::MergeSorterQueue::Reset() {
   ulHeadTime = 0;
   ulTailTime = 0;
-  ulBytes = 0;
   bEnded = false;
   bHeadTimeSet = false;
 }
@@ -51,9 +49,11 @@ Status CMergeSorter::Initialize(std::uint32_t streamCount, const MergeSorterLimi
   if (streamCount == 0) return kInvalidArgument;
   OwnedArray<MergeSorterQueue> queues = MakeArray<MergeSorterQueue>(streamCount);
   if (!queues) return kOutOfMemory;
+  for (std::uint32_t i = 0; i < streamCount; ++i) queues[i].uStream = static_cast<std::uint16_t>(i);
   m_pQueues = std::move(queues);
   m_ulStreamCount = streamCount;
   m_ulPackets = 0;
+  m_ulBytes = 0;
   m_ulWaiting = streamCount;
   m_Limits = limits;
   UpdateNext();
@@ -63,8 +63,9 @@ Status CMergeSorter::Initialize(std::uint32_t streamCount, const MergeSorterLimi
 Status CMergeSorter::AddPacket(ComPtr<IQBPacket> packet) {
   const std::uint32_t stream = packet->GetStreamNumber();
   PacketFacts facts;
-  facts.lost = packet->IsLost() != 0;
-  if (!facts.lost) {
+  if (packet->IsLost() != 0) {
+    facts.bytes = PacketFacts::kLost;
+  } else {
     facts.time = packet->GetTime();
     facts.bytes = GetBufferSize(packet.Get());
   }
@@ -72,12 +73,12 @@ Status CMergeSorter::AddPacket(ComPtr<IQBPacket> packet) {
 }
 
 Status CMergeSorter::AddPacket(ComPtr<IQBPacket>&& packet, std::uint32_t stream, PacketFacts facts) {
-  if (!m_pQueues) return kInvalidState;
-  if (stream >= m_ulStreamCount) return kInvalidArgument;
+  if (stream >= m_ulStreamCount) return m_pQueues ? kInvalidArgument : kInvalidState;
   MergeSorterQueue& queue = m_pQueues[stream];
   const bool wasWaiting = queue.IsWaiting();
   if (!queue.Append(std::move(packet), facts)) return kOutOfMemory;
   ++m_ulPackets;
+  if (!facts.IsLost()) m_ulBytes += facts.bytes;
   if (wasWaiting) --m_ulWaiting;
   UpdateNext();
   return kOk;
@@ -86,52 +87,45 @@ Status CMergeSorter::AddPacket(ComPtr<IQBPacket>&& packet, std::uint32_t stream,
 Status CMergeSorter::GetNextPacket(ComPtr<IQBPacket>& packet, bool remove) {
   packet = nullptr;
   if (m_NextStatus != kOk) return m_NextStatus;
-  packet = remove ? TakeNextPacket() : m_pQueues[m_uNextStream].packets.GetHead().packet;
+  packet = remove ? RemoveHead(*m_pNext) : m_pNext->packets.GetHead().packet;
   return kOk;
 }
 
 ComPtr<IQBPacket> CMergeSorter::RemoveHead(MergeSorterQueue& queue) {
+  const PacketFacts facts = queue.packets.GetHead().facts;
   ComPtr<IQBPacket> packet = queue.RemoveHead();
   --m_ulPackets;
+  if (!facts.IsLost()) m_ulBytes -= facts.bytes;
   if (queue.IsWaiting()) ++m_ulWaiting;
   UpdateNext();
   return packet;
 }
 
 /// Ties between heads go to the lower stream number.
-Status CMergeSorter::ChooseNext(std::uint16_t& stream) const {
-  if (m_ulPackets == 0) return m_ulWaiting == 0 ? kAllStreamsEnded : kMustWait;
-  std::uint32_t i = 0;
-  while (m_pQueues[i].packets.IsEmpty()) ++i;
-  std::uint32_t next = i;
-  std::uint32_t earliestHead = m_pQueues[i].ulHeadTime;
-  std::uint32_t latestTail = m_pQueues[i].ulTailTime;
-  while (++i < m_ulStreamCount) {
-    const MergeSorterQueue& queue = m_pQueues[i];
-    if (queue.packets.IsEmpty()) continue;
-    if (IsEarlier(latestTail, queue.ulTailTime)) latestTail = queue.ulTailTime;
-    if (!IsEarlier(queue.ulHeadTime, earliestHead)) continue;
-    earliestHead = queue.ulHeadTime;
-    next = i;
+void CMergeSorter::UpdateNext() {
+  if (m_ulPackets == 0) {
+    m_NextStatus = m_ulWaiting == 0 ? kAllStreamsEnded : kMustWait;
+    return;
   }
-  stream = static_cast<std::uint16_t>(next);
-  if (m_ulWaiting == 0) return kOk;
-  const auto timespan = static_cast<std::int32_t>(latestTail - earliestHead);
-  const bool limitPassed = std::int64_t{timespan} > std::int64_t{m_Limits.maxTimespan} ||
-                           m_ulPackets > m_Limits.maxPackets || IsByteLimitPassed();
-  return limitPassed ? kOk : kMustWait;
+  MergeSorterQueue* next = nullptr;
+  std::uint32_t latestTail = 0;
+  for (MergeSorterQueue& queue : std::span(m_pQueues.get(), m_ulStreamCount)) {
+    if (queue.packets.IsEmpty()) continue;
+    if (next == nullptr || IsEarlier(latestTail, queue.ulTailTime)) latestTail = queue.ulTailTime;
+    if (next == nullptr || IsEarlier(queue.ulHeadTime, next->ulHeadTime)) next = &queue;
+  }
+  m_pNext = next;
+  m_NextStatus = m_ulWaiting == 0 || IsLimitPassed(latestTail - next->ulHeadTime) ? kOk : kMustWait;
 }
 
-bool CMergeSorter::IsByteLimitPassed() const {
-  if (m_Limits.maxBytes == kNoByteLimit) return false;
-  std::uint32_t bytes = 0;
-  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) bytes += m_pQueues[i].ulBytes;
-  return bytes > m_Limits.maxBytes;
+/// timespan: in ms between the earliest head and the latest tail; tails may be before it.
+bool CMergeSorter::IsLimitPassed(std::uint32_t timespan) const {
+  return std::int64_t{static_cast<std::int32_t>(timespan)} > std::int64_t{m_Limits.maxTimespan} ||
+         m_ulPackets > m_Limits.maxPackets || m_ulBytes > m_Limits.maxBytes;
 }
 
 Status CMergeSorter::SetStreamEnded(std::uint32_t stream) {
-  if (!m_pQueues) return kInvalidState;
-  if (stream >= m_ulStreamCount) return kInvalidArgument;
+  if (stream >= m_ulStreamCount) return m_pQueues ? kInvalidArgument : kInvalidState;
   MergeSorterQueue& queue = m_pQueues[stream];
   if (queue.IsWaiting()) --m_ulWaiting;
   queue.bEnded = true;

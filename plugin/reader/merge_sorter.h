@@ -41,11 +41,14 @@ class CMergeSorter {
   [[nodiscard]] Status GetNextPacket(ComPtr<IQBPacket>& packet, bool remove);
   /// The same for the stream of the next packet.
   [[nodiscard]] Status FindNextPacket(std::uint16_t& stream) const {
-    stream = m_uNextStream;
+    if (m_NextStatus == kOk) stream = m_pNext->uStream;
     return m_NextStatus;
   }
   /// Removes the packet that FindNextPacket has found.
-  [[nodiscard]] ComPtr<IQBPacket> TakeNextPacket() { return RemoveHead(m_pQueues[m_uNextStream]); }
+  [[nodiscard]] ComPtr<IQBPacket> TakeNextPacket(std::uint16_t& stream) {
+    stream = m_pNext->uStream;
+    return RemoveHead(*m_pNext);
+  }
   /// No more packets will come for the stream: the other streams no longer wait for it.
   Status SetStreamEnded(std::uint32_t stream);
   [[nodiscard]] bool IsStreamEnded(std::uint32_t stream) const {
@@ -59,7 +62,7 @@ class CMergeSorter {
 
  private:
   struct MergeSorterQueue {
-    /// Queues the packet and takes its time and bytes into account. False on allocation failure.
+    /// Queues the packet and takes its time into account. False on allocation failure.
     [[nodiscard]] bool Append(ComPtr<IQBPacket>&& packet, PacketFacts facts);
     [[nodiscard]] ComPtr<IQBPacket> RemoveHead();
     /// As after construction, but for the packets.
@@ -69,26 +72,26 @@ class CMergeSorter {
 
     std::uint32_t ulHeadTime = 0;
     std::uint32_t ulTailTime = 0;
-    std::uint32_t ulBytes = 0;
+    std::uint16_t uStream = 0;
     bool bEnded = false;
     /// The head time has been set since the last flush.
     bool bHeadTimeSet = false;
     PacketQueue packets;
   };
 
-  void UpdateNext() { m_NextStatus = ChooseNext(m_uNextStream); }
-  [[nodiscard]] Status ChooseNext(std::uint16_t& stream) const;
-  [[nodiscard]] bool IsByteLimitPassed() const;
+  void UpdateNext();
+  [[nodiscard]] bool IsLimitPassed(std::uint32_t timespan) const;
   [[nodiscard]] ComPtr<IQBPacket> RemoveHead(MergeSorterQueue& queue);
   [[nodiscard]] ComPtr<IQBPacket> RemoveAny();
 
   OwnedArray<MergeSorterQueue> m_pQueues;
   std::uint32_t m_ulStreamCount = 0;
-  /// The next packet. It is computed when a queue changes, because it is queried more often than that.
+  /// The queue of the next packet. It is computed when a queue changes, because it is queried more often than that.
   Status m_NextStatus = kInvalidState;
-  std::uint16_t m_uNextStream = 0;
-  /// Packets in all queues, and queues that wait for one.
+  MergeSorterQueue* m_pNext = nullptr;
+  /// Packets in all queues, their bytes, and queues that wait for a packet.
   std::uint32_t m_ulPackets = 0;
+  std::uint32_t m_ulBytes = 0;
   std::uint32_t m_ulWaiting = 0;
   MergeSorterLimits m_Limits;
 };

@@ -68,11 +68,6 @@ void CQBFLVFileFormat::OnFlvHeader(const FileCompletion& completion) {
   EndInit(kStateReady, status);
 }
 
-void CQBFLVFileFormat::OnFileSize(const FileCompletion& completion) {
-  if (Succeeded(completion.status)) m_File.SetFileSize(completion.fileSize);
-  EndInit(kStateInitialized, kOk);
-}
-
 void CQBFLVFileFormat::EndInit(State next, Status status) {
   m_ulState = next;
   const ComPtr<IQBFormatSink> sink = m_pFormatSink;

@@ -27,7 +27,7 @@ namespace {
 
 Status CQBFLVFileFormat::GetPacket(std::uint16_t stream) {
   QBFLV_TRACE_POINT("CQBFLVFileFormat[%p]::GetPacket(%u)", static_cast<void*>(this), unsigned{stream});
-  if (!m_pFormatSink || !m_File.IsAttached() || Failed(m_Streams.Request(stream))) return kInvalidState;
+  if (Failed(m_Streams.Request(stream))) return kInvalidState;
   // In any other state the request is served when the current work gets to it.
   if (m_ulState != kStatePacketIdle) return kOk;
   return RunTurn([this] {
@@ -52,39 +52,36 @@ void CQBFLVFileFormat::ServeWaitingStreams() {
 /// Delivers packets while streams wait for them. False when a callback has changed the state: the caller must return.
 bool CQBFLVFileFormat::DeliverPackets() {
   const Step step(*this);
-  bool delivered = true;
-  do {
+  m_ulState = kStatePacketIdle;
+  while (m_Streams.HasPacketForRequest()) {
     m_ulState = kStatePacketDelivering;
-    delivered = DeliverNextPacket();
+    DeliverNextPacket();
     if (step.IsAbandoned() || m_ulState != kStatePacketDelivering) return false;
     m_ulState = kStatePacketIdle;
-  } while (delivered && m_Streams.IsAnyWaiting());
+  }
   return true;
 }
 
-bool CQBFLVFileFormat::DeliverNextPacket() {
+void CQBFLVFileFormat::DeliverNextPacket() {
   std::uint16_t stream = 0;
   const ComPtr<IQBPacket> packet = m_Streams.TakePacket(stream);
-  if (!packet) return false;
   const Step step(*this);
-  if (!m_Streams[stream].bPacketTypeChecked) {
+  if (!m_Streams.IsPacketTypeKnown(stream)) {
     CheckPacketType(stream, packet);
-    if (step.IsAbandoned()) return false;
+    if (step.IsAbandoned()) return;
   }
-  if constexpr (kTraceEnabled) TracePacket(packet.Get(), m_Streams[stream].bRTPPackets);
+  if constexpr (kTraceEnabled) TracePacket(packet.Get(), m_Streams.HasRTPPackets(stream));
 
   const ComPtr<IQBFormatSink> sink = m_pFormatSink;
   sink->PacketReady(kOk, packet.Get());
-  if (!step.IsAbandoned() && m_Streams.IsDrained(stream)) SendStreamDone(stream);
-  return true;
+  if (m_Streams.IsDrained(stream) && !step.IsAbandoned()) SendStreamDone(stream);
 }
 
 void CQBFLVFileFormat::CheckPacketType(std::uint16_t stream, const ComPtr<IQBPacket>& packet) {
   const Step step(*this);
   const bool isRtp = static_cast<bool>(packet.Query<IQBRTPPacket>());
   if (step.IsAbandoned()) return;
-  m_Streams[stream].bRTPPackets = isRtp;
-  m_Streams[stream].bPacketTypeChecked = true;
+  m_Streams.SetPacketType(stream, isRtp);
 }
 
 /// Also closes the stream's open request, if there is one.

@@ -6,7 +6,7 @@ namespace qbflv {
 
 bool PacketQueue::Append(ComPtr<IQBPacket>&& packet, PacketFacts facts) {
   if (m_ulCount == m_ulCapacity && !Grow()) return false;
-  QueuedPacket& slot = m_pSlots[(m_ulHead + m_ulCount) & (m_ulCapacity - 1)];
+  QueuedPacket& slot = Slots()[(m_ulHead + m_ulCount) & (m_ulCapacity - 1)];
   slot.packet = std::move(packet);
   slot.facts = facts;
   ++m_ulCount;
@@ -14,7 +14,7 @@ bool PacketQueue::Append(ComPtr<IQBPacket>&& packet, PacketFacts facts) {
 }
 
 ComPtr<IQBPacket> PacketQueue::RemoveHead() {
-  ComPtr<IQBPacket> head = std::move(m_pSlots[m_ulHead].packet);
+  ComPtr<IQBPacket> head = std::move(Slots()[m_ulHead].packet);
   m_ulHead = (m_ulHead + 1) & (m_ulCapacity - 1);
   --m_ulCount;
   return head;
@@ -23,9 +23,8 @@ ComPtr<IQBPacket> PacketQueue::RemoveHead() {
 bool PacketQueue::Grow() {
   OwnedArray<QueuedPacket> slots = MakeArray<QueuedPacket>(m_ulCapacity * 2);
   if (!slots) return false;
-  for (std::uint32_t i = 0; i < m_ulCount; ++i) slots[i] = std::move(m_pSlots[(m_ulHead + i) & (m_ulCapacity - 1)]);
+  for (std::uint32_t i = 0; i < m_ulCount; ++i) slots[i] = std::move(Slots()[(m_ulHead + i) & (m_ulCapacity - 1)]);
   m_pGrownSlots = std::move(slots);
-  m_pSlots = m_pGrownSlots.get();
   m_ulHead = 0;
   m_ulCapacity *= 2;
   return true;

@@ -19,29 +19,15 @@ bool CStreamQueues::Create(std::uint32_t streamCount, std::uint16_t audioStream)
   m_pStreams = std::move(streams);
   m_ulStreamCount = streamCount;
   m_uAudioStream = audioStream;
+  m_Idle = StreamSet::OfFirst(streamCount);
   return true;
 }
 
 Status CStreamQueues::Request(std::uint32_t stream) {
-  if (stream >= m_ulStreamCount) return kInvalidState;
-  FLVStreamState& state = m_pStreams[stream];
-  if (state.bPacketRequested || state.bStreamDone) return kInvalidState;
-  state.bPacketRequested = true;
+  if (stream >= m_ulStreamCount || !m_Idle.Has(stream)) return kInvalidState;
+  m_Idle.Remove(stream);
+  m_Waiting.Add(stream);
   return kOk;
-}
-
-bool CStreamQueues::IsAnyWaiting() const {
-  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
-    if (m_pStreams[i].bPacketRequested && !m_pStreams[i].bStreamDone) return true;
-  }
-  return false;
-}
-
-bool CStreamQueues::AreAllWaitingOrDone() const {
-  for (std::uint32_t i = 0; i < m_ulStreamCount; ++i) {
-    if (!m_pStreams[i].bPacketRequested && !m_pStreams[i].bStreamDone) return false;
-  }
-  return true;
 }
 
 Status CStreamQueues::CreateMergeSorter(std::uint32_t maxTimespan) {
@@ -80,24 +66,36 @@ bool CStreamQueues::HasReleasablePacket() const {
   return m_MergeSorter.FindNextPacket(stream) == kOk;
 }
 
+bool CStreamQueues::HasPacketForRequest() const {
+  std::uint16_t stream = 0;
+  return m_MergeSorter.FindNextPacket(stream) == kOk && m_Waiting.Has(stream);
+}
+
 ComPtr<IQBPacket> CStreamQueues::TakePacket(std::uint16_t& stream) {
-  if (m_MergeSorter.FindNextPacket(stream) != kOk || !m_pStreams[stream].bPacketRequested) return nullptr;
-  m_pStreams[stream].bPacketRequested = false;
-  return m_MergeSorter.TakeNextPacket();
+  ComPtr<IQBPacket> packet = m_MergeSorter.TakeNextPacket(stream);
+  m_Waiting.Remove(stream);
+  m_Idle.Add(stream);
+  return packet;
 }
 
 bool CStreamQueues::IsDrained(std::uint16_t stream) const {
-  return m_MergeSorter.IsStreamEnded(stream) && m_MergeSorter.GetQueuedCount(stream) == 0 &&
-         !m_pStreams[stream].bStreamDone;
+  return m_MergeSorter.IsStreamEnded(stream) && m_MergeSorter.GetQueuedCount(stream) == 0 && !IsDone(stream);
 }
 
 void CStreamQueues::SetDone(std::uint16_t stream) {
-  m_pStreams[stream].bStreamDone = true;
-  m_pStreams[stream].bPacketRequested = false;
+  m_Idle.Remove(stream);
+  m_Waiting.Remove(stream);
+}
+
+void CStreamQueues::SetPacketType(std::uint16_t stream, bool isRtp) {
+  m_TypeKnown.Add(stream);
+  if (isRtp) m_RTP.Add(stream);
 }
 
 void CStreamQueues::Restart() {
-  for (FLVStreamState& state : std::span(m_pStreams.get(), m_ulStreamCount)) state.Restart();
+  m_Idle = StreamSet::OfFirst(m_ulStreamCount);
+  m_Waiting = StreamSet();
+  for (FLVStreamState& state : std::span(m_pStreams.get(), m_ulStreamCount)) state = FLVStreamState();
 }
 
 bool CStreamQueues::FindRestartOffset(std::uint32_t& offset) const {

@@ -5,6 +5,7 @@
 
 #include "plugin/payload/flv_payload.h"
 #include "plugin/reader/merge_sorter.h"
+#include "plugin/reader/stream_set.h"
 #include "plugin/reader/stream_state.h"
 #include "plugin/shell/host_interfaces.h"
 #include "plugin/util/com_ptr.h"
@@ -36,9 +37,9 @@ class CStreamQueues {
   /// Opens a request. kInvalidState without such a stream, while a request is open, or when the stream is done.
   [[nodiscard]] Status Request(std::uint32_t stream);
   /// Some stream has an open request.
-  [[nodiscard]] bool IsAnyWaiting() const;
+  [[nodiscard]] bool IsAnyWaiting() const { return !m_Waiting.IsEmpty(); }
   /// Every stream has an open request or is done; also without streams.
-  [[nodiscard]] bool AreAllWaitingOrDone() const;
+  [[nodiscard]] bool AreAllWaitingOrDone() const { return m_Idle.IsEmpty(); }
 
   // --- Packets ---
 
@@ -54,13 +55,19 @@ class CStreamQueues {
   void SetEnded(std::uint16_t stream) { m_MergeSorter.SetStreamEnded(stream); }
   /// A packet could be delivered, whether or not its stream has an open request.
   [[nodiscard]] bool HasReleasablePacket() const;
-  /// Takes the next packet for delivery and closes its stream's request. Null when there is none, or when its stream
-  /// has no open request: the packet then stays, and so does everything behind it.
+  /// The same, and its stream has an open request. Otherwise the packet stays, and so does everything behind it.
+  [[nodiscard]] bool HasPacketForRequest() const;
+  /// Takes that packet for delivery and closes its stream's request.
   [[nodiscard]] ComPtr<IQBPacket> TakePacket(std::uint16_t& stream);
   /// The stream's last packet was taken and StreamDone has not been sent.
   [[nodiscard]] bool IsDrained(std::uint16_t stream) const;
-  /// The stream is done: no more packets, its open request is closed.
+  /// The stream is done: no more packets and no requests until a seek; its open request is closed.
   void SetDone(std::uint16_t stream);
+  [[nodiscard]] bool IsDone(std::uint16_t stream) const { return !m_Idle.Has(stream) && !m_Waiting.Has(stream); }
+  /// Whether the stream's packets have an RTP interface, once that is known.
+  [[nodiscard]] bool IsPacketTypeKnown(std::uint16_t stream) const { return m_TypeKnown.Has(stream); }
+  [[nodiscard]] bool HasRTPPackets(std::uint16_t stream) const { return m_RTP.Has(stream); }
+  void SetPacketType(std::uint16_t stream, bool isRtp);
 
   // --- Seeks ---
 
@@ -72,10 +79,15 @@ class CStreamQueues {
   [[nodiscard]] bool FindRestartOffset(std::uint32_t& offset) const;
 
  private:
-  OwnedArray<FLVStreamState> m_pStreams;
+  /// The streams without an open request, and those with one. A stream that is done is in neither.
+  StreamSet m_Idle;
+  StreamSet m_Waiting;
+  CMergeSorter m_MergeSorter;
   std::uint32_t m_ulStreamCount = 0;
   std::uint16_t m_uAudioStream = kNoStream;
-  CMergeSorter m_MergeSorter;
+  StreamSet m_TypeKnown;
+  StreamSet m_RTP;
+  OwnedArray<FLVStreamState> m_pStreams;
 };
 
 }  // namespace qbflv

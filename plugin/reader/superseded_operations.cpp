@@ -25,14 +25,14 @@ bool CSupersededOperations::Add(const IssuedOperation& operation) {
   return true;
 }
 
-IssuedOperation CSupersededOperations::FindAndRemove(Operation kind) {
+bool CSupersededOperations::FindAndRemove(Operation kind, IssuedOperation& oldest) {
   for (std::uint32_t i = 0; i < m_ulCount; ++i) {
-    const IssuedOperation operation = m_pOperations[m_ulFirst + i];
-    if (operation.operation != kind) continue;
+    if (m_pOperations[m_ulFirst + i].operation != kind) continue;
+    oldest = m_pOperations[m_ulFirst + i];
     RemoveAt(i);
-    return operation;
+    return true;
   }
-  return {};
+  return false;
 }
 
 void CSupersededOperations::Remove(std::uint32_t serial) {

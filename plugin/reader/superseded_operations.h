@@ -13,6 +13,8 @@ struct IssuedOperation {
   Operation operation = Operation::kNone;
   /// The file object refused it at once. It need not complete it, but may.
   bool refused = false;
+  /// Its completion only moves the position.
+  bool abandoned = false;
   /// Identifies the operation among those of one file.
   std::uint32_t serial = 0;
   /// Target of a seek.
@@ -25,21 +27,23 @@ class CSupersededOperations {
  public:
   /// False, with nothing changed, on allocation failure.
   [[nodiscard]] bool Add(const IssuedOperation& operation);
-  /// Removes and returns the oldest operation of the kind, or one of kind kNone when there is none.
-  IssuedOperation TakeOldest(Operation kind) { return m_ulCount == 0 ? IssuedOperation() : FindAndRemove(kind); }
+  /// Removes the oldest operation of the kind. False when there is none.
+  [[nodiscard]] bool TakeOldest(Operation kind, IssuedOperation& oldest) {
+    return m_ulCount > 0 && FindAndRemove(kind, oldest);
+  }
   /// The file object refused the operation: no completion is due.
   void Remove(std::uint32_t serial);
   void Clear() { *this = CSupersededOperations(); }
 
  private:
-  IssuedOperation FindAndRemove(Operation kind);
+  [[nodiscard]] bool FindAndRemove(Operation kind, IssuedOperation& oldest);
   void RemoveAt(std::uint32_t index);
 
-  OwnedArray<IssuedOperation> m_pOperations;
-  std::uint32_t m_ulCapacity = 0;
   /// The live operations are [m_ulFirst, m_ulFirst + m_ulCount), oldest first.
-  std::uint32_t m_ulFirst = 0;
   std::uint32_t m_ulCount = 0;
+  std::uint32_t m_ulFirst = 0;
+  std::uint32_t m_ulCapacity = 0;
+  OwnedArray<IssuedOperation> m_pOperations;
 };
 
 }  // namespace qbflv
