@@ -42,11 +42,12 @@ class BlockReader {
   Status ReadBlock(std::uint64_t offset, std::uint32_t count);
   std::uint64_t BlockStart(std::uint64_t offset, std::uint32_t count) const;
 
-  std::shared_ptr<const flv::ByteSource> m_source;
-  Observer m_observer;
+  // What a read inside the current block needs comes first.
   std::shared_ptr<std::uint8_t[]> m_block;
   std::uint64_t m_blockOffset = 0;
   std::uint64_t m_blockSize = 0;
+  std::shared_ptr<const flv::ByteSource> m_source;
+  Observer m_observer;
   std::uint64_t m_blocksRead = 0;
 };
 

@@ -75,16 +75,19 @@ class FileObject final : public ComObject<IQBSourceFile, IQBFileStat> {
   template <typename Completion>
   Status Complete(Completion&& completion);
 
-  BlockReader m_reader;
-  const FileOptions m_options;
-  EventLoop& m_loop;
+  // What every read needs comes first: a server has the objects of thousands of clients, and each read of another one
+  // waits for each cache line that it touches.
+
   /// Null before Init and after Close. Completions share this pointer instead of adding a reference to the interface:
   /// that saves a virtual call and, in a process with one thread, an atomic operation.
   std::shared_ptr<ComPtr<IQBFileResponse>> m_response;
-  /// Close increments it, so that completions queued before are recognised as stale.
-  std::uint32_t m_session = 0;
   std::uint64_t m_position = 0;
   FileCounts m_counts;
+  BlockReader m_reader;
+  const FileOptions m_options;
+  /// Close increments it, so that completions queued before are recognised as stale.
+  std::uint32_t m_session = 0;
+  EventLoop& m_loop;
 };
 
 }  // namespace qbflv::host
