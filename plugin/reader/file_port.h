@@ -47,8 +47,7 @@ class CFilePort {
   [[nodiscard]] bool PrefersLinearAccess();
 
   /// Matches a completion to the pending operation and updates the position, which also unexpected completions move.
-  /// False when the completion is stale or unexpected.
-  /// See CFileCompletions.
+  /// Keeps the file size of a stat. False when the completion is stale or unexpected.
   [[nodiscard]] bool Accept(Operation operation, Status status, IQBBuffer* buffer, std::uint32_t fileSize);
   /// The pending operation has not been completed, and the file object refused it.
   [[nodiscard]] bool IsRefused() const { return m_Pending.operation != Operation::kNone && m_Pending.refused; }

@@ -74,7 +74,7 @@ void CQBFLVFileFormat::DeliverNextPacket() {
 
   const ComPtr<IQBFormatSink> sink = m_pFormatSink;
   sink->PacketReady(kOk, packet.Get());
-  if (m_Streams.IsDrained(stream) && !step.IsAbandoned()) SendStreamDone(stream);
+  if (!step.IsAbandoned() && m_Streams.IsDrained(stream)) SendStreamDone(stream);
 }
 
 void CQBFLVFileFormat::CheckPacketType(std::uint16_t stream, const ComPtr<IQBPacket>& packet) {
