@@ -53,18 +53,24 @@ static void Expect(int holds, const char* what) {
 #define EXPECT(condition) Expect((condition) != 0, #condition)
 #define EXPECT_STATUS(expected, call) Expect((uint32_t)(call) == (uint32_t)(expected), #call " returns " #expected)
 
-static void* Query(IQBPlugin* plugin, QBGuid id) {
-  void* other = NULL;
-  EXPECT_STATUS(QB_OK, plugin->table->QueryInterface(plugin, &id, &other));
-  if (other == NULL) exit(1);
-  return other;
+static const QBGuid identifiers[] = {IQBUNKNOWN_ID,         IQBPLUGIN_ID,        IQBFILEFORMATOBJECT_ID, IQBFILERESPONSE_ID,
+                                     IQBFILESTATRESPONSE_ID, IQBINTERRUPTSAFE_ID, IQBPACKETFORMAT_ID};
+enum { UNKNOWN, PLUGIN, FORMAT, RESPONSE, STAT_RESPONSE, INTERRUPT_SAFE, PACKET_FORMAT, COUNT };
+
+/* Takes one reference to each interface. */
+static void QueryAll(IQBUnknown* object, void** interfaces) {
+  for (int i = 0; i < COUNT; ++i) {
+    interfaces[i] = NULL;
+    EXPECT_STATUS(QB_OK, object->table->QueryInterface(object, &identifiers[i], &interfaces[i]));
+    if (interfaces[i] == NULL) exit(1);
+  }
 }
 
 static int IsOneText(const char* const* list, const char* text) {
   return strcmp(list[0], text) == 0 && list[1] == NULL;
 }
 
-static void CallPlugin(IQBPlugin* plugin, Context* context) {
+static void CallPlugin(IQBPlugin* plugin, Context* contexts) {
   uint32_t flag = 0;
   uint32_t version = 0;
   const char* texts[3] = {NULL, NULL, NULL};
@@ -72,8 +78,10 @@ static void CallPlugin(IQBPlugin* plugin, Context* context) {
   EXPECT(flag == 1 && version == 0xE03000DEu);
   EXPECT(strcmp(texts[0], "Quelbar FLV File Format Plugin") == 0 && texts[1][0] != '\0' && texts[2][0] != '\0');
   EXPECT_STATUS(QB_FAILED, plugin->table->InitPlugin(plugin, NULL));
-  EXPECT_STATUS(QB_OK, plugin->table->InitPlugin(plugin, &context->base));
-  EXPECT(context->references == 2);
+  EXPECT_STATUS(QB_OK, plugin->table->InitPlugin(plugin, &contexts[0].base));
+  EXPECT_STATUS(QB_OK, plugin->table->InitPlugin(plugin, &contexts[1].base));
+  EXPECT_STATUS(QB_FAILED, plugin->table->InitPlugin(plugin, NULL));
+  EXPECT(contexts[0].references == 1 && contexts[1].references == 2);
 }
 
 static void CallFormat(IQBFileFormatObject* format) {
@@ -111,27 +119,25 @@ static void CallTheOthers(IQBInterruptSafe* interruptSafe, IQBPacketFormat* pack
 
 static void CallEverything(IQBPlugin* plugin) {
   static const IQBUnknownTable contextTable = {ContextQuery, ContextAddRef, ContextRelease};
-  static const QBGuid unknown = IQBUNKNOWN_ID;
-  static const QBGuid identifiers[] = {IQBFILEFORMATOBJECT_ID, IQBFILERESPONSE_ID, IQBFILESTATRESPONSE_ID,
-                                       IQBINTERRUPTSAFE_ID, IQBPACKETFORMAT_ID};
-  Context context = {{&contextTable}, 1};
-  CallPlugin(plugin, &context);
-  void* others[5];
-  for (int i = 0; i < 5; ++i) others[i] = Query(plugin, identifiers[i]);
-  CallFormat(others[0]);
-  EXPECT(context.references == 1);
-  CallResponses(others[1], others[2]);
-  CallTheOthers(others[3], others[4]);
-  IQBUnknown* const last = others[4];
-  void* identity = NULL;
-  EXPECT_STATUS(QB_OK, last->table->QueryInterface(last, &unknown, &identity));
-  EXPECT(identity == plugin);
-  EXPECT(plugin->table->AddRef(plugin) == 8);
-  for (uint32_t i = 0; i < 5; ++i) {
-    IQBUnknown* const other = others[i];
-    EXPECT(other->table->Release(other) == 7 - i);
+  Context contexts[2] = {{{&contextTable}, 1}, {{&contextTable}, 1}};
+  CallPlugin(plugin, contexts);
+  void* interfaces[COUNT];
+  QueryAll((IQBUnknown*)plugin, interfaces);
+  EXPECT(interfaces[PLUGIN] == plugin);
+  CallFormat(interfaces[FORMAT]);
+  EXPECT(contexts[1].references == 1);
+  CallResponses(interfaces[RESPONSE], interfaces[STAT_RESPONSE]);
+  CallTheOthers(interfaces[INTERRUPT_SAFE], interfaces[PACKET_FORMAT]);
+  for (int i = 0; i < COUNT; ++i) {
+    IQBUnknown* const from = interfaces[i];
+    void* found[COUNT];
+    QueryAll(from, found);
+    EXPECT(memcmp(found, interfaces, sizeof(found)) == 0);
+    EXPECT(from->table->AddRef(from) == 2 + 2 * COUNT);
+    for (int j = 0; j <= COUNT; ++j) EXPECT(from->table->Release(from) == 1 + 2 * COUNT - (uint32_t)j);
   }
-  EXPECT(plugin->table->Release(plugin) == 2);
+  for (int i = 0; i < COUNT; ++i) ((IQBUnknown*)interfaces[i])->table->Release(interfaces[i]);
+  EXPECT(plugin->table->AddRef(plugin) == 2);
   EXPECT(plugin->table->Release(plugin) == 1);
 }
 
