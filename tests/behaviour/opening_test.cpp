@@ -1,5 +1,5 @@
 // InitFileFormat and what follows it up to InitDone: the chain of operations, its failures, and the settings that are
-// taken from the request and the preferences.
+// taken from the request and the preferences. And that nothing is opened inside the last release.
 #include <gtest/gtest.h>
 
 #include "tests/support/scripted_host.h"
@@ -147,6 +147,41 @@ TEST(AcceptMetaInfo, OnlyALoneStarAcceptsAll) {
     EXPECT_EQ(row.acceptsAll ? "64000" : "absent", host.StreamProperty(0, "SrcBitRate")) << row.name;
     EXPECT_EQ(row.acceptsAll ? "320" : "absent", host.StreamProperty(1, "SrcWidth")) << row.name;
   }
+}
+
+/// The headers are read also when the URL cannot be.
+TEST(Opening, OfARequestWithoutAURL_AsksForItsHeadersAllTheSame) {
+  ScriptedHost host({.file = {.bytes = SmallFile().File()}});
+  ASSERT_EQ(kOk, host.InitPlugin());
+  int calls = 0;
+  host.faults.Arm({.asked = {Asked::kRequest}, .how = Failing::kRefuses, .nth = 2});
+  host.faults.OnAsked([&](Asked asked) { calls += asked == Asked::kRequest ? 1 : 0; });
+  EXPECT_EQ(kInvalidState, host.InitFileFormat());
+  EXPECT_EQ(3, calls) << "headers for AcceptMetaInfo, URL, headers";
+}
+
+/// The object is still whole when it closes its file for the last time, and refuses to start anew.
+TEST(LastRelease, RequestsInsideItsClose_AreRefused) {
+  ScriptedHost host({.file = {.bytes = SmallFile().File()}});
+  const std::uint32_t references = OtherReferences(host.file.Get());
+  ASSERT_TRUE(host.ReadHeaders());
+  IQBPlugin* const plugin = host.plugin.Get();
+  IQBFileFormatObject* const format = host.format.Get();
+  int calls = 0;
+  host.faults.OnAsked([&](Asked asked) {
+    if (asked != Asked::kClose) return;
+    ++calls;
+    const char* description = nullptr;
+    const char* const* types = nullptr;
+    EXPECT_EQ(kOk, plugin->GetPluginInfo(nullptr, &description, nullptr, nullptr, nullptr));
+    EXPECT_STREQ("Quelbar FLV File Format Plugin", description);
+    EXPECT_EQ(kOk, format->GetFileFormatInfo(&types, nullptr, nullptr));
+    EXPECT_EQ(kInvalidState, plugin->InitPlugin(host.context->AsUnknown()));
+    EXPECT_EQ(kInvalidState, format->InitFileFormat(host.request.Get(), host.sink.Get(), host.file.Get()));
+  });
+  host.ReleasePlugin();
+  EXPECT_EQ(1, calls);
+  EXPECT_EQ(references, OtherReferences(host.file.Get()));
 }
 
 }  // namespace

@@ -116,5 +116,18 @@ TEST(GetStreamHeader, CountsSuccessesWhateverTheNumber) {
   }
 }
 
+TEST(GetPacket, BeforeTheLastStreamHeader_IsServedAfterIt) {
+  ScriptedHost host({.file = {.bytes = SmallFile().File()}});
+  ASSERT_TRUE(host.OpenAndReadFileHeader());
+  EXPECT_EQ(kOk, host.GetPacket(0));
+  host.GetStreamHeader(0);
+  const std::size_t before = host.log.Size();
+  host.GetStreamHeader(1);
+  const CallLog::Lines served = host.log.From(before);
+  ASSERT_LE(2U, served.size());
+  EXPECT_TRUE(served[0].starts_with("StreamHeaderReady")) << served[0];
+  EXPECT_EQ("Read(15)", served[1]);
+}
+
 }  // namespace
 }  // namespace qbflv::test

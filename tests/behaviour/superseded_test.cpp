@@ -161,5 +161,46 @@ TEST(Superseded, ByASeekThatFails_StillMovesThePosition) {
   }
 }
 
+/// The position after several seeks, of which the last fails, is the target of the last that succeeded: the skip over
+/// the script data leads to the tag behind it.
+TEST(Superseded, BySeeksOfWhichOneSucceeds_LeavesTheTargetOfThatOne) {
+  const auto build = [](const std::vector<double>& positions) {
+    return TagsOf("a0 k0 s0 a1000 k1000 s1000 a2000 k2000 s2000 a3000 k3000",
+                  {{"keyframes", amf::KeyFrames({0, 1, 2, 3}, positions)}});
+  };
+  const FlvBuilder first = build({0, 0, 0, 0});
+  const auto at = [&](std::size_t tag) { return first.Field(tag) + 4.0; };
+  const FlvBuilder flv = build({at(2), at(5), at(8), at(11)});
+  // The index keeps the first and the third key frame.
+  const struct {
+    std::size_t key;
+    std::uint32_t time;
+  } seeks[] = {{2, 500}, {8, 2500}, {2, 1500}, {8, 3500}};
+  for (int succeeded = 0; succeeded < 3; ++succeeded) {
+    SCOPED_TRACE("only seek " + std::to_string(succeeded) + " succeeds");
+    int issued = -1;
+    FileScript file{.bytes = flv.File(), .completes = Completes::kLater, .accessHint = kPrefersLinearAccess};
+    file.decide = [&](Asked asked, std::uint32_t /*count*/) {
+      const bool fails = asked == Asked::kSeek && issued >= 0 && issued++ != succeeded && issued <= 4;
+      return Rule{.status = fails ? kFailed : kOk};
+    };
+    ScriptedHost host({.file = file});
+    ASSERT_TRUE(host.ReadHeaders());
+    host.CompleteByHand();
+    host.log.Clear();
+    issued = 0;
+    for (const auto& seek : seeks) EXPECT_EQ(kOk, host.Seek(seek.time));
+    EXPECT_EQ("Seek(" + std::to_string(flv.Field(seeks[succeeded].key)) + ")",
+              host.log.All().at(static_cast<std::size_t>(succeeded)));
+    host.Pump();
+    EXPECT_EQ(1U, host.log.Count("SeekDone 0x80004005"));
+    host.CompleteByHand(false);
+    host.log.Clear();
+    host.AskForAll();
+    const std::string skip = "Seek(" + std::to_string(flv.Field(seeks[succeeded].key + 2)) + ")";
+    EXPECT_EQ(skip, host.log.Only({"Seek("}).front()) << "behind the script data that follows the key frame";
+  }
+}
+
 }  // namespace
 }  // namespace qbflv::test

@@ -109,21 +109,20 @@ TEST(BadFile, WhoseTagsLie_HasThisOutcome) {
     flv.Audio(40, 30).Video(40, 40);
     return flv.File();
   };
-  const auto tag = [&](std::uint8_t type, const Bytes& body, const Lies& lies = {}) {
-    return with([&](FlvBuilder& flv) { flv.Tag(type, 20, body, lies); });
+  const auto tag = [&](std::uint8_t type, const Bytes& body, std::optional<std::uint32_t> claimedSize = {}) {
+    return with([&](FlvBuilder& flv) { flv.Tag(type, 20, body, claimedSize); });
   };
   const Bytes body = AudioBody(20);
   FlvBuilder last(kBoth);
-  Play(last.Metadata(QuickMetadata())).Tag(kVideoTag, 200, VideoBody(20, 0x22), {.dataSize = 0xFFFFFF});
-  FlvBuilder joined(kBoth);
+  Play(last.Metadata(QuickMetadata())).Tag(kVideoTag, 200, VideoBody(20, 0x22), 0xFFFFFF);
   Bytes twice = Film();
   const Bytes second = Film();
   twice.insert(twice.end(), second.begin(), second.end());
-  Try({{"a size past the end, in the middle", tag(kAudioTag, body, {.dataSize = 5000}), "a 1: 0-0, v -"},
-       {"the largest size, in the middle", tag(kAudioTag, body, {.dataSize = 0xFFFFFF}), "a 1: 0-0, v -"},
+  Try({{"a size past the end, in the middle", tag(kAudioTag, body, 5000), "a 1: 0-0, v -"},
+       {"the largest size, in the middle", tag(kAudioTag, body, 0xFFFFFF), "a 1: 0-0, v -"},
        {"the largest size, in the last tag", last.File(), kWhole},
-       {"the largest size, in a tag to skip", tag(0x55, body, {.dataSize = 0xFFFFFF}), "a 1: 0-0, v -"},
-       {"a size that is too small", tag(kVideoTag, body, {.dataSize = 1}), "a 1: 0-0, v -"},
+       {"the largest size, in a tag to skip", tag(0x55, body, 0xFFFFFF), "a 1: 0-0, v -"},
+       {"a size that is too small", tag(kVideoTag, body, 1), "a 1: 0-0, v -"},
        {"an audio tag of size 0", tag(kAudioTag, {}), "a 2: 0-40, v 2: 0-40"},
        {"a video tag of size 0", tag(kVideoTag, {}), "a 2: 0-40, v 2: 0-40"},
        {"a script tag of size 0", tag(kScriptTag, {}), "a 2: 0-40, v 2: 0-40"},

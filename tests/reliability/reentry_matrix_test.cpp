@@ -71,6 +71,13 @@ const struct {
     {"play on: Seek", "rrrsccinrrr"},
     {"play on: StreamDone", "rrrsccinrrr"},
     {"closing: Close", "rrrrccirrrr"},
+    {"opening: last Release of a list", "rrrrccinrrr"},
+    {"closing: last Release of a list", "rrrrccirrrr"},
+    {"stream headers: last Release of a list", "..rsccinrar"},
+    {"play: last Release of a packet", "rrrsccinrrr"},
+    {"seek: last Release of a packet", "..rsccinrrr"},
+    {"play on: last Release of a packet", "rrrsccinrrr"},
+    {"closing: last Release of a packet", "rrrrccirrrr"},
 };
 
 Bytes File() {
@@ -94,8 +101,8 @@ bool Has(const Lines& lines, std::string_view beginning) {
 
 bool ReadsOn(const Lines& after) { return after.front() == "Read(15)" && after.back() == "Close"; }
 
-bool StartsAgain(const Lines& after) {
-  return Has(after, "FileHeaderReady 0x00000000") && Has(after, "SeekDone 0x00000000") && after.back() == "Close";
+bool StartsAgain(const Lines& after, std::string_view header) {
+  return Has(after, header) && Has(after, "SeekDone 0x00000000") && after.back() == "Close";
 }
 
 /// From a SeekDone to the last StreamDone: packets that end a whole play, from at or before the time on.
@@ -123,19 +130,21 @@ struct Undisturbed {
   Undisturbed(const Scenario& scenario, Completes completes) {
     ReentrySession session(scenario, completes, 0, Action::kNone);
     session.Run();
+    session.End();
     log = session.After();
-    for (const std::string& line : log) {
+    ReentrySession faultless({scenario.file}, completes, 0, Action::kNone);
+    faultless.Run();
+    for (const std::string& line : faultless.After()) {
       if (line.starts_with("SeekDone")) break;
       if (line.starts_with("PacketReady") || line.starts_with("StreamDone")) wholePlay.push_back(line);
     }
-    otherFile = session.StartOver();
-    session.End();
-    log.push_back("Close");
+    otherFile = faultless.StartOver();
+    faultless.End();
   }
 
   Lines log;
+  /// The packets and ends of a whole play, and the log of another file.
   Lines wholePlay;
-  //// The log of another file.
   Lines otherFile;
 };
 
@@ -157,14 +166,15 @@ char OutcomeOf(ReentrySession& session, Action action, const Undisturbed& undist
   if (action == Action::kClose || action == Action::kLastRelease) {
     return result == kOk && (after.empty() || after == Lines{"Close"}) ? kClosed : kOther;
   }
+  if (action == Action::kSeek && result == kOk) {
+    return PlaysFromTheTime(after, undisturbed.wholePlay) ? kSought : kOther;
+  }
   if (after == expected()) {
     if (result == kInvalidState) return kRefused;
     return result == kOk ? kTaken : kOther;
   }
   if (result != kOk) return kOther;
   switch (action) {
-    case Action::kSeek:
-      return PlaysFromTheTime(after, undisturbed.wholePlay) ? kSought : kOther;
     case Action::kInitFileFormat: {
       Lines newFile = undisturbed.otherFile;
       newFile.emplace_back("Close");
@@ -174,9 +184,10 @@ char OutcomeOf(ReentrySession& session, Action action, const Undisturbed& undist
     case Action::kGetPacketOfStream1:
       return ReadsOn(after) ? kReadsOn : kOther;
     case Action::kGetFileHeader:
-      return StartsAgain(after) ? kAgain : kOther;
+      return StartsAgain(after, "FileHeaderReady 0x00000000") ? kAgain : kOther;
     case Action::kGetStreamHeader:
-      return WithoutStreamHeaders(after) == WithoutStreamHeaders(expected()) ? kOneHeaderMore : kOther;
+      if (WithoutStreamHeaders(after) == WithoutStreamHeaders(expected())) return kOneHeaderMore;
+      return StartsAgain(after, "StreamHeaderReady 0x00000000") ? kAgain : kOther;
     default:
       return kOther;
   }
@@ -218,8 +229,22 @@ TEST(ReentryMatrix, OfEveryCallbackAndEveryCall_HasTheOutcomeThatIsWrittenDown) 
   const auto isRead = [](const std::string& line) { return line.starts_with("Read("); };
   const auto scan = std::ranges::find(log, "Read(16)");
   const auto readsBeforeScan = static_cast<int>(std::count_if(log.begin(), scan, isRead));
+  const auto reads = static_cast<int>(std::ranges::count_if(log, isRead));
+  const auto failingRead = [](int nth) {
+    return Scenario{File(), {{Asked::kRead}, Failing::kCompletesWithFailure, nth}};
+  };
+  const auto refusedProperty = [](int nth) {
+    return Scenario{File(), {{Asked::kSetProperty}, Failing::kRefuses, nth}};
+  };
   const std::pair<Scenario, const char*> scenarios[] = {
-      {whole, ""}, {{File(), 1}, "(failed)"}, {{File(), 2}, "(failed)"}, {{File(), readsBeforeScan + 1}, "(failed)"}};
+      {whole, ""},
+      {failingRead(1), "(failed)"},
+      {failingRead(2), "(failed)"},
+      {failingRead(readsBeforeScan + 1), "(failed)"},
+      // Packets are queued when a read fails amid the others.
+      {failingRead(readsBeforeScan - 6), "seek: last Release of a packet"},
+      {failingRead(reads - 6), "closing: last Release of a packet"},
+      {refusedProperty(14), "headers: last Release of a list"}};
 
   std::map<std::string, std::string> expected;
   for (const auto& row : kMatrix) expected.emplace(row.moment, row.outcomes);

@@ -14,7 +14,7 @@ using Kind = host::SinkEvent::Kind;
 /// The time that is sought, in ms.
 constexpr std::uint32_t kSoughtTime = 1000;
 
-/// Null for buffers, packets and lists, which never call the object.
+/// Null for what sets and asks for values, which never calls the object.
 const char* NameOf(Asked asked) {
   switch (asked) {
     case Asked::kInterface:
@@ -37,6 +37,10 @@ const char* NameOf(Asked asked) {
       return "SetAccessHint";
     case Asked::kClose:
       return "Close";
+    case Asked::kEndList:
+      return "last Release of a list";
+    case Asked::kEndPacket:
+      return "last Release of a packet";
     default:
       return nullptr;
   }
@@ -53,7 +57,7 @@ HostScript ScriptOf(const Scenario& scenario, Completes completes) {
   return {.file = {.bytes = scenario.file, .completes = completes},
           .headers = {{"AcceptMetaInfo", "title,creator"}},
           .preferences = {{"FLVMergeSorterMaxTimespan", "5000"}},
-          .fault = {{Asked::kRead}, Failing::kCompletesWithFailure, scenario.failingRead}};
+          .fault = scenario.fault};
 }
 
 }  // namespace
@@ -62,7 +66,8 @@ ReentrySession::ReentrySession(const Scenario& scenario, Completes completes, in
     : m_completes(completes), m_atCallback(atCallback), m_action(action), m_host(ScriptOf(scenario, completes)) {
   m_host.OnSinkCall([this](const host::SinkEvent& event) { OnSink(event); });
   m_host.faults.OnAsked([this](Asked asked) {
-    m_asked = asked;
+    // A release may come while an operation is due.
+    if (asked != Asked::kEndList && asked != Asked::kEndPacket) m_asked = asked;
     if (const char* const name = NameOf(asked)) OnCallback(name);
   });
 }
@@ -122,8 +127,11 @@ Status ReentrySession::Act() {
       return m_host.GetPacket(9);
     case Action::kSeek:
       return m_host.Seek(kSoughtTime);
-    case Action::kClose:
-      return m_host.Close();
+    case Action::kClose: {
+      const Status status = m_host.Close();
+      m_host.context = nullptr;
+      return status;
+    }
     case Action::kLastRelease:
       m_host.ReleasePlugin();
       return kOk;

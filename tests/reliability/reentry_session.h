@@ -27,8 +27,7 @@ enum class Action {
 /// What is played, and what goes wrong at it.
 struct Scenario {
   Bytes file;
-  /// The read that fails, counted from 1; 0 for none.
-  int failingRead = 0;
+  Fault fault = {};
 };
 
 /// A host that reacts to every call of its sink inside that call: opens, reads the headers, plays to the end, seeks and
