@@ -5,7 +5,6 @@
 #include <functional>
 #include <string>
 
-#include "host/buffer.h"
 #include "tests/support/scripted_host.h"
 
 namespace qbflv::test {
@@ -22,121 +21,85 @@ struct FarCase {
   std::uint32_t lastTime = 0;
   std::uint8_t type = kVideoTag;
   bool isEndless = true;
+
+  std::uint64_t LastTag() const { return kTooFar + static_cast<std::uint64_t>(std::int64_t{lastTag}); }
 };
 
-/// Completes inside the calls. After the head come tags as large as they can be, up to one that leads to the last tag;
-/// the tags after that are as large as can be again.
-class FarFile final : public host::ComObject<IQBSourceFile> {
- public:
-  explicit FarFile(const FarCase& c)
-      : m_case(c), m_lastTag(kTooFar + static_cast<std::uint64_t>(std::int64_t{c.lastTag})) {}
+FlvBuilder Head() { return FlvBuilder(kVideo).Metadata(QuickMetadata()).Video(0, 20); }
 
-  Status Init(std::uint32_t, IQBFileResponse* response) override {
-    m_response = ComPtr<IQBFileResponse>::Retain(response);
-    return m_response->InitDone(kOk);
-  }
-  Status Close() override {
-    m_response = nullptr;
-    return kOk;
-  }
-  Status Seek(std::uint32_t offset, BOOL) override {
-    m_position = offset;
-    seeks.push_back(offset);
-    // Ends a scan that would wrap for ever.
-    return m_response->SeekDone(seeks.size() < 1000 ? kOk : kFailed);
-  }
-  Status SetAccessHint(std::uint32_t) override { return kOk; }
-  Status Read(std::uint32_t count) override {
-    const std::uint64_t end = m_case.isEndless ? 2 * kTooFar : kTooFar;
-    const auto size = static_cast<std::uint32_t>(std::min<std::uint64_t>(count, end - std::min(end, m_position)));
-    const bool isHead = m_position < head.Field(2);
-    Bytes bytes = isHead ? head.File() : TagAt(m_position);
-    if (isHead) bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(m_position));
-    bytes.resize(size);
-    m_position += size;
-    const auto buffer = host::MakeObject<host::Buffer>();
-    EXPECT_EQ(kOk, buffer->Set(bytes.data(), size));
-    return m_response->ReadDone(kOk, buffer.Get());
-  }
-
-  const FlvBuilder head = FlvBuilder(kVideo).Metadata(QuickMetadata()).Video(0, 20);
-  std::vector<std::uint32_t> seeks;
-
- private:
-  /// The field before the tag at that offset, the tag's header and the first byte of its body.
-  Bytes TagAt(std::uint64_t offset) const {
-    const std::uint64_t next = offset < m_lastTag ? m_lastTag : 2 * kTooFar;
-    const std::uint64_t room = next - offset - 15;
-    // The tag before the last one leaves room for a header: two tags share what is left.
-    std::uint64_t size = std::min<std::uint64_t>(room, kLargestBody);
-    if (room > kLargestBody && room - kLargestBody < 15) size -= 15;
-    const Bytes whole = FlvBuilder(kVideo)
-                            .Tag(m_case.type, offset < m_lastTag ? 0 : m_case.lastTime, {0x22},
-                                 {.dataSize = static_cast<std::uint32_t>(size)})
-                            .File();
-    return {whole.begin() + 9, whole.begin() + 9 + 16};
-  }
-
-  const FarCase m_case;
-  const std::uint64_t m_lastTag;
-  ComPtr<IQBFileResponse> m_response;
-  std::uint64_t m_position = 0;
-};
-
-/// Opens the file and forgets the seeks that this took.
-struct FarSession {
-  explicit FarSession(const FarCase& c) : file(host::MakeObject<FarFile>(c)) {
-    host.InitPlugin();
-    EXPECT_EQ(kOk, host.format->InitFileFormat(host.request.Get(), host.sink.Get(), file.Get()));
-    EXPECT_EQ(kOk, host.GetFileHeader());
-    EXPECT_EQ(kOk, host.GetStreamHeader(0));
-    file->seeks.clear();
-  }
-
-  void ExpectTheWholeFileForward() const {
-    EXPECT_GT(file->seeks.size(), 250U) << "the whole file is gone through";
-    EXPECT_LT(file->seeks.size(), 270U);
-    EXPECT_TRUE(std::ranges::is_sorted(file->seeks, std::less_equal<>())) << "never back, never in place";
-  }
-
-  ScriptedHost host{{}};
-  ComPtr<FarFile> file;
-};
-
-TEST(FarFile, WhereOffsetsWouldWrap_EndsASeekAsAtTheEndOfTheFile) {
-  for (const int distance : {-40000000, -32, -17, -16, -15, -4, -1, 0, 1, 9, 16, 40000}) {
-    for (const bool isEndless : {false, true}) {
-      SCOPED_TRACE(std::to_string(distance) + (isEndless ? ", endless" : ", ends at 4 GiB"));
-      FarSession session({.lastTag = distance, .isEndless = isEndless});
-      EXPECT_EQ(kOk, session.host.Seek(1000));
-      EXPECT_EQ("SeekDone 0x00000000", session.host.log.All().back());
-      session.ExpectTheWholeFileForward();
-      if (isEndless) continue;
-      session.host.GetPacket(0);
-      EXPECT_EQ("StreamDone s=0", session.host.log.All().back());
-    }
-  }
+/// The field before the tag at that offset, the tag's header and the first byte of its body.
+Bytes TagAt(const FarCase& c, std::uint64_t offset) {
+  const bool isLast = offset >= c.LastTag();
+  const std::uint64_t room = (isLast ? 2 * kTooFar : c.LastTag()) - offset - 15;
+  // The tag before the last one leaves room for a header: two tags share what is left.
+  std::uint64_t size = std::min<std::uint64_t>(room, kLargestBody);
+  if (room > kLargestBody && room - kLargestBody < 15) size -= 15;
+  const auto claimedSize = static_cast<std::uint32_t>(size);
+  const Bytes whole = FlvBuilder(kVideo).Tag(c.type, isLast ? c.lastTime : 0, {0x22}, claimedSize).File();
+  return {whole.begin() + 9, whole.begin() + 9 + 16};
 }
 
-TEST(FarFile, OfTagsToSkip_EndsDeliveryWhereOffsetsWouldWrap) {
-  for (const int distance : {-40000000, -16, -15, -1, 0, 1, 16}) {
-    SCOPED_TRACE(distance);
-    FarSession session({.lastTag = distance, .type = kUnknownTag});
-    session.host.AskForAll();
-    EXPECT_EQ(1U, session.host.log.Count("PacketReady"));
-    EXPECT_EQ("StreamDone s=0", session.host.log.All().back());
-    session.ExpectTheWholeFileForward();
+/// After the head come tags as large as they can be, up to one that leads to the last tag; the tags after that are as
+/// large as can be again.
+FileScript FarFile(const FarCase& c) {
+  FileScript file{.stat = Stat::kAbsent};
+  file.produce = [c, head = Head()](std::uint64_t offset, std::uint32_t count) {
+    const std::uint64_t end = c.isEndless ? 2 * kTooFar : kTooFar;
+    const bool isHead = offset < head.Field(2);
+    Bytes bytes = isHead ? head.File() : TagAt(c, offset);
+    if (isHead) bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+    bytes.resize(std::min<std::uint64_t>(count, end - std::min(end, offset)));
+    return bytes;
+  };
+  // Ends a scan that would wrap for ever.
+  file.decide = [seeks = 0](Asked asked, std::uint32_t) mutable {
+    return Rule{.status = asked == Asked::kSeek && ++seeks > 1000 ? kFailed : kOk};
+  };
+  return file;
+}
+
+/// Seeks to 1000 ms, or plays the tags that can only be skipped. Returns the offsets that the file was sought to.
+std::vector<std::uint32_t> SeeksOf(const FarCase& c) {
+  SCOPED_TRACE(std::to_string(c.lastTag) + (c.isEndless ? ", endless" : ", ends at 4 GiB"));
+  ScriptedHost host({.file = FarFile(c)});
+  EXPECT_TRUE(host.ReadHeaders());
+  host.log.Clear();
+  const bool plays = c.type == kUnknownTag;
+  if (plays) {
+    host.AskForAll();
+  } else {
+    EXPECT_EQ(kOk, host.Seek(1000));
+  }
+  EXPECT_EQ(plays ? "StreamDone s=0" : "SeekDone 0x00000000", host.log.All().back());
+  EXPECT_EQ(plays ? 1U : 0U, host.log.Count("PacketReady"));
+  std::vector<std::uint32_t> seeks;
+  for (const std::string& line : host.log.Only({"Seek("})) {
+    seeks.push_back(static_cast<std::uint32_t>(std::stoul(line.substr(5))));
+  }
+  if (!c.isEndless) {
+    host.GetPacket(0);
+    EXPECT_EQ("StreamDone s=0", host.log.All().back());
+  }
+  return seeks;
+}
+
+TEST(FarFile, WhereOffsetsWouldWrap_EndsLikeAnyFile) {
+  for (const int distance : {-40000000, -32, -17, -16, -15, -4, -1, 0, 1, 9, 16, 40000}) {
+    for (const FarCase& c : {FarCase{distance}, FarCase{.lastTag = distance, .isEndless = false},
+                             FarCase{.lastTag = distance, .type = kUnknownTag}}) {
+      const std::vector<std::uint32_t> seeks = SeeksOf(c);
+      EXPECT_TRUE(seeks.size() > 250 && seeks.size() < 270) << seeks.size() << ": the whole file is gone through";
+      EXPECT_TRUE(std::ranges::is_sorted(seeks, std::less_equal<>())) << "never back, never in place";
+    }
   }
 }
 
 TEST(FarFile, WhoseLastTagIsWithinReach_IsSoughtToIt) {
   for (const int distance : {-17, -18, -4000}) {
-    SCOPED_TRACE(distance);
-    FarSession session({.lastTag = distance, .lastTime = 1000});
-    EXPECT_EQ(kOk, session.host.Seek(1000));
-    EXPECT_EQ("SeekDone 0x00000000", session.host.log.All().back());
-    EXPECT_EQ(session.file->head.Field(1), session.file->seeks.back()) << "the only key frame";
-    EXPECT_EQ(kTooFar + static_cast<std::uint64_t>(std::int64_t{distance}), session.file->seeks.end()[-2]);
+    const FarCase c{.lastTag = distance, .lastTime = 1000};
+    const std::vector<std::uint32_t> seeks = SeeksOf(c);
+    EXPECT_EQ(Head().Field(1), seeks.back()) << "the only key frame";
+    EXPECT_EQ(c.LastTag(), seeks.end()[-2]);
   }
 }
 

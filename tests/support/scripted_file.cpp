@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <span>
 #include <utility>
 
 #include "tests/support/scripted_objects.h"
@@ -147,11 +148,16 @@ Status ScriptedFile::Settle(Asked asked, const Rule& rule, Completion completion
 }
 
 ComPtr<IQBBuffer> ScriptedFile::Cut(std::uint32_t count) {
-  const std::uint64_t left = m_script.bytes.size() - std::min<std::uint64_t>(m_position, m_script.bytes.size());
-  const auto size = static_cast<std::uint32_t>(std::min<std::uint64_t>(count, left));
+  Bytes produced;
+  if (m_script.produce) produced = m_script.produce(m_position, count);
+  const std::span<const std::uint8_t> whole(m_script.bytes);
+  std::span<const std::uint8_t> piece = whole.subspan(std::min<std::uint64_t>(m_position, whole.size()));
+  if (m_script.produce) piece = produced;
+  piece = piece.first(std::min<std::size_t>(count, piece.size()));
+  const auto size = static_cast<std::uint32_t>(piece.size());
   // A block of its own, so that a sanitizer sees a read beyond its end.
   std::shared_ptr<std::uint8_t[]> copy = std::make_shared<std::uint8_t[]>(size);
-  if (size > 0) std::copy_n(m_script.bytes.begin() + static_cast<std::ptrdiff_t>(m_position), size, copy.get());
+  std::ranges::copy(piece, copy.get());
   m_position += size;
   auto buffer = MakeScriptedBuffer(m_counted.plan, host::MakeObject<host::Buffer>(std::move(copy), size));
   if (m_keepsBuffers) m_buffers.push_back(buffer);

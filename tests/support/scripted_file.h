@@ -44,6 +44,8 @@ struct Rule {
 
 struct FileScript {
   Bytes bytes = {};
+  /// In place of the bytes: what a read at that position gives.
+  std::function<Bytes(std::uint64_t position, std::uint32_t count)> produce = {};
   Completes completes = Completes::kInline;
   Stat stat = Stat::kPresent;
   /// Reads with nothing left fail with kFailed; otherwise they give an empty buffer.
