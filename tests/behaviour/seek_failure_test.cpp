@@ -12,7 +12,10 @@ constexpr Status kNote = MakeStatus(0x00040001);
 constexpr std::uint32_t kTime = 1600;
 
 /// Video is tags 1, 3, 5, 7 and 9 at 0, 500, 1000, 1500 and 2000 ms, every second one a key frame; audio the others.
-FlvBuilder Film() { return TagsOf(kBoth, "k0 a0 p500 a600 k1000 a1200 p1500 a1800 k2000 a2400"); }
+FlvBuilder Film() { return TagsOf("k0 a0 p500 a600 k1000 a1200 p1500 a1800 k2000 a2400"); }
+
+/// The first packets after a seek to that time.
+constexpr char kFromTheTime[] = "s1 t1000 s0 t1200 s1 t1500 ";
 
 constexpr char kWholeWalk[] = "@0 r @1 r @2 r @3 r @4 r @5 r @6 r @7 r @8 r @5 ok";
 
@@ -72,7 +75,7 @@ TEST(SeekFailure, EndsTheSeekWithTheStatusOfWhatFailed) {
       if (row.rule.occurrence == 0) continue;
       host.log.Clear();
       EXPECT_EQ(kOk, host.Seek(kTime));
-      EXPECT_EQ("t1200 t1000", FinishSeek(host, Film()).first);
+      EXPECT_TRUE(FinishSeek(host, Film()).delivered.starts_with(kFromTheTime));
     }
   }
 }
@@ -113,7 +116,7 @@ TEST(SeekFailure, OfAnOperationInWhichTheHostSeeks_LeavesThatSeekItsCompletions)
       if (!hasSought) continue;
       const SeekOutcome outcome = FinishSeek(host, Film());
       EXPECT_TRUE(outcome.walk.ends_with(" r @5 ok")) << outcome.walk;
-      EXPECT_EQ("t1200 t1000", outcome.first);
+      EXPECT_TRUE(outcome.delivered.starts_with(kFromTheTime)) << outcome.delivered;
     }
   }
   EXPECT_GT(sought, 30);

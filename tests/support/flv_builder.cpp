@@ -52,16 +52,17 @@ FlvBuilder::FlvBuilder(std::uint8_t flags, std::uint32_t dataOffset) : m_bytes{'
   Put(m_bytes, 0, 4);
 }
 
-FlvBuilder& FlvBuilder::Tag(std::uint8_t type, std::uint32_t time, const Bytes& body, const Lies& lies) {
+FlvBuilder& FlvBuilder::Tag(std::uint8_t type, std::uint32_t time, const Bytes& body,
+                            std::optional<std::uint32_t> claimedSize) {
   const auto size = static_cast<std::uint32_t>(body.size());
   m_bytes.push_back(type);
-  Put(m_bytes, lies.dataSize.value_or(size), 3);
+  Put(m_bytes, claimedSize.value_or(size), 3);
   Put(m_bytes, time & 0xFFFFFF, 3);
   Put(m_bytes, time >> 24, 1);
   Put(m_bytes, 0, 3);
   Append(m_bytes, body);
   m_fields.push_back(Size());
-  Put(m_bytes, lies.tagSize.value_or(size + 11), 4);
+  Put(m_bytes, size + 11, 4);
   return *this;
 }
 

@@ -20,20 +20,14 @@ inline constexpr std::uint8_t kAudioTag = 8;
 inline constexpr std::uint8_t kVideoTag = 9;
 inline constexpr std::uint8_t kScriptTag = 18;
 
-/// What a tag says about itself, where that is not the truth.
-struct Lies {
-  /// The size in the tag's header.
-  std::optional<std::uint32_t> dataSize = {};
-  /// The size in the field after the tag.
-  std::optional<std::uint32_t> tagSize = {};
-};
-
 class FlvBuilder {
  public:
   /// dataOffset: where the field before the first tag stands; the gap after the file header is filled with 0xEE.
   explicit FlvBuilder(std::uint8_t flags, std::uint32_t dataOffset = 9);
 
-  FlvBuilder& Tag(std::uint8_t type, std::uint32_t time, const Bytes& body, const Lies& lies = {});
+  /// claimedSize: the size in the tag's header, where that is not the truth.
+  FlvBuilder& Tag(std::uint8_t type, std::uint32_t time, const Bytes& body,
+                  std::optional<std::uint32_t> claimedSize = {});
   /// An audio tag of that many bytes in all: 22050 Hz, 16 bits, mono, not AAC.
   FlvBuilder& Audio(std::uint32_t time, std::size_t size);
   /// A video tag of that many bytes in all, at least 10: Sorensen, 176x144.
