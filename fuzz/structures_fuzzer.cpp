@@ -23,10 +23,10 @@ std::uint32_t Near(test::Decisions& decisions, std::uint32_t last) {
 }
 
 void TryIndex(test::Decisions& decisions) {
-  const std::uint32_t granularity = decisions.Choose(4) == 0 ? decisions.Number(2) : 50;
+  std::uint32_t granularity = decisions.Choose(4) == 0 ? decisions.Number(2) : 50;
   const std::uint32_t capacity = decisions.Byte();
   CStreamIndexTable table;
-  Require(table.Init(granularity, capacity, 0) == kOk, "a table is created");
+  Require(table.Init(granularity, capacity, 1) == kOk, "a table is created");
   std::vector<std::pair<std::uint32_t, std::uint32_t>> model;
   std::uint32_t highest = 0;
   std::uint32_t last = 0;
@@ -37,7 +37,8 @@ void TryIndex(test::Decisions& decisions) {
         const bool fits = model.size() < capacity;
         const bool follows = model.empty() || (last > model.back().first && last - model.back().first >= granularity);
         const std::uint32_t offset = decisions.Number(2);
-        Require(table.AddEntry(last, offset, 0) == (fits && follows ? kOk : kFailed), "an entry is added or refused");
+        const Status taken = table.AddEntry(last, offset, offset + 1ULL);
+        Require(taken == (fits && follows ? kOk : kFailed), "an entry is added or refused");
         if (!fits || !follows) break;
         model.emplace_back(last, offset);
         highest = std::max(highest, last);
@@ -46,13 +47,22 @@ void TryIndex(test::Decisions& decisions) {
       case 1:
         highest = std::max(highest, last);
         Require(table.NoteTime(last) == highest, "the highest time is recorded");
+        if (decisions.Choose(8) == 7) table.SetGranularity(granularity = decisions.Byte());
+        if (decisions.Choose(32) == 31) {
+          Require(table.Init(granularity, capacity, 1) == kOk, "a table is created again");
+          model.clear();
+          highest = 0;
+        }
         break;
       default: {
+        const std::uint32_t coveredUpTo = model.empty() ? 0 : model.back().first;
+        Require(table.IsCovered(last) == (last <= coveredUpTo ? 1 : 0), "the times up to the last entry are covered");
         const auto behind =
             std::find_if(model.begin(), model.end(), [&](const auto& entry) { return entry.first > last; });
         std::uint32_t time = last;
         std::uint32_t offset = 0xABCD;
-        const Status status = table.Lookup(&time, &offset, nullptr);
+        std::uint64_t extra = 0;
+        const Status status = table.Lookup(&time, &offset, &extra);
         if (behind == model.begin()) {
           Require(status == kFailed && time == last && offset == 0xABCD, "no entry is at or before the time");
           break;
@@ -60,6 +70,7 @@ void TryIndex(test::Decisions& decisions) {
         const auto& expected = *std::prev(behind);
         Require(status == (highest < last ? kBeyondSeen : kOk), "a time beyond the highest one is recognised");
         Require(time == expected.first && offset == expected.second, "the latest entry is found");
+        Require(extra == expected.second + 1ULL, "with what was stored beside it");
       }
     }
   }

@@ -1,12 +1,8 @@
 // The seek index, beyond the look-ups by time that the structures fuzzer compares with a model.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <vector>
-
 #include "plugin/index/file_index_table.h"
 #include "plugin/index/index_sizing.h"
-#include "plugin/index/stream_index_table.h"
 
 namespace qbflv {
 namespace {
@@ -29,30 +25,6 @@ TEST(IndexSizing, Duration_GivesGranularityAndCapacity) {
     const IndexSizing sizing = SizeIndexFor(row.duration);
     EXPECT_EQ(row.granularity, sizing.granularity) << row.duration;
     EXPECT_EQ(row.capacity, sizing.capacity) << row.duration;
-  }
-}
-
-TEST(StreamIndexTable, Lookup_IsRightWhateverTheGranularityBecomes) {
-  const std::vector<std::uint32_t> times = {3, 10, 11, 12, 30, 31, 47, 60};
-  for (const std::uint32_t later : {0U, 1U, 5U, 10U, 1000U}) {
-    CStreamIndexTable table;
-    ASSERT_EQ(kOk, table.Init(0, 9, 1));
-    for (const std::uint32_t time : times) ASSERT_EQ(kOk, table.AddEntry(time, time * 100, time + 7)) << time;
-    EXPECT_EQ(kFailed, table.AddEntry(60, 0, 0)) << "as the last one, even without a granularity";
-    table.SetGranularity(later);
-    for (std::uint32_t wanted = 3; wanted < 70; ++wanted) {
-      const std::uint32_t expected = *(std::upper_bound(times.begin(), times.end(), wanted) - 1);
-      std::uint32_t time = wanted;
-      std::uint32_t offset = 0;
-      std::uint64_t extra = 0;
-      EXPECT_EQ(wanted > 60 ? kBeyondSeen : kOk, table.Lookup(&time, &offset, &extra)) << wanted << " by " << later;
-      EXPECT_EQ(expected, time) << wanted << " by " << later;
-      EXPECT_EQ(expected * 100, offset) << wanted << " by " << later;
-      EXPECT_EQ(expected + 7, extra) << wanted << " by " << later;
-    }
-    table.Clear();
-    EXPECT_EQ(kFailed, table.AddEntry(1, 1, 0));
-    EXPECT_TRUE(table.NoteTime(0) == 0 && table.IsCovered(1) == 0) << "after Clear";
   }
 }
 
