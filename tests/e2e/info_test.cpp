@@ -14,7 +14,7 @@ using Json = nlohmann::json;
 
 TEST(Info, OfASample_DescribesPluginFileAndStreams) {
   const CommandResult result =
-      RunQbflv({"info", "--json", "--header", "AcceptMetaInfo=*", Sample("tour.flv"), "--host-order", "linear"});
+      RunQbflv({"info", "--json", "--header", "ACCEPTmetainfo=*", Sample("tour.flv"), "--host-order", "linear"});
   EXPECT_EQ(result.status, 0) << result.err;
   const Json info = Json::parse(result.out);
   EXPECT_EQ(info.at("plugin").at("description"), "Quelbar FLV File Format Plugin");

@@ -117,18 +117,6 @@ TEST(Packets, WithALimitOrOfOneStream_AreThoseOfTheWholeListing) {
   }
 }
 
-TEST(Packets, Counted_AreAsManyAndAsLongAsTheFilesTags) {
-  const FlvFile file = ParseFlv(ReadBytes(Sample("sorenson.flv")));
-  std::vector<std::string> expected;
-  for (const std::uint8_t type : {kAudioTag, kVideoTag}) {
-    std::size_t bytes = 0;
-    const std::vector<Tag> tags = file.TagsOfType(type);
-    for (const Tag& tag : tags) bytes += tag.body.size();
-    expected.push_back(fmt::format(R"({{"stream":{},"packets":{},"bytes":{}}})", expected.size(), tags.size(), bytes));
-  }
-  EXPECT_TRUE(SameLines(expected, Lines(RunQbflv({"packets", "--count", "--json", Sample("sorenson.flv")}).out)));
-}
-
 TEST(Packets, FromAStart_AreTheEndOfTheWholeListing) {
   for (const char* const sample : {"tour.flv", "sorenson.flv"}) {
     for (const std::string stream : {"0", "1"}) {

@@ -107,10 +107,10 @@ std::vector<DamagedFile> DamagedFiles() {
 
 /// All that `qbflv packets` delivers; 0 if it fails.
 std::int64_t CountPackets(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), {"packets", "--count"});
+  arguments.insert(arguments.begin(), {"packets", "--count", "--json"});
   std::int64_t packets = 0;
   for (const std::string& line : Lines(RunQbflv(arguments).out)) {
-    packets += line.starts_with("stream") ? 0 : std::stoll(line.substr(6));
+    packets += Json::parse(line).at("packets").get<std::int64_t>();
   }
   return packets;
 }
