@@ -62,34 +62,6 @@ TEST(Delivery, HandsOverTheBuffersThatWereRead) {
   EXPECT_EQ(5, delivered);
 }
 
-/// Of tags that the random sessions leave out.
-TEST(Delivery, MakesPacketsOfTheTagsThatTheirStreamsAnnounce) {
-  const Bytes key = VideoBody(33, 0x12);
-  const struct {
-    const char* name;
-    std::uint8_t flags;
-    std::uint8_t type;
-    Bytes body;
-    /// The packet, or the operation that passes over the body.
-    const char* expected;
-  } cases[] = {{"generated key frame", kVideo, 9, VideoBody(33, 0x42), "PacketReady s=0 t=7 size=33 flags=2 rule=1"},
-               {"one byte of video", kVideo, 9, {0x17}, "PacketReady s=0 t=7 size=1 flags=3 rule=0"},
-               {"audio that was not announced", kVideo, 8, key, "Read(33)"},
-               {"video that was not announced", kAudio, 9, key, "Read(33)"},
-               {"type 8 with a bit around it", kAudio, 0x28, key, "Seek("}};
-  for (const auto& row : cases) {
-    // Described without metadata, so that the tag in question is the first one behind those of the scan.
-    FlvBuilder flv(row.flags);
-    row.flags == kAudio ? flv.Audio(0, 20).Audio(5001, 20) : flv.Video(0, 20).Video(1000, 20);
-    flv.Tag(row.type, 7, row.body);
-    Delivery delivery({.bytes = flv.File(), .stat = Stat::kAbsent});
-    delivery.host.AskForAll();
-    const bool isPacket = std::string_view(row.expected).starts_with("Packet");
-    EXPECT_EQ(isPacket ? 3U : 2U, delivery.host.log.Count("PacketReady")) << row.name;
-    EXPECT_EQ(1U, delivery.host.log.Count(row.expected)) << row.name;
-  }
-}
-
 /// Audio goes on while video has nothing queued once a limit is passed.
 TEST(Delivery, WaitsForTheOtherStreamUpToItsLimits) {
   const struct {

@@ -31,7 +31,7 @@ void AddTags(RandomCase& c, Decisions& dice) {
     if (dice.OneIn(rarity) && missing == 0) {
       const std::uint32_t oddity = dice.Below(5);
       if (oddity == 0) tag.size = dice.Below(2);
-      if (oddity == 1) tag.type = kScriptTag;
+      if (oddity == 1) tag.type = dice.Of<std::uint8_t>({kScriptTag, kScriptTag, 0x28, 0x55});
       if (oddity == 2) tag.time -= dice.Below(step * 3);
       if (oddity == 3) time += step * dice.Below(30);
     }
@@ -39,6 +39,19 @@ void AddTags(RandomCase& c, Decisions& dice) {
     if (tag.size == 0) tag.key = false;
     missing = static_cast<std::uint8_t>(missing & ~(video ? kVideo : kAudio));
     c.tags.push_back(tag);
+  }
+}
+
+/// Some tags of a file with one stream become tags of the stream that its header denies: not the first one, which ends
+/// the header scan, and none that the tail scan reads.
+void DenyTags(RandomCase& c, Decisions& dice) {
+  if (c.flags == kBoth || dice.OneIn(2)) return;
+  std::vector<RandomTag*> media;
+  for (RandomTag& tag : c.tags) {
+    if (tag.IsMedia()) media.push_back(&tag);
+  }
+  for (std::size_t i = 1; i + 2 < media.size(); ++i) {
+    if (dice.OneIn(6)) media[i]->type = c.flags == kAudio ? kVideoTag : kAudioTag;
   }
 }
 
@@ -82,8 +95,11 @@ RandomRequest MakeRequest(const RandomCase& c, Decisions& dice) {
 
 Bytes BodyOf(const RandomTag& tag) {
   Bytes other(tag.size, 0x12);
-  if (tag.type == kScriptTag || tag.size == 0) return other;
-  return tag.type == kAudioTag ? AudioBody(tag.size) : VideoBody(tag.size, tag.key ? 0x12 : 0x22);
+  if (!tag.IsMedia() || tag.size == 0) return other;
+  if (tag.type == kAudioTag) return AudioBody(tag.size);
+  // Also frames that may be dropped, and key frames that the server has generated.
+  constexpr std::uint8_t kOtherFrames[] = {0x22, 0x32, 0x42};
+  return VideoBody(tag.size, tag.key ? 0x12 : kOtherFrames[tag.size % 3]);
 }
 
 FlvBuilder Build(const RandomCase& c, const std::vector<double>& positions) {
@@ -121,6 +137,7 @@ RandomCase MakeRandomCase(Decisions& dice) {
   c.disableThumbnails = dice.Of<const char*>({"", "0", "1"});
   if (dice.OneIn(4)) c.maxTimespan = std::to_string(1 + dice.Below(3000));
   AddTags(c, dice);
+  DenyTags(c, dice);
   if (dice.OneIn(2)) AddKeyFrames(c, dice);
   for (std::uint32_t i = 1 + dice.Below(8); i > 0; --i) c.requests.push_back(MakeRequest(c, dice));
   return c;

@@ -17,6 +17,8 @@ struct RandomTag {
   std::uint32_t size = 0;
   /// Of video.
   bool key = false;
+
+  bool IsMedia() const { return type == kAudioTag || type == kVideoTag; }
 };
 
 /// An entry of the metadata's key-frame list: a time in ms, and the number of the tag that it claims to be there,

@@ -28,11 +28,13 @@ SessionModel::SessionModel(const RandomCase& c, const FlvBuilder& flv)
   for (std::size_t i = 0; i < c.tags.size(); ++i) {
     const RandomTag& tag = c.tags[i];
     Tag& made = m_tags.emplace_back(Tag{.type = tag.type, .size = tag.size, .time = tag.time});
+    made.isMedia = tag.IsMedia();
+    made.isAnnounced = made.isMedia && (c.flags & (tag.type == kAudioTag ? kAudio : kVideo)) != 0;
     made.isKey = tag.type == kAudioTag || (tag.type == kVideoTag && tag.key);
     made.stream = tag.type == kVideoTag && c.flags == kBoth ? 1 : 0;
     made.offset = flv.Field(i + 1);
     made.next = flv.Field(i + 2);
-    if (tag.type != kScriptTag && !first[made.stream]) first[made.stream] = tag.time;
+    if (made.isAnnounced && !first[made.stream]) first[made.stream] = tag.time;
   }
   const std::uint32_t base = std::min(*first[0], first[1].value_or(*first[0]));
   for (Tag& tag : m_tags) tag.relative = tag.time - base;
@@ -43,8 +45,7 @@ SessionModel::SessionModel(const RandomCase& c, const FlvBuilder& flv)
 void SessionModel::ReadAhead(const FlvBuilder& flv) {
   std::vector<std::uint32_t> audio, video;
   for (const Tag& tag : m_tags) {
-    if (tag.type == kAudioTag) audio.push_back(tag.relative);
-    if (tag.type == kVideoTag) video.push_back(tag.relative);
+    if (tag.isAnnounced) (tag.type == kAudioTag ? audio : video).push_back(tag.relative);
   }
   std::optional<std::uint32_t> duration;
   if (m_case.HasTailScan()) {
@@ -136,10 +137,10 @@ void SessionModel::Seek(std::uint32_t time) {
       const bool fails = m_case.failsAtEnd && offset >= m_fileSize;
       return Issue("SeekDone " + Hex(fails ? kFailed : kOk));
     }
-    if (tag->type != kScriptTag) {
+    if (tag->isMedia) {
       if (tag->relative >= time) break;
       std::optional<Position>& restart = m_streams[tag->stream].restart;
-      if (tag->isKey && (!restart || tag->relative > restart->time)) {
+      if (tag->isAnnounced && tag->isKey && (!restart || tag->relative > restart->time)) {
         restart = {tag->relative, tag->offset};
         Keep(tag->stream, *restart);
       }
@@ -180,17 +181,18 @@ void SessionModel::ReadOn() {
     if (!IsCompleted()) return;
     const Tag* const tag = TagAt(m_position);
     if (tag == nullptr || m_position + kHeader > m_fileSize) return EndAll();
-    if (tag->type == kScriptTag) {
+    const bool hasPacket = tag->isAnnounced && tag->size > 0;
+    if (!tag->isMedia) {
       Issue(SeekTo(tag->next));
       if (!IsCompleted()) return;
     } else if (tag->size > 0) {
       Issue(Read(tag->size));
       if (!IsCompleted()) return;
-      if (tag->isKey) Keep(tag->stream, {tag->relative, tag->offset});
-      Queue(*tag);
+      if (hasPacket && tag->isKey) Keep(tag->stream, {tag->relative, tag->offset});
+      if (hasPacket) Queue(*tag);
     }
     m_position = tag->next;
-    if (tag->type != kScriptTag && tag->size > 0) {
+    if (hasPacket) {
       m_isReading = false;
       if (!DeliverPackets()) return;
       const auto isContent = [](const Stream& stream) { return stream.asked || stream.done; };

@@ -23,6 +23,9 @@ class SessionModel {
  private:
   struct Tag {
     std::uint8_t type = 0;
+    bool isMedia = false;
+    /// Of a stream that the file's header announces.
+    bool isAnnounced = false;
     std::uint32_t size = 0;
     /// As the file has it, and counted from the first tag that is heard or seen.
     std::uint32_t time = 0;
