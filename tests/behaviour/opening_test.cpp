@@ -151,10 +151,9 @@ TEST(AcceptMetaInfo, OnlyALoneStarAcceptsAll) {
 
 /// The headers are read also when the URL cannot be.
 TEST(Opening, OfARequestWithoutAURL_AsksForItsHeadersAllTheSame) {
-  ScriptedHost host({.file = {.bytes = SmallFile().File()}});
+  ScriptedHost host({.file = {.bytes = kSmall}, .fault = {{Asked::kRequest}, Failing::kRefuses, 2}});
   ASSERT_EQ(kOk, host.InitPlugin());
   int calls = 0;
-  host.faults.Arm({.asked = {Asked::kRequest}, .how = Failing::kRefuses, .nth = 2});
   host.faults.OnAsked([&](Asked asked) { calls += asked == Asked::kRequest ? 1 : 0; });
   EXPECT_EQ(kInvalidState, host.InitFileFormat());
   EXPECT_EQ(3, calls) << "headers for AcceptMetaInfo, URL, headers";
@@ -162,7 +161,7 @@ TEST(Opening, OfARequestWithoutAURL_AsksForItsHeadersAllTheSame) {
 
 /// The object is still whole when it closes its file for the last time, and refuses to start anew.
 TEST(LastRelease, RequestsInsideItsClose_AreRefused) {
-  ScriptedHost host({.file = {.bytes = SmallFile().File()}});
+  ScriptedHost host({.file = {.bytes = kSmall}});
   const std::uint32_t references = OtherReferences(host.file.Get());
   ASSERT_TRUE(host.ReadHeaders());
   IQBPlugin* const plugin = host.plugin.Get();
