@@ -280,7 +280,7 @@ TEST(FaultSweep, OfEveryAllocation_DoesNoHarmAndIsReported) {
         std::optional<HeapShortage> heapShortage(std::in_place, nth, shortage, everyAfter);
         Session session(script);
         session.Run();
-        const Outcome outcome{heapShortage->Struck(), session.FirstFailure()};
+        Outcome outcome{heapShortage->Struck(), session.FirstFailure()};
         heapShortage.reset();
         session.PlayAgain();
         session.Close();
