@@ -108,10 +108,10 @@ ngx_int_t Send(ngx_rtmp_session_t* s, ngx_file_t* file, ngx_uint_t* time) {
   return seat == nullptr || !seat->player ? NGX_DONE : seat->player->Send(*time);
 }
 
-/// Whether a part of the path is "..", which would leave the folder.
+/// Whether a part of the path is "..", which would leave the folder. A format's prefix ("mp4:") is not of the path.
 bool LeavesFolder(std::string_view name) {
   while (true) {
-    const std::size_t end = name.find('/');
+    const std::size_t end = name.find_first_of("/:");
     if (name.substr(0, end) == "..") return true;
     if (end == std::string_view::npos) return false;
     name.remove_prefix(end + 1);
