@@ -17,10 +17,19 @@ class Tag(NamedTuple):
         return second == 0 and (first % 16 == 7 if self.type == VIDEO else first // 16 == 10)
 
     @property
-    def is_key_frame(self):
+    def is_frame(self):
         # H.264 also has a mark for the end of the sequence.
-        is_frame = self.body[0] % 16 != 7 or self.body[1] == 1
-        return self.type == VIDEO and self.body[0] // 16 == 1 and is_frame
+        is_mark = self.type == VIDEO and self.body[0] % 16 == 7 and self.body[1] != 1
+        return not self.is_configuration and not is_mark
+
+    @property
+    def is_key_frame(self):
+        return self.type == VIDEO and self.body[0] // 16 == 1 and self.is_frame
+
+    @property
+    def composition(self):
+        """From the time of an H.264 frame to that of its picture."""
+        return int.from_bytes(self.body[2:5], "big", signed=True)
 
 
 def read(data):

@@ -2,6 +2,7 @@
 
 import ctypes
 import re
+import struct
 
 from flv import Tag
 
@@ -14,6 +15,14 @@ class Packet(ctypes.Structure):
                 ("channel", ctypes.c_int), ("time", ctypes.c_uint32), ("info", ctypes.c_int32),
                 ("size", ctypes.c_uint32), ("read", ctypes.c_uint32), ("chunk", ctypes.c_void_p),
                 ("body", ctypes.POINTER(ctypes.c_char))]
+
+
+def amf(value):
+    if isinstance(value, bool):
+        return b"\1" + bytes([value])
+    if isinstance(value, str):
+        return b"\2" + struct.pack(">H", len(value.encode())) + value.encode()
+    return b"\5" if value is None else b"\0" + struct.pack(">d", value)
 
 
 class Client:
@@ -32,6 +41,16 @@ class Client:
 
     def pause(self, is_paused):
         assert librtmp.RTMP_SendPause(self.handle, ctypes.c_int(is_paused), ctypes.c_int(0))
+
+    def command(self, name, *arguments):
+        """A command of the stream, as it is; False if the connection is lost."""
+        body = b"".join(map(amf, (name, 0, None, *arguments)))
+        # librtmp writes its header in front of the body.
+        header_size = 18
+        memory = ctypes.create_string_buffer(bytes(header_size) + body)
+        place = ctypes.cast(ctypes.byref(memory, header_size), ctypes.POINTER(ctypes.c_char))
+        packet = Packet(type=20, channel=8, info=1, size=len(body), body=place)
+        return bool(librtmp.RTMP_SendPacket(self.handle, ctypes.byref(packet), ctypes.c_int(0)))
 
     def next(self):
         """The next media tag, or the next status as text; None at the end of the connection."""
@@ -63,9 +82,18 @@ class Client:
             assert seen[-1] is not None, seen[-5:]
         return seen[:-1]
 
+    def until_frame(self):
+        """The next media tag."""
+        item = ""
+        while isinstance(item, str):
+            item = self.next()
+        return item
+
     def disconnect(self):
         librtmp.RTMP_Close(self.handle)
 
     def close(self):
-        self.disconnect()
-        librtmp.RTMP_Free(self.handle)
+        if self.handle:
+            self.disconnect()
+            librtmp.RTMP_Free(self.handle)
+        self.handle = None

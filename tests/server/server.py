@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import random
 import re
 import shutil
 import signal
@@ -17,7 +18,8 @@ load_module {modules}/ngx_rtmp_qbflv_module.so;
 daemon off; worker_processes 1; pid {folder}/nginx.pid; error_log {folder}/error.log info; {user}
 events {{ worker_connections 2048; }}
 http {{
-  log_format addresses "$status $request_uri"; access_log off; aio threads; send_timeout 5s; {temporary}
+  log_format addresses "$status $request_uri"; access_log off; aio threads; {temporary}
+  send_timeout 15s; client_header_timeout 15s;
   server {{
     listen 127.0.0.1:{http};
     location /origin/ {{ alias {folder}/films/; qbflv; access_log {folder}/origin.log addresses; }}
@@ -29,7 +31,7 @@ http {{
   }}
   {edges}
 }}
-rtmp {{ server {{ listen 127.0.0.1:{rtmp};
+rtmp {{ server {{ listen 127.0.0.1:{rtmp}; timeout 15s;
   application vod {{ play {folder}/films; qbflv on; }}
   application own {{ play {folder}/films; }}
 }} }}
@@ -45,10 +47,16 @@ EDGE = """
 """
 
 
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+def free_ports(count):
+    """Ports that nobody listens on, and that the system gives to no client meanwhile."""
+    first_of_clients = int(pathlib.Path("/proc/sys/net/ipv4/ip_local_port_range").read_text().split()[0])
+    found = []
+    while len(found) < count:
+        port = random.randrange(10_000, first_of_clients)
+        with socket.socket() as probe:
+            if port not in found and probe.connect_ex(("127.0.0.1", port)) != 0:
+                found.append(port)
+    return found
 
 
 class Server:
@@ -57,9 +65,9 @@ class Server:
         (self.folder / "films").mkdir()
         for name, data in films.items():
             (self.folder / "films" / name).write_bytes(data)
-        (self.folder / "outside.flv").write_bytes(next(iter(films.values())))
-        self.http, self.rtmp = free_port(), free_port()
-        self.edges = [free_port(), free_port()]
+        for name in ("outside.flv", "outside.mp4"):
+            (self.folder / name).write_bytes(next(iter(films.values())))
+        self.http, self.rtmp, *self.edges = free_ports(4)
         edges = "".join(EDGE.format(folder=self.folder, number=number, port=port, http=self.http)
                         for number, port in enumerate(self.edges))
         kinds = ("client_body", "proxy", "fastcgi", "uwsgi", "scgi")
@@ -93,6 +101,13 @@ class Server:
         while not condition():
             assert time.monotonic() < end and self.process.poll() is None, message + self.log()
             time.sleep(0.02)
+
+    def descriptors(self, process):
+        return len(os.listdir(f"/proc/{process}/fd"))
+
+    def resident(self, process):
+        """Bytes."""
+        return int(self.read(f"/proc/{process}/statm").split()[1]) * os.sysconf("SC_PAGE_SIZE")
 
     def workers(self):
         found = []

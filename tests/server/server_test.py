@@ -1,132 +1,26 @@
 """The modules inside nginx, with real clients: server_test.py MODULES SAMPLES [TEST…]
 
-Films × start times × protocols are compared with an independent reading of the files; QBFLV_SERVER_ROUNDS multiplies what
-is repeated.
+Films × start times × protocols are compared with an independent reading of the files.
 """
 
 import concurrent.futures
 import json
-import os
-import pathlib
-import socket
-import subprocess
-import sys
-import time
-import unittest
-import urllib.error
+import re
 import urllib.request
 
 import flv
-from rtmp_client import Client
-from server import Server
+from films import run
+from server_case import ServerCase, main
 
-ROUNDS = int(os.environ.get("QBFLV_SERVER_ROUNDS", "1"))
 STARTS = (0, 4000, 5500, 7900)
 
 
-def run(*command, data=None, seconds=60):
-    done = subprocess.run([str(word) for word in command], input=data, capture_output=True, timeout=seconds)
-    return done.returncode, done.stdout, done.stderr.decode(errors="replace")
-
-
-def indexed(data):
-    path = pathlib.Path(f"/tmp/qbflv-index-{os.getpid()}.flv")
-    try:
-        code, _, error = run("ffmpeg", "-v", "error", "-y", "-i", "-", "-c", "copy", "-flvflags", "add_keyframe_index",
-                             path, data=data)
-        assert code == 0, error
-        return path.read_bytes()
-    finally:
-        path.unlink(missing_ok=True)
-
-
-def make_films(samples):
-    """Of each film its bytes, and the tags that a viewer can get of it."""
-    tour = (samples / "tour.flv").read_bytes()
-    tags = flv.media(tour)
-    plain = flv.write(tags)
-    listed = indexed(tour)
-    listed_tags = flv.read(listed)
-    # The list's places are those of a file that had one tag more.
-    wrong = flv.write([tag for i, tag in enumerate(listed_tags) if i != 30])
-    middle = plain.index(flv.encode(tags[len(tags) // 2]))
-    garbage = bytes(range(256)) * 8
-    cut = len(plain) * 7 // 10
-    kept, size = [], 13
-    for tag in tags:
-        size += len(flv.encode(tag))
-        if size - 4 <= cut:
-            kept.append(tag)
-    late = [tag if tag.is_configuration else tag._replace(time=tag.time + 10_000) for tag in tags]
-    of = lambda kind: [tag for tag in tags if tag.type == kind]
-    sorenson = (samples / "sorenson.flv").read_bytes()
-    return {
-        "tour.flv": (tour, tags),
-        "sorenson.flv": (sorenson, flv.media(sorenson)),
-        "no-list.flv": (plain, tags),
-        "list.flv": (listed, [tag for tag in listed_tags if tag.type != flv.SCRIPT]),
-        "wrong-list.flv": (wrong, flv.media(wrong)),
-        "audio-only.flv": (flv.write(of(flv.AUDIO)), of(flv.AUDIO)),
-        "video-only.flv": (flv.write(of(flv.VIDEO)), of(flv.VIDEO)),
-        "late.flv": (flv.write(late), late),
-        "truncated.flv": (plain[:cut], kept),
-        "damaged.flv": (plain[:middle] + garbage + plain[middle:], tags),
-    }
-
-
-def digest(tags, kind, shift=0):
-    return [(tag.time + shift, len(tag.body), hash(tag.body)) for tag in tags if tag.type == kind]
-
-
-class ServerTest(unittest.TestCase):
+class ServerTest(ServerCase):
     @classmethod
-    def setUpClass(cls):
-        cls.films = make_films(SAMPLES)
-        bytes_of = {name: film[0] for name, film in cls.films.items()}
-        bytes_of["text.flv"] = b"This is no film.\n"
-        bytes_of["empty.flv"] = b""
-        bytes_of["a b%+&.flv"] = bytes_of["tour.flv"]
-        cls.server = Server(MODULES, bytes_of)
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.server.close()
-
-    def fetch(self, name, location="vod", headers=None, method="GET"):
-        request = urllib.request.Request(self.server.film_url(name, location), headers=headers or {}, method=method)
-        try:
-            with urllib.request.urlopen(request, timeout=60) as response:
-                return response.status, dict(response.headers), response.read()
-        except urllib.error.HTTPError as error:
-            return error.code, dict(error.headers), error.read()
-
-    def curl(self, name, *options):
-        code, out, error = run("curl", "-sS", *options, self.server.film_url(name))
-        self.assertEqual(code, 0, error)
-        return out
-
-    def rtmpdump(self, name, start, app="vod"):
-        url = f"rtmp://127.0.0.1:{self.server.rtmp}/{app}"
-        return run("rtmpdump", "-q", "-r", url, "-y", name, "--start", start / 1000, "-o", "-")[1]
-
-    def client(self, name, **options):
-        client = Client(f"rtmp://127.0.0.1:{self.server.rtmp}/vod/{name}", **options)
-        self.addCleanup(client.close)
-        return client
-
-    def assert_decodes(self, data):
-        code, _, error = run("ffmpeg", "-v", "error", "-i", "-", "-f", "null", "-", data=data)
-        self.assertEqual((code, error), (0, ""))
-
-    def assert_tags(self, got, expected, shift=0):
-        for kind in (flv.VIDEO, flv.AUDIO):
-            self.assertEqual(digest(got, kind), digest(expected, kind, shift))
-
-    def wait(self, condition):
-        end = time.monotonic() + 30
-        while not condition():
-            self.assertLess(time.monotonic(), end)
-            time.sleep(0.05)
+    def more_films(cls):
+        tour = cls.films["tour.flv"][0]
+        return {"text.flv": (b"This is no film.\n",), "empty.flv": (b"",), "no-media.flv": (flv.write([], 5),),
+                "a b%+&.flv": (tour,), "ä'\"#?.flv": (tour,)}
 
     # Films
 
@@ -154,20 +48,42 @@ class ServerTest(unittest.TestCase):
                     continue
                 with self.subTest(film=name, start=start):
                     _, expected = flv.part(tags, start)
-                    data = self.rtmpdump(name, start)
+                    data, _ = self.rtmpdump(name, start)
                     # rtmpdump adds the start that it asked for, and drops the end-of-sequence mark.
                     expected = [tag for tag in expected if len(tag.body) > 5]
                     self.assert_tags(flv.media(data), expected, start)
                     self.assert_decodes(data)
 
     def test_players_play_both_protocols(self):
-        for url in (self.server.film_url("tour.flv?start=5.5"), f"rtmp://127.0.0.1:{self.server.rtmp}/vod/tour.flv"):
-            with self.subTest(url=url):
+        """ffprobe counts packets; mpv decodes, and tells the time of each frame."""
+        tags = self.films["tour.flv"][1]
+        parts = {start: flv.part(tags, start)[1] for start in (0, 5500)}
+        pictures = {start: {tag.time + tag.composition for tag in part if tag.is_frame and tag.type == flv.VIDEO}
+                    for start, part in parts.items()}
+        film = self.server.film_url("tour.flv")
+        # A seek leads back to the key frame; the times of RTMP are those of the film.
+        for url, options, start, begin in ((film, (), 0, 0), (f"{film}?start=5.5", (), 5500, 0),
+                                           (self.rtmp_url("tour.flv"), (), 0, 0),
+                                           (self.rtmp_url("tour.flv"), ("--start=5.5", "--hr-seek=no"), 5500, 4000)):
+            with self.subTest(url=url, start=start):
+                code, _, error = run("mpv", "--no-config", "--vo=null", "--ao=null", "--untimed",
+                                     "--rebase-start-time=no", "--msg-level=all=warn,statusline=status",
+                                     "--term-status-msg=<${=time-pos}>", *options, url)
+                times = [round(float(time) * 1000) - begin for time in re.findall(r"<([0-9.]+)>", error)]
+                warnings = re.sub(r"<[^>]*>|\x1b\[K|\s", "", error)
+                self.assertEqual((code, warnings), (0, ""))
+                self.assertEqual(set(times) - pictures[start], set())
+                self.assertEqual(times[0], min(pictures[start]))
+                # mpv may have no time to tell every frame's.
+                self.assertGreaterEqual(len(times), len(pictures[start]) * 0.9)
+                if options:
+                    continue
                 code, out, error = run("ffprobe", "-v", "error", "-count_packets", "-show_entries",
                                        "stream=codec_name,nb_read_packets", "-of", "csv=p=0", url)
+                counts = {name: sum(tag.is_frame for tag in parts[start] if tag.type == kind)
+                          for name, kind in (("h264", flv.VIDEO), ("aac", flv.AUDIO))}
                 self.assertEqual((code, error), (0, ""))
-                self.assertIn(b"h264", out)
-                self.assertIn(b"aac", out)
+                self.assertEqual(sorted(out.decode().split()), sorted(f"{n},{count}" for n, count in counts.items()))
 
     # HTTP
 
@@ -182,7 +98,9 @@ class ServerTest(unittest.TestCase):
             ("tour.flv?start=soon", 400, "A time is written as 61.5 or 1:01.5."),
             ("tour.flv?start=-1", 400, "A time is written as 61.5 or 1:01.5."),
             ("none.flv", 404, "There is no such film."), ("text.flv", 415, "This is not an FLV file."),
-            ("empty.flv", 415, "This is not an FLV file."), ("../outside.flv", 404, None))
+            ("empty.flv", 415, "This is not an FLV file."), ("empty.flv?info", 415, "This is not an FLV file."),
+            ("no-media.flv", 415, "This film has neither audio nor video."),
+            ("%C3%A4'%22%23%3F.flv?start=4", 200, None), ("%2e%2e/outside.flv", 404, None), ("none/", 404, None))
         for address, status, what in cases:
             with self.subTest(address=address):
                 out = self.curl(address, "-D", "-", "-o", "/dev/null" if status == 200 else "-").decode(errors="replace")
@@ -205,6 +123,9 @@ class ServerTest(unittest.TestCase):
             for address in ("tour.flv", "tour.flv?start=4", "tour.flv?info"):
                 self.assertEqual(self.fetch(address, headers={name: value})[0], 304)
         self.assertEqual(self.fetch("tour.flv", headers={"If-None-Match": '"another"'})[0], 200)
+        self.assertEqual(self.fetch("text.flv", method="HEAD")[::2], (415, b""))
+        # A range of bytes has no meaning in a part: the film comes whole.
+        self.assertEqual(self.fetch("tour.flv", headers={"Range": "bytes=100-"})[::2], (200, self.fetch("tour.flv")[2]))
         self.assertEqual(self.fetch("tour.flv", method="POST")[0], 405)
 
     def test_info_describes_the_film(self):
@@ -219,25 +140,44 @@ class ServerTest(unittest.TestCase):
 
     # RTMP
 
-    def test_rtmp_seeks_and_pauses(self):
+    def test_rtmp_seeks_after_the_end(self):
         tags = self.films["tour.flv"][1]
         client = self.client("tour.flv")
-        seen = client.until("NetStream.Play.Complete")
-        self.assert_tags([tag for tag in seen if isinstance(tag, flv.Tag)], tags)
-        for start in (8100, 0, 5500):
+        self.assert_tags(client.until("NetStream.Play.Complete"), tags)
+        for start in (8100, 0, 3_600_000, 5500):
             with self.subTest(start=start):
-                client.seek(start)
-                before = client.until("NetStream.Seek.Notify")
-                self.assertEqual([item for item in before if isinstance(item, str)], ["NetStream.Play.Stop"])
-                seen = client.until("NetStream.Play.Complete")
-                begin, expected = flv.part(tags, start)
-                self.assertEqual(seen[0], "metadata")
-                self.assert_tags([tag for tag in seen if isinstance(tag, flv.Tag)], expected, begin)
+                self.assert_seeks(client, start, "NetStream.Play.Stop")
+                begin, expected = flv.part(tags, start) if start < 10_000 else (0, [])
+                self.assert_tags(client.until("NetStream.Play.Complete"), expected, begin)
+        # "Complete" came only once.
+        self.assert_seeks(client, 0, "NetStream.Play.Stop")
+
+    def test_rtmp_seeks_and_pauses_during_play(self):
+        tags = self.films["tour.flv"][1]
+        # The film is paced, so it waits for its time when a seek comes.
+        client = self.client("tour.flv", buffer=1)
+        for start in (5500, 100, 8100):
+            self.assertIsInstance(client.until_frame(), flv.Tag)
+            self.assert_seeks(client, start)
+        client.pause(True)
+        seen = client.until("NetStream.Pause.Notify")
+        # A player that is paused shows the picture at the new place only after the pause.
+        client.pause(False)
+        seen += client.until("NetStream.Unpause.Notify") + client.until("NetStream.Play.Complete")
+        begin, expected = flv.part(tags, 8100)
+        self.assert_tags(seen, expected, begin)
+        self.assert_seeks(client, 0, "NetStream.Play.Stop")
+
+    def assert_seeks(self, client, start, *statuses):
+        """Of all that was sent before the seek, only these statuses are left to come."""
+        client.seek(start)
+        seen = client.until("NetStream.Seek.Notify")
+        self.assertEqual([item for item in seen if str(item).startswith("NetStream")], list(statuses))
 
     def test_play_with_a_duration_ends_there(self):
         seen = self.client("tour.flv start=4000 stop=6500").until("NetStream.Play.Complete")
         expected = [tag for tag in flv.part(self.films["tour.flv"][1], 4000)[1] if tag.time < 2500]
-        self.assert_tags([tag for tag in seen if isinstance(tag, flv.Tag)], expected)
+        self.assert_tags(seen, expected)
 
     def test_pause_loses_and_repeats_nothing(self):
         # What is beyond the buffer is not sent before the pauses.
@@ -248,12 +188,19 @@ class ServerTest(unittest.TestCase):
             seen += client.until(f"NetStream.{'Pause' if is_paused else 'Unpause'}.Notify")
         self.assertNotIn("NetStream.Play.Complete", seen)
         seen += client.until("NetStream.Play.Complete")
-        self.assert_tags([tag for tag in seen if isinstance(tag, flv.Tag)], self.films["tour.flv"][1])
+        self.assert_tags(seen, self.films["tour.flv"][1])
 
     def test_rtmp_stays_in_the_folder_and_leaves_others_alone(self):
-        self.assertEqual(self.rtmpdump("../outside.flv", 0), b"")
-        self.assertEqual(self.rtmpdump("text.flv", 0), b"")
-        self.assertGreater(len(self.rtmpdump("sorenson.flv", 0, app="own")), 100_000)
+        # The film is there; it is one folder above.
+        not_found, failed = "NetStream.Play.StreamNotFound", "NetStream.Play.Failed"
+        for name, status in (("../outside.flv", not_found), ("../films/../outside.flv", not_found),
+                             ("mp4:../outside.mp4", not_found), ("none.flv", not_found), ("text.flv", failed),
+                             ("no-media.flv", failed)):
+            with self.subTest(name=name):
+                data, log = self.rtmpdump(name, verbosity="-V")
+                self.assertEqual(data, b"")
+                self.assertIn(status, log)
+        self.assertGreater(len(self.rtmpdump("sorenson.flv", app="own")[0]), 100_000)
 
     def test_plain_edges_share_what_the_origin_reads(self):
         # 100 viewers of one scene, who start at different times, behind two caches.
@@ -274,88 +221,6 @@ class ServerTest(unittest.TestCase):
         # Each edge asks once for each other time.
         self.assertLessEqual(len(log), 2 + 2 * 9)
 
-    # Bad luck
-
-    def test_bad_clients_harm_nobody(self):
-        worker = self.server.workers()
-        request = b"GET /vod/tour.flv HTTP/1.1\r\nHost: x\r\n\r\n"
-        for round_number in range(100 * ROUNDS):
-            for port, greeting in ((self.server.http, request), (self.server.http, os.urandom(300)),
-                                   (self.server.rtmp, b"\3" + os.urandom(1536 + round_number * 40)),
-                                   (self.server.rtmp, os.urandom(5000))):
-                with socket.create_connection(("127.0.0.1", port)) as client:
-                    client.sendall(greeting)
-                    if round_number % 3 == 0:
-                        client.settimeout(1)
-                        try:
-                            client.recv(1000)
-                        except OSError:
-                            pass
-        self.assertEqual(self.fetch("tour.flv")[0], 200)
-        self.assertEqual(self.server.workers(), worker)
-
-    def test_connections_leave_nothing_behind(self):
-        worker = self.server.workers()[0]
-
-        def play(count):
-            for number in range(count):
-                self.assertEqual(self.fetch(f"tour.flv?start={2 * (number % 5)}", method="HEAD")[0], 200)
-            data = [self.fetch("sorenson.flv")[2] for _ in range(20)]
-            self.assertEqual(len(set(data)), 1)
-
-        def descriptors():
-            return len(os.listdir(f"/proc/{worker}/fd"))
-
-        def resident():
-            return int(pathlib.Path(f"/proc/{worker}/statm").read_text().split()[1]) * 4096
-
-        play(200)
-        before, memory = descriptors(), resident()
-        play(1000 * ROUNDS)
-        # nginx closes the last connections soon.
-        self.wait(lambda: descriptors() <= before)
-        # The sanitizer keeps freed memory for a while.
-        if "QBFLV_NGINX_PRELOAD" not in os.environ:
-            self.assertLess(resident() - memory, 4 << 20)
-
-    def test_file_may_change_while_it_plays(self):
-        tour = self.films["tour.flv"][0]
-        for what in ("shrink", "replace", "remove"):
-            with self.subTest(what=what):
-                path = self.server.folder / "films" / f"{what}.flv"
-                path.write_bytes(tour)
-                with urllib.request.urlopen(self.server.film_url(path.name, "slow"), timeout=30) as response:
-                    begin = response.read(1000)
-                    if what == "shrink":
-                        os.truncate(path, 150_000)
-                    elif what == "remove":
-                        path.unlink()
-                    else:
-                        (path.with_suffix(".new")).write_bytes(self.films["sorenson.flv"][0])
-                        path.with_suffix(".new").rename(path)
-                    try:
-                        rest = response.read()
-                    except Exception:
-                        self.assertEqual(what, "shrink")
-                        continue
-                if what != "shrink":
-                    self.assert_tags(flv.media(begin + rest), self.films["tour.flv"][1])
-        self.assertEqual(self.fetch("replace.flv")[2], self.fetch("sorenson.flv")[2])
-
-    def test_reload_with_viewers(self):
-        for _ in range(5 * ROUNDS):
-            slow = urllib.request.urlopen(self.server.film_url("tour.flv", "slow"), timeout=30)
-            client = self.client("tour.flv")
-            self.server.reload()
-            self.assertEqual(self.fetch("tour.flv")[0], 200)
-            self.assert_tags(flv.media(slow.read()), self.films["tour.flv"][1])
-            seen = client.until("NetStream.Play.Complete")
-            self.assert_tags([tag for tag in seen if isinstance(tag, flv.Tag)], self.films["tour.flv"][1])
-            slow.close()
-            client.disconnect()
-        self.wait(lambda: len(self.server.workers()) == 1)
-
 
 if __name__ == "__main__":
-    MODULES, SAMPLES = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2])
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)
+    main()

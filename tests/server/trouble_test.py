@@ -1,0 +1,195 @@
+"""Clients, files and administrators that cause trouble for the modules inside nginx:
+trouble_test.py MODULES SAMPLES [TEST…]
+
+QBFLV_RELOADS (50) and QBFLV_CONNECTIONS (10000) say how much is repeated.
+"""
+
+import collections
+import http.client
+import os
+import random
+import socket
+import time
+import urllib.request
+
+import flv
+from films import long_tags
+from server_case import IS_SANITIZED, ServerCase, main
+
+RELOADS = int(os.environ.get("QBFLV_RELOADS", "50"))
+CONNECTIONS = int(os.environ.get("QBFLV_CONNECTIONS", "2000" if IS_SANITIZED else "10000"))
+
+
+def request(name, version="1.1"):
+    return f"GET /vod/{name} HTTP/{version}\r\nHost: x\r\n\r\n".encode()
+
+
+class TroubleTest(ServerCase):
+    @classmethod
+    def more_films(cls):
+        # More than the sockets and queues between server and client hold.
+        long = long_tags()
+        return {"long.flv": (flv.write(long), long)}
+
+    def connect(self, port, greeting=b""):
+        client = socket.create_connection(("127.0.0.1", port), timeout=60)
+        self.addCleanup(client.close)
+        client.sendall(greeting)
+        return client
+
+    def open(self, name, location="vod"):
+        return urllib.request.urlopen(self.server.film_url(name, location), timeout=60)
+
+    # Clients
+
+    def test_bad_clients_harm_nobody(self):
+        worker = self.server.workers()
+        noise = random.Random(1)
+        for round_number in range(100):
+            greetings = ((self.server.http, request("long.flv")), (self.server.http, noise.randbytes(300)),
+                         (self.server.http, request("tour.flv?start=" + "9" * round_number)),
+                         # The second part of the handshake, and then messages.
+                         (self.server.rtmp, b"\3" + noise.randbytes(1536 + round_number * 40)),
+                         (self.server.rtmp, noise.randbytes(5000)))
+            for port, greeting in greetings:
+                with self.connect(port, greeting) as client:
+                    if round_number % 3 == 0:
+                        client.settimeout(0.2)
+                        try:
+                            client.recv(1000)
+                        except OSError:
+                            pass
+        self.assertEqual(self.fetch("tour.flv")[0], 200)
+        self.assertEqual(self.server.workers(), worker)
+
+    def test_commands_come_in_any_order(self):
+        worker = self.server.workers()
+        before = self.server.descriptors(worker[0])
+        noise = random.Random(2)
+        for _ in range(100):
+            client = self.client(noise.choice(("tour.flv", "long.flv", "audio-only.flv")), buffer=noise.choice((1, 3600)))
+            for _ in range(12):
+                when = noise.choice((0, 5500, 9000, -1, 1e9, 1e300, float("nan")))
+                commands = (("seek", when), ("pause", True, when), ("pause", False, when), ("closeStream",),
+                            ("deleteStream", 1), ("play", noise.choice(("tour.flv", "text.flv", "../a")), when / 1000),
+                            ("play", "sorenson.flv", when, noise.choice((-1, 0, 2, 1e300))), ("receiveVideo", False))
+                if not client.command(*noise.choice(commands)):
+                    break
+                time.sleep(noise.choice((0, 0.001, 0.01)))
+            client.disconnect()
+        self.wait(lambda: self.server.descriptors(worker[0]) <= before)
+        self.assert_tags(self.client("tour.flv").until("NetStream.Play.Complete"), self.films["tour.flv"][1])
+        self.assertEqual(self.server.workers(), worker)
+
+    def test_slow_clients_lose_nothing(self):
+        tags = self.more["long.flv"][1]
+        part = flv.part(tags, 4000)[1]
+        with self.open("long.flv?start=4") as over_http:
+            over_rtmp = self.client("long.flv start=4000")
+            # Meanwhile the sockets and the queue get full.
+            time.sleep(2)
+            self.assert_tags(flv.media(over_http.read()), part)
+            self.assert_tags(over_rtmp.until("NetStream.Play.Complete"), part)
+
+    def test_stalled_clients_are_let_go(self):
+        worker = self.server.workers()[0]
+        before = self.server.descriptors(worker)
+        for _ in range(5):
+            self.connect(self.server.http, request("long.flv"))
+            self.connect(self.server.http, request("long.flv")[:20])
+            self.connect(self.server.rtmp, b"\3" + bytes(1000))
+            self.client("long.flv")
+        self.assertGreaterEqual(self.server.descriptors(worker), before + 20)
+        self.wait(lambda: self.server.descriptors(worker) <= before)
+
+    def test_connections_leave_nothing_behind(self):
+        worker = self.server.workers()[0]
+
+        answers = (("tour.flv?start=8", b" 200 "), ("tour.flv?start=5", b" 302 "), ("tour.flv?start=11", b" 416 "),
+                   ("sorenson.flv", b" 200 "))
+
+        def visit(number):
+            if number % 5 == 4:
+                self.client("tour.flv", buffer=1).close()
+                return
+            name, status = answers[number % 5]
+            with self.connect(self.server.http, request(name, "1.0")) as client:
+                self.assertIn(status, client.recv(1000))
+                # The last one goes in the middle of the film.
+                while number % 5 < 3 and client.recv(1 << 16):
+                    pass
+
+        for number in range(CONNECTIONS // 10):
+            visit(number)
+        before, memory = self.server.descriptors(worker), self.server.resident(worker)
+        for number in range(CONNECTIONS):
+            visit(number)
+        # nginx closes the last connections soon.
+        self.wait(lambda: self.server.descriptors(worker) <= before)
+        # The sanitizer keeps freed memory for a while; it finds leaks when the worker ends.
+        if not IS_SANITIZED:
+            self.assertLess(self.server.resident(worker) - memory, 4 << 20)
+
+    # Files
+
+    def test_file_may_change_while_it_plays(self):
+        data, tags = self.more["long.flv"]
+        for what in ("shrink", "replace", "remove"):
+            path = self.server.folder / "films" / f"{what}.flv"
+            path.write_bytes(data)
+            whole, part = self.open(path.name), self.open(f"{path.name}?start=4")
+            over_rtmp = self.client(path.name)
+            # No client has taken anything yet, so most of the film is still to be read.
+            if what == "shrink":
+                os.truncate(path, len(data) * 3 // 4)
+            elif what == "remove":
+                path.unlink()
+            else:
+                path.with_suffix(".new").write_bytes(self.films["sorenson.flv"][0])
+                path.with_suffix(".new").rename(path)
+            for response, expected in ((whole, tags), (part, flv.part(tags, 4000)[1])):
+                with self.subTest(what=what, url=response.url), response:
+                    if what == "shrink":
+                        # It must not look complete.
+                        self.assertRaises(http.client.IncompleteRead, response.read)
+                    else:
+                        self.assert_tags(flv.media(response.read()), expected)
+            with self.subTest(what=what, protocol="RTMP"):
+                seen = [item for item in over_rtmp.until("NetStream.Play.Complete") if isinstance(item, flv.Tag)]
+                self.assertLess(len(tags) // 2, len(seen))
+                self.assertEqual(len(seen) < len(tags), what == "shrink")
+                self.assertEqual(set(seen) - set(tags), set())
+        self.assertEqual(self.fetch("replace.flv")[2], self.fetch("sorenson.flv")[2])
+        self.assertEqual(self.fetch("remove.flv")[0], 404)
+
+    # Administrators
+
+    def test_reload_with_viewers(self):
+        tags = self.films["tour.flv"][1]
+        master = self.server.process.pid
+        viewers = collections.deque()
+
+        def finish():
+            slow, client = viewers.popleft()
+            with slow:
+                self.assert_tags(flv.media(slow.read()), tags)
+            self.assert_tags(client.until("NetStream.Play.Complete"), tags)
+            client.close()
+
+        self.server.reload()
+        before = self.server.descriptors(master)
+        for _ in range(RELOADS):
+            # They keep their worker for some seconds, so that several generations are at work.
+            viewers.append((self.open("tour.flv", "slow"), self.client("tour.flv")))
+            self.server.reload()
+            self.assertEqual(self.fetch("tour.flv?start=4")[0], 200)
+            if len(viewers) > 8:
+                finish()
+        while viewers:
+            finish()
+        self.wait(lambda: len(self.server.workers()) == 1)
+        self.assertLessEqual(self.server.descriptors(master), before)
+
+
+if __name__ == "__main__":
+    main()
