@@ -18,16 +18,21 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" 
 import flv  # noqa: E402
 from rtmp_client import Client  # noqa: E402
 from server import Server  # noqa: E402
+from server_viewers import watch_over_http, watch_over_rtmp  # noqa: E402
 
 ROUNDS = int(os.environ.get("QBFLV_BENCH_ROUNDS", "5"))
 STALLED = int(os.environ.get("QBFLV_BENCH_STALLED", "1000"))
+VIEWERS = int(os.environ.get("QBFLV_BENCH_VIEWERS", "1000"))
+VIEWERS_SECONDS = int(os.environ.get("QBFLV_BENCH_SECONDS", "20"))
 FILM = "film.flv"
 
 
 class Bench:
     def __init__(self, modules, film):
         self.film = film
-        self.packets = len(flv.media(film))
+        tags = flv.media(film)
+        self.packets = len(tags)
+        self.seconds = tags[-1].time / 1000
         self.server = Server(modules, {FILM: film, "list.flv": film})
         self.processors = sorted(os.sched_getaffinity(0))
         os.sched_setaffinity(0, set(self.processors[1:]) or {self.processors[0]})
@@ -78,13 +83,35 @@ class Bench:
         return {name: {"user_us": round(user, 3), "system_us": round(system, 3), "us": round(user + system, 3),
                        "packets": packets} for name, (user, system, packets) in best.items()}
 
-    def stalled(self, connect):
-        """KiB of the worker for each viewer that takes nothing."""
-        # A worker that has not freed anything yet, and knows the film.
+    def new_worker(self):
+        """A worker that has not freed anything yet, and knows the film."""
         self.server.reload()
         self.server.wait(lambda: len(self.server.workers()) == 1, "the old worker stays")
         self.pin_worker()
         self.http("vod")
+
+    def paced(self):
+        """Of the worker with many viewers at once: per cent of the processor, and how late their packets come."""
+        def measure(action):
+            before, begin = sum(self.processor_time()), time.monotonic()
+            action()
+            seconds, used = time.monotonic() - begin, sum(self.processor_time()) - before
+            packets = VIEWERS * seconds * self.packets / self.seconds
+            return {"processor_percent": round(used / seconds * 100, 1), "us": round(used * 1e6 / packets, 2)}
+
+        results = {}
+        for name, location in (("HTTP, this module", "vod"), ("HTTP, sendfile", "plain")):
+            self.new_worker()
+            results[name] = watch_over_http(VIEWERS, self.server.http, f"/{location}/{FILM}",
+                                            len(self.film) / self.seconds, measure, VIEWERS_SECONDS)
+        for name, application in (("RTMP, this module", "vod"), ("RTMP, nginx's own reader", "own")):
+            self.new_worker()
+            results[name] = watch_over_rtmp(VIEWERS, f"{self.rtmp}/{application}/{FILM}", measure, VIEWERS_SECONDS)
+        return results
+
+    def stalled(self, connect):
+        """KiB of the worker for each viewer that takes nothing."""
+        self.new_worker()
         before = self.resident()
         viewers = [connect() for _ in range(STALLED)]
         time.sleep(1)
@@ -148,7 +175,8 @@ def main():
     modules, film, out = sys.argv[1:]
     bench = Bench(pathlib.Path(modules).resolve(), pathlib.Path(film).read_bytes())
     try:
-        results = {"packets": bench.packets, "seek": bench.seek_times(), "cost": bench.costs()}
+        results = {"packets": bench.packets, "seek": bench.seek_times(), "cost": bench.costs(),
+                   "paced": bench.paced()}
         results["stalled_kib"] = {
             "HTTP, this module": bench.stalled_http("vod"), "HTTP, sendfile": bench.stalled_http("plain"),
             "RTMP, this module": bench.stalled_rtmp("vod"), "RTMP, nginx's own reader": bench.stalled_rtmp("own")}
