@@ -23,6 +23,10 @@ function sizeText(bytes) {
   return bytes < 1e6 ? `${Math.ceil(bytes / 1e3)} kB` : `${(bytes / 1e6).toFixed(1)} MB`;
 }
 
+function showTime(seconds) {
+  byId("time").textContent = `${timeText(seconds)} / ${timeText(film ? film.duration : 0)}`;
+}
+
 function say(text, isError = false) {
   byId("message").textContent = text;
   byId("message").classList.toggle("error", isError);
@@ -56,17 +60,19 @@ function openPart(url, wantsToPlay) {
   if (wantsToPlay) player.play()?.catch(() => {});
 }
 
-async function seek(seconds) {
+async function seek(seconds, plays = false) {
   if (!film) return;
   const number = ++request;
   const name = film.name;
-  const wantsToPlay = !video.paused || film.start === null;
   const target = Math.min(Math.max(seconds, 0), Math.max(film.duration - 0.1, 0));
   position.value = target;
+  showTime(target);
   try {
     const response = await fetch(address(name, target > 0 ? `?start=${target.toFixed(3)}` : ""), { method: "HEAD" });
     if (number !== request) return;
     if (!response.ok) throw new Error(`The film cannot start there (${response.status}).`);
+    // The viewer may have paused or started it meanwhile.
+    const wantsToPlay = plays || !video.paused;
     closePart();
     film.start = Number(response.headers.get("X-Content-Start") || 0);
     say(name);
@@ -78,8 +84,7 @@ async function seek(seconds) {
 }
 
 function setEnabled(isEnabled) {
-  position.disabled = !isEnabled;
-  byId("play").disabled = !isEnabled;
+  for (const control of [position, byId("play"), byId("whole")]) control.disabled = !isEnabled;
   if (!isEnabled) showState(true);
 }
 
@@ -93,7 +98,7 @@ async function choose(name, button) {
   closePart();
   film = null;
   position.value = 0;
-  byId("time").textContent = "0:00 / 0:00";
+  showTime(0);
   setEnabled(false);
   for (const other of document.querySelectorAll("#list button")) other.removeAttribute("aria-current");
   button.setAttribute("aria-current", "true");
@@ -105,7 +110,7 @@ async function choose(name, button) {
     film = { name, duration: (await response.json()).duration, start: null };
     position.max = film.duration;
     setEnabled(true);
-    await seek(0);
+    await seek(0, true);
   } catch (error) {
     if (number === request) say(error instanceof TypeError ? "The server does not answer." : error.message, true);
   }
@@ -150,23 +155,31 @@ const now = () => (film && film.start !== null ? film.start + video.currentTime 
 
 function togglePlay() {
   if (!film) return;
-  if (video.ended) seek(0);
+  if (video.ended) seek(0, true);
   else if (video.paused) video.play().catch(() => {});
   else video.pause();
 }
 
+function toggleWholeScreen() {
+  if (document.fullscreenElement) document.exitFullscreen();
+  else byId("player").requestFullscreen().catch(() => {});
+}
+
 let isDragging = false;
-position.addEventListener("input", () => { isDragging = true; byId("time").textContent = timeText(position.value); });
+position.addEventListener("input", () => { isDragging = true; showTime(position.value); });
 position.addEventListener("change", () => { isDragging = false; seek(Number(position.value)); });
 video.addEventListener("timeupdate", () => {
   if (!film || isDragging) return;
   position.value = now();
-  byId("time").textContent = `${timeText(now())} / ${timeText(film.duration)}`;
+  showTime(now());
 });
 for (const event of ["play", "pause", "ended"]) {
   video.addEventListener(event, () => showState(video.paused));
 }
 byId("play").addEventListener("click", togglePlay);
+byId("whole").addEventListener("click", toggleWholeScreen);
+// Phones that play full screen by themselves do not let the page do it.
+byId("whole").hidden = !document.fullscreenEnabled;
 video.addEventListener("click", togglePlay);
 
 document.addEventListener("keydown", (event) => {
@@ -176,6 +189,8 @@ document.addEventListener("keydown", (event) => {
     ArrowLeft: () => seek(now() - 10),
     ArrowRight: () => seek(now() + 10),
     Home: () => seek(0),
+    f: toggleWholeScreen,
+    m: () => { video.muted = !video.muted; },
   };
   if (!isOnButton) actions[" "] = togglePlay;
   const action = actions[event.key];

@@ -18,6 +18,7 @@ try {
 
   const state = () => page.evaluate(() => ({
     time: now(), paused: video.paused, width: video.videoWidth, played: video.currentTime,
+    ended: video.ended, shown: byId("time").textContent,
     message: byId("message").textContent, isError: byId("message").classList.contains("error"),
   }));
   const choose = (name) => page.evaluate((wanted) => {
@@ -52,11 +53,19 @@ try {
   await page.keyboard.press(" ");
   await until("space pauses", (now) => now.paused);
   await page.keyboard.press("Home");
-  await until("home starts again", (now) => now.time < 0.5);
+  await until("home starts again", (now) => now.time < 0.5 && now.shown === "0:00 / 0:10" && now.paused);
+  await seekTo(9.5);
+  await page.keyboard.press(" ");
+  await until("the film ends", (now) => now.ended);
+  await page.keyboard.press(" ");
+  await until("space plays it again", (now) => now.played > 0.1 && now.time < 3 && !now.paused);
+  await seekTo(5);
+  await until("the film goes on", (now) => now.time > 4.5);
   await page.screenshot({ path: `${screenshots}/page-desktop.png` });
 
   await choose("broken");
   await until("an error is shown in words", (now) => now.isError && now.message === "This is not an FLV file.");
+  await page.screenshot({ path: `${screenshots}/page-error.png` });
   await page.setViewport({ width: 390, height: 780 });
   await page.emulateMediaFeatures([{ name: "prefers-color-scheme", value: "dark" }]);
   const overflow = await page.evaluate(() => document.documentElement.scrollWidth - window.innerWidth);
