@@ -19,11 +19,11 @@ daemon off; worker_processes 1; pid {folder}/nginx.pid; error_log {folder}/error
 events {{ worker_connections 2048; }}
 http {{
   log_format addresses "$status $request_uri"; access_log off; aio threads; {temporary}
-  send_timeout 15s; client_header_timeout 15s;
+  send_timeout {timeout}s; client_header_timeout {timeout}s;
   server {{
     listen 127.0.0.1:{http};
     location /origin/ {{ alias {folder}/films/; qbflv; access_log {folder}/origin.log addresses; }}
-    location /vod/ {{ alias {folder}/films/; qbflv; {location} }}
+    location /vod/ {{ alias {folder}/films/; qbflv; }}
     location /slow/ {{ alias {folder}/films/; qbflv; limit_rate 100k; }}
     location /blocking/ {{ alias {folder}/films/; qbflv; aio off; qbflv_redirect off; }}
     location /own/ {{ alias {folder}/films/; flv; }}
@@ -31,7 +31,7 @@ http {{
   }}
   {edges}
 }}
-rtmp {{ server {{ listen 127.0.0.1:{rtmp}; timeout 15s;
+rtmp {{ server {{ listen 127.0.0.1:{rtmp}; timeout {timeout}s;
   application vod {{ play {folder}/films; qbflv on; }}
   application own {{ play {folder}/films; }}
 }} }}
@@ -60,7 +60,8 @@ def free_ports(count):
 
 
 class Server:
-    def __init__(self, modules, films, location=""):
+    def __init__(self, modules, films, timeout=15):
+        """timeout: in s, after which clients that take nothing are dropped."""
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="qbflv-server-"))
         (self.folder / "films").mkdir()
         for name, data in films.items():
@@ -72,8 +73,7 @@ class Server:
                         for number, port in enumerate(self.edges))
         kinds = ("client_body", "proxy", "fastcgi", "uwsgi", "scgi")
         text = CONFIGURATION.format(
-            modules=modules, folder=self.folder, http=self.http, rtmp=self.rtmp, location=location,
-            edges=edges,
+            modules=modules, folder=self.folder, http=self.http, rtmp=self.rtmp, timeout=timeout, edges=edges,
             user="user root;" if os.geteuid() == 0 else "",
             temporary=" ".join(f"{kind}_temp_path {self.folder}/{kind};" for kind in kinds))
         (self.folder / "nginx.conf").write_text(text)
