@@ -87,8 +87,10 @@ class Server:
             (self.folder / "leaks").write_text("leak:ngx_alloc\nleak:ngx_memalign\n")
             environment["LSAN_OPTIONS"] = f"suppressions={self.folder}/leaks:print_suppressions=0"
         self.errors = open(self.folder / "stderr.log", "wb")
+        # nginx ends with this process, also when that is killed.
         self.process = subprocess.Popen(
-            ["nginx", "-e", "stderr", "-c", self.folder / "nginx.conf"], env=environment, stderr=self.errors)
+            ["setpriv", "--pdeathsig", "TERM", "nginx", "-e", "stderr", "-c", self.folder / "nginx.conf"],
+            env=environment, stderr=self.errors)
         self.wait(lambda: self.workers(), "nginx does not start")
         self.wait(self.answers, "nginx does not answer")
 
