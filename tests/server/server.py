@@ -146,8 +146,9 @@ class Server:
         return f"http://127.0.0.1:{self.http}/{location}/{name}"
 
     def close(self):
-        self.process.terminate()
-        self.process.wait(30)
+        # Others than TERM let workers take their time: nginx kills them after a second, and a sanitizer looks for leaks then.
+        self.process.send_signal(signal.SIGQUIT)
+        self.process.wait(60)
         self.errors.close()
         faults = self.faults()
         shutil.rmtree(self.folder)
