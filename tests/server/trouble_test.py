@@ -190,6 +190,23 @@ class TroubleTest(ServerCase):
         self.wait(lambda: len(self.server.workers()) == 1)
         self.assertLessEqual(self.server.descriptors(master), before)
 
+    def test_reload_waits_for_the_pass_over_a_film(self):
+        # Requests whose films are being read by the thread pool when their worker is told to go.
+        data = self.more["long.flv"][0]
+        for round_number in range(10):
+            names = [f"new-{round_number}-{number}.flv" for number in range(12)]
+            for name in names:
+                (self.server.folder / "films" / name).write_bytes(data)
+            self.server.reload()
+            # nginx tells the old worker 0.1 s after the new one has started.
+            clients = []
+            for name in names:
+                clients.append(self.connect(self.server.http, request(f"{name}?info", "1.0")))
+                time.sleep(0.015)
+            for client, name in zip(clients, names):
+                self.assertIn(b" 200 OK\r\n", client.recv(1000))
+                (self.server.folder / "films" / name).unlink()
+
 
 if __name__ == "__main__":
     main()
