@@ -8,6 +8,9 @@ namespace qbflv::server {
 
 namespace {
 
+/// Interval of the timer that runs while a task does, in ms.
+constexpr ngx_msec_t kTaskTimer = 60'000;
+
 struct Task {
   ngx_thread_task_t task{};
   std::function<void()> work;
@@ -25,10 +28,18 @@ bool PoolTasks::Run(std::function<void()> work, std::function<void()> done) {
   task->task.event.data = task.get();
   task->task.event.log = ngx_cycle->log;
   task->task.event.handler = [](ngx_event_t* event) {
+    if (event->timedout != 0) {
+      event->timedout = 0;
+      ngx_add_timer(event, kTaskTimer);
+      return;
+    }
+    if (event->timer_set != 0) ngx_del_timer(event);
     const std::unique_ptr<Task> finished(static_cast<Task*>(event->data));
     finished->done();
   };
   if (ngx_thread_task_post(m_pool, &task->task) != NGX_OK) return false;
+  // A worker that shuts down exits when no timers are left, and would drop the requests that wait for the task.
+  ngx_add_timer(&task->task.event, kTaskTimer);
   task.release();  // NOLINT(bugprone-unused-return-value): the event's handler owns it
   return true;
 }
