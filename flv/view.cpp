@@ -48,14 +48,34 @@ std::int64_t View::ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) c
 }
 
 SharedBytes View::Share(std::uint64_t offset) const {
-  if (offset < m_layout->Head().size() || offset >= m_layout->TailBegin()) return {};
+  if (!IsInPiece(offset)) return {};
   const Piece& piece = FindPiece(offset);
   const std::uint64_t inPiece = offset - piece.begin;
-  if (piece.isPatched || inPiece < kSizeFieldSize) return {};
-  const std::uint64_t skipped = inPiece - kSizeFieldSize;
-  SharedBytes shared = m_source->Share(piece.source + skipped);
-  shared.size = std::min(shared.size, piece.size - skipped);
+  if (inPiece < kSizeFieldSize) return {};
+  const std::uint64_t place = piece.source + inPiece - kSizeFieldSize;
+  const std::uint64_t end = piece.isPatched ? EndOfBody(piece, place) : piece.source + piece.size;
+  if (place >= end) return {};
+  SharedBytes shared = m_source->Share(place);
+  shared.size = std::min(shared.size, end - place);
   return shared;
+}
+
+std::optional<std::uint64_t> View::FileOffset(std::uint64_t offset) const {
+  if (!IsInPiece(offset)) return std::nullopt;
+  const Piece& piece = FindPiece(offset);
+  return piece.source + std::max<std::uint64_t>(offset - piece.begin, kSizeFieldSize) - kSizeFieldSize;
+}
+
+bool View::IsInPiece(std::uint64_t offset) const {
+  return offset >= m_layout->Head().size() && offset < m_layout->TailBegin();
+}
+
+/// Bodies are the same in a piece whose headers differ. place: in the file. 0 if it is in no body.
+std::uint64_t View::EndOfBody(const Piece& piece, std::uint64_t place) const {
+  const FileFacts& facts = m_layout->Facts();
+  const std::uint32_t next = facts.TagAt(place + 1);
+  if (next == piece.firstTag || place < facts.TagOffset(next - 1) + kTagHeaderSize) return 0;
+  return next == piece.endTag ? piece.source + piece.size : facts.TagOffset(next) - kSizeFieldSize;
 }
 
 /// Returns the piece that contains offset. REQUIRES: there is one.

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "flv/byte_source.h"
@@ -22,12 +23,17 @@ class View final : public ByteSource {
   std::uint64_t Size() const override { return m_layout->Size(); }
   SharedBytes Share(std::uint64_t offset) const override;
 
+  /// Where the byte stands in the file; in front of a piece, where the piece does. Empty for what the layout has made.
+  std::optional<std::uint64_t> FileOffset(std::uint64_t offset) const;
+
   const ViewLayout& Layout() const { return *m_layout; }
   const std::shared_ptr<const ViewLayout>& SharedLayout() const { return m_layout; }
 
  private:
   using Piece = ViewLayout::Piece;
 
+  bool IsInPiece(std::uint64_t offset) const;
+  std::uint64_t EndOfBody(const Piece& piece, std::uint64_t place) const;
   const Piece& FindPiece(std::uint64_t offset) const;
   std::int64_t ReadPiece(const Piece& piece, std::uint64_t offset, std::span<std::uint8_t> bytes) const;
   bool Patch(const Piece& piece, std::uint64_t begin, std::span<std::uint8_t> bytes) const;

@@ -5,13 +5,13 @@
 #include <string>
 
 #include "nginx/common/text.h"
-#include "nginx/playback/stream_file.h"
 
 namespace qbflv::server {
 
 namespace {
 
 constexpr size_t kDefaultFilms = 64 * 1024 * 1024;
+constexpr size_t kDefaultReadAhead = 1024 * 1024;
 constexpr size_t kSmallestReadAhead = 4096;
 constexpr size_t kLargestReadAhead = 16 * 1024 * 1024;
 
@@ -32,7 +32,7 @@ char* CompleteOptions(ngx_conf_t* cf, void* unset) {
   auto& options = *static_cast<WorkerOptions*>(unset);
   if (options.plugin.len == 0) options.plugin = StaticText(QBFLV_DEFAULT_PLUGIN);
   ngx_conf_init_size_value(options.films, kDefaultFilms);
-  ngx_conf_init_size_value(options.readAhead, StreamFile::kDefaultReadAhead);
+  ngx_conf_init_size_value(options.readAhead, kDefaultReadAhead);
   if (options.readAhead >= kSmallestReadAhead && options.readAhead <= kLargestReadAhead) return NGX_CONF_OK;
   ngx_conf_log_error(NGX_LOG_EMERG, cf, 0, "\"qbflv_read_ahead\" must be from 4k to 16m");
   return static_cast<char*>(NGX_CONF_ERROR);
@@ -42,7 +42,7 @@ void StartEngine(ngx_cycle_t* cycle, const WorkerOptions& options) {
   if (options.isUsed == 0) return;
   try {
     const std::string plugin(reinterpret_cast<const char*>(options.plugin.data), options.plugin.len);
-    g_engine = new Engine(plugin, options.films, static_cast<std::uint32_t>(options.readAhead));
+    g_engine = new Engine(plugin, options.films, options.readAhead);
   } catch (const std::exception& error) {
     ngx_log_error(NGX_LOG_EMERG, cycle->log, 0, "qbflv: %s", error.what());
   }

@@ -18,8 +18,8 @@ namespace qbflv::server {
 
 namespace {
 
-/// Of 64 KiB; then the other clients have their turn.
-constexpr int kBatchesPerTurn = 16;
+/// Of half a MiB at most; then the other clients have their turn.
+constexpr int kBatchesPerTurn = 4;
 
 ngx_http_core_loc_conf_t& CoreLocation(ngx_http_request_t* r) {
   void* const location = ngx_http_get_module_loc_conf(r, ngx_http_core_module);
@@ -29,6 +29,13 @@ ngx_http_core_loc_conf_t& CoreLocation(ngx_http_request_t* r) {
 std::unique_ptr<TaskRunner> MakeTasks(ngx_thread_pool_t* pool) {
   if (pool == nullptr) return std::make_unique<InlineTasks>();
   return std::make_unique<PoolTasks>(pool);
+}
+
+/// With "aio threads" nginx runs each sendfile in a thread, which takes longer than the call itself. What is sent here
+/// was loaded shortly before.
+void SendfileInWorker(ngx_http_request_t* r) {
+  auto* const output = static_cast<ngx_output_chain_ctx_t*>(ngx_http_get_module_ctx(r, ngx_http_copy_filter_module));
+  if (output != nullptr) output->thread_handler = nullptr;
 }
 
 /// The last segment of the path as the client wrote it: a redirect relative to it holds behind any proxy.
@@ -44,6 +51,7 @@ FilmRequest::FilmRequest(ngx_http_request_t* r, Engine& engine, ngx_thread_pool_
     : m_request(r), m_engine(engine), m_tasks(MakeTasks(pool)), m_address(address) {}
 
 void FilmRequest::Open(std::shared_ptr<const flv::FileSource> file, off_t fileSize, time_t fileTime) {
+  m_file = file;
   m_fileSize = fileSize;
   m_fileTime = fileTime;
   m_request->read_event_handler = ngx_http_test_reading;
@@ -108,6 +116,8 @@ ngx_int_t FilmRequest::Redirect(const Part& part) {
 
 ngx_int_t FilmRequest::StartFilm(const Part& part) {
   ngx_http_request_t* const r = m_request;
+  if (!m_playback->Film()) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  m_batch.SetFilm(m_playback->Film(), m_file->Descriptor(), r->connection->log);
   m_start = part.start;
   const std::uint32_t end = std::min(m_address.end.value_or(part.FilmDuration()), part.FilmDuration());
   const std::vector<std::uint8_t> metadata = MakePartMetadata(part, end - part.start);
@@ -144,17 +154,16 @@ bool FilmRequest::AddStartHeader(const Part& part) {
 ngx_int_t FilmRequest::SendBatches() {
   ngx_http_request_t* const r = m_request;
   ngx_event_t* const writing = r->connection->write;
+  if (!m_playback->Film()->IsWhole()) return Break();
   for (int batch = 0; batch < kBatchesPerTurn; ++batch) {
     if (!m_isHandedOver) {
       const Playback::Result result = FillBatch();
-      if (result == Playback::Result::kFailed) {
-        ngx_log_error(NGX_LOG_ERR, r->connection->log, 0, "qbflv: the film cannot be read to its end");
-        return NGX_ERROR;
-      }
+      if (result == Playback::Result::kFailed) return Break();
       if (m_batch.IsEmpty()) return NGX_AGAIN;
       m_isFinished = result == Playback::Result::kEnd;
     }
     const bool isNew = !std::exchange(m_isHandedOver, true);
+    SendfileInWorker(r);
     const ngx_int_t sent = ngx_http_output_filter(r, isNew ? m_batch.Finish(m_isFinished, r == r->main) : nullptr);
     if (sent == NGX_ERROR || m_isFinished) return sent;
     if (!m_batch.IsSent()) return WaitForClient();
@@ -164,6 +173,12 @@ ngx_int_t FilmRequest::SendBatches() {
   }
   ngx_post_event(writing, &ngx_posted_next_events);
   return NGX_AGAIN;
+}
+
+/// The client sees a closed connection, and no complete film.
+ngx_int_t FilmRequest::Break() {
+  ngx_log_error(NGX_LOG_ERR, m_request->connection->log, 0, "qbflv: the film cannot be read to its end");
+  return NGX_ERROR;
 }
 
 Playback::Result FilmRequest::FillBatch() {

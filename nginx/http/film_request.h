@@ -46,11 +46,13 @@ class FilmRequest {
   /// The last result of the playback. kFailed also if the response has not the size that was promised.
   Playback::Result FillBatch();
   ngx_int_t WaitForClient();
+  ngx_int_t Break();
 
   ngx_http_request_t* const m_request;
   Engine& m_engine;
   const std::unique_ptr<TaskRunner> m_tasks;
   const Address m_address;
+  std::shared_ptr<const flv::FileSource> m_file;
   off_t m_fileSize = 0;
   time_t m_fileTime = 0;
   std::unique_ptr<Playback> m_playback;

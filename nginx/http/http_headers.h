@@ -5,4 +5,7 @@
 
 extern "C" {
 #include <ngx_http.h>
+
+// Of nginx, which has no header for it.
+extern ngx_module_t ngx_http_copy_filter_module;
 }

@@ -3,25 +3,31 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "nginx/http/http_headers.h"
+#include "nginx/playback/film_bytes.h"
 #include "nginx/playback/playback.h"
 
 namespace qbflv::server {
 
-/// The chain refers to the bodies' own bytes; the batch keeps them until it is cleared. Use it again when it is sent.
+/// The chain refers to the film's own bytes and keeps what else it refers to until it is cleared. Tags that stand in the
+/// film as the client gets them become one buffer, which nginx sends with sendfile. Use it again when it is sent.
 class OutputBatch {
  public:
   OutputBatch();
   OutputBatch(const OutputBatch&) = delete;
   OutputBatch& operator=(const OutputBatch&) = delete;
 
+  /// Before the first tag. descriptor: of the film's file; stays open as long as this object is used.
+  void SetFilm(std::shared_ptr<const FilmBytes> film, int descriptor, ngx_log_t* log);
+
   std::size_t Bytes() const { return m_bytes; }
   bool IsEmpty() const { return m_used == 0; }
   bool IsFull() const { return m_bytes >= kMostBytes || m_headersUsed == kMostTags; }
   /// Whether nginx has taken all of it.
-  bool IsSent() const { return m_used == 0 || m_buffers[m_used - 1].pos == m_buffers[m_used - 1].last; }
+  bool IsSent() const { return m_used == 0 || ngx_buf_size(&m_buffers[m_used - 1]) == 0; }
   void Clear();
 
   /// start: with the size field behind the metadata; stays as it is until the batch is sent.
@@ -35,16 +41,24 @@ class OutputBatch {
   ngx_chain_t* Finish(bool isLast, bool isMainRequest);
 
  private:
+  /// Of those that do not stand in the film as they are sent.
   static constexpr std::size_t kMostTags = 64;
-  static constexpr std::size_t kMostBytes = 64 * 1024;
+  static constexpr std::size_t kMostBytes = 512 * 1024;
+  /// sendfile is a call of its own for each buffer; fewer bytes are copied faster.
+  static constexpr std::size_t kLeastForSendfile = 16 * 1024;
   /// The size of the tag before, and the header of the next.
   static constexpr std::size_t kBetweenTags = 15;
 
+  bool IsOfFilm(const std::uint8_t* bytes) const;
   void AddBytes(const std::uint8_t* bytes, std::size_t size);
+  void OfferSendfile(ngx_buf_t& buffer);
 
-  std::array<ngx_buf_t, 2 * kMostTags + 2> m_buffers;
-  std::array<ngx_chain_t, 2 * kMostTags + 2> m_links;
+  std::shared_ptr<const FilmBytes> m_film;
+  ngx_file_t m_file{};
+  std::array<ngx_buf_t, 2 * kMostTags + 3> m_buffers;
+  std::array<ngx_chain_t, 2 * kMostTags + 3> m_links;
   std::array<std::array<std::uint8_t, kBetweenTags>, kMostTags + 1> m_headers;
+  /// Those that are no bytes of the film.
   std::vector<ComPtr<IQBBuffer>> m_bodies;
   std::size_t m_used = 0;
   std::size_t m_headersUsed = 0;

@@ -8,20 +8,21 @@
 #include "flv/view_cache.h"
 #include "host/context.h"
 #include "host/plugin_library.h"
+#include "nginx/playback/film_bytes.h"
 
 namespace qbflv::server {
 
 struct Engine {
-  /// films: bytes for the layouts of films that were opened lately. Throws HostError.
-  Engine(const std::filesystem::path& plugin, std::size_t filmBytes, std::uint32_t bytesReadAhead)
-      : library(plugin), context(host::MakeContext()), films(filmBytes), readAhead(bytesReadAhead) {}
+  /// layoutBytes: for the layouts of films that were opened lately. readAhead: bytes of a film that are loaded at once.
+  /// Throws HostError.
+  Engine(const std::filesystem::path& plugin, std::size_t layoutBytes, std::size_t readAhead)
+      : library(plugin), context(host::MakeContext()), layouts(layoutBytes), films(readAhead) {}
 
   host::PluginLibrary library;
   ComPtr<host::Context> context;
-  flv::ViewCache films;
-  std::uint32_t readAhead;
-  /// Whether reads try the system's memory first. Otherwise every read is a task.
-  bool triesPageCache = true;
+  flv::ViewCache layouts;
+  /// For the worker alone.
+  FilmLibrary films;
 };
 
 }  // namespace qbflv::server

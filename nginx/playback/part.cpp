@@ -97,8 +97,8 @@ std::uint32_t Part::FilmDuration() const {
   return film->LatestTime() + std::max(facts.audio.lastDistance, facts.video.lastDistance);
 }
 
-std::optional<Part> FindPart(const flv::FileSource& file, flv::ViewCache& films, std::uint32_t time) {
-  auto film = films.Find(file, FilmOptions());
+std::optional<Part> FindPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time) {
+  auto film = layouts.Find(file, FilmOptions());
   if (!film || film->TagCount() == 0) return std::nullopt;
   if (time > film->LatestTime()) return PastEnd(std::move(film));
   if (time > 0 && !HasKeyFrames(*film)) return std::nullopt;
@@ -106,9 +106,9 @@ std::optional<Part> FindPart(const flv::FileSource& file, flv::ViewCache& films,
   return MakePart(std::move(film), place);
 }
 
-Part LoadPart(const flv::FileSource& file, flv::ViewCache& films, std::uint32_t time) {
+Part LoadPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time) {
   Part part;
-  auto film = films.Get(file, FilmOptions());
+  auto film = layouts.Get(file, FilmOptions());
   if (!film) {
     std::array<std::uint8_t, 1> probe;
     part.state = file.ReadAt(0, probe) < 0 ? Part::State::kUnreadable : Part::State::kNotFlv;

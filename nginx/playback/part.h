@@ -30,10 +30,10 @@ struct Part {
 };
 
 /// Finds a part in what is in memory. Empty if the file must be read for that. Throws std::bad_alloc.
-std::optional<Part> FindPart(const flv::FileSource& file, flv::ViewCache& films, std::uint32_t time);
+std::optional<Part> FindPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time);
 
 /// The same, and reads the file. A film without key frames starts at the last frame at or before the time.
-Part LoadPart(const flv::FileSource& file, flv::ViewCache& films, std::uint32_t time);
+Part LoadPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time);
 
 /// The body of the metadata's tag, without what tells places in the file. duration: in ms.
 std::vector<std::uint8_t> MakePartMetadata(const Part& part, std::uint32_t duration);

@@ -8,7 +8,6 @@
 #include "host/buffer.h"
 #include "host/host_error.h"
 #include "host/request.h"
-#include "nginx/playback/page_cache_source.h"
 
 namespace qbflv::server {
 
@@ -78,14 +77,14 @@ void Playback::Seek(std::uint32_t time) {
   Close();
   m_seek = std::make_shared<int>();
   m_state = State::kLoading;
-  if (auto part = FindPart(*m_source, m_engine.films, time)) {
+  if (auto part = FindPart(*m_source, m_engine.layouts, time)) {
     TakePart(std::move(*part));
     return;
   }
   const auto result = std::make_shared<Part>();
-  const auto work = [file = m_source, &films = m_engine.films, time, result] {
+  const auto work = [file = m_source, &layouts = m_engine.layouts, time, result] {
     try {
-      *result = LoadPart(*file, films, time);
+      *result = LoadPart(*file, layouts, time);
     } catch (...) {
       *result = {};
     }
@@ -106,6 +105,8 @@ void Playback::TakePart(Part part) {
     m_state = State::kEnded;
   else if (m_part.state != Part::State::kPlayable)
     m_state = State::kFailed;
+  else if (m_film = m_engine.films.Get(m_source); !m_film)
+    m_state = State::kFailed;
 }
 
 const Part* Playback::GetPart() {
@@ -116,12 +117,7 @@ const Part* Playback::GetPart() {
 
 void Playback::Open() {
   m_state = State::kOpening;
-  std::shared_ptr<const flv::View> cached;
-  if (m_engine.triesPageCache) {
-    cached = std::make_shared<flv::View>(std::make_shared<PageCacheSource>(m_source), m_part.layout);
-  }
-  auto view = std::make_shared<flv::View>(m_source, m_part.layout);
-  m_file = host::MakeObject<StreamFile>(std::move(cached), std::move(view), m_engine.readAhead, m_tasks);
+  m_file = host::MakeObject<StreamFile>(m_film, m_part.layout, m_tasks);
   m_file->SetListener([this] { OnProgress(); });
   m_sink = host::MakeObject<Sink>(*this);
   m_plugin = m_engine.library.CreateInstance();

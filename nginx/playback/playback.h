@@ -52,6 +52,9 @@ class Playback {
   /// has become shorter since the pass.
   Result Next(MediaTag& tag);
 
+  /// Of a playable part; null if it cannot be read.
+  const std::shared_ptr<FilmBytes>& Film() const { return m_film; }
+
   /// What the plug-in says about the film, from the first result of Next on that is not kPending.
   const host::PropertyList* FileHeader() const { return m_fileHeader.Get(); }
   const std::vector<ComPtr<host::PropertyList>>& StreamHeaders() const { return m_streamHeaders; }
@@ -85,6 +88,7 @@ class Playback {
   /// Changes with each Seek and with the end of this object, so that tasks know whether they still matter.
   std::shared_ptr<int> m_seek;
   Part m_part;
+  std::shared_ptr<FilmBytes> m_film;
   /// Whether something returned kPending, and onReady has not been called since.
   bool m_isAwaited = false;
 

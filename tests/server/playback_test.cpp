@@ -92,11 +92,12 @@ std::vector<Frame> OfStream(const std::vector<Frame>& frames, std::uint8_t type)
 
 class Server {
  public:
-  /// areTasks: whether every read is a task, and not only the pass.
-  explicit Server(bool areTasks = true) { m_engine.triesPageCache = !areTasks; }
+  /// isLate: whether work waits for the event loop.
+  explicit Server(bool isLate = true) : m_isLate(isLate) {}
 
   std::unique_ptr<Playback> Open(const std::filesystem::path& path) {
-    return std::make_unique<Playback>(m_engine, m_tasks, flv::FileSource::Open(path), [this] { ++m_wakes; });
+    server::TaskRunner& tasks = m_isLate ? static_cast<server::TaskRunner&>(m_tasks) : m_inline;
+    return std::make_unique<Playback>(m_engine, tasks, flv::FileSource::Open(path), [this] { ++m_wakes; });
   }
 
   /// Waits as an event loop does: only for what was announced.
@@ -123,6 +124,8 @@ class Server {
  private:
   server::Engine m_engine{QBFLV_PLUGIN_PATH, 1 << 20, 4096};
   LateTasks m_tasks;
+  server::InlineTasks m_inline;
+  const bool m_isLate;
   int m_wakes = 0;
 };
 

@@ -1,0 +1,96 @@
+// The bytes of a film, which all of its viewers share.
+#include "nginx/playback/film_bytes.h"
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <utility>
+
+namespace qbflv::server {
+
+namespace {
+
+/// The system may need the memory for something else when a film was not watched for this long, in s.
+constexpr std::uint32_t kStaysLoaded = 30;
+
+/// In s, never 0. A clock without a system call.
+std::uint32_t Now() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return static_cast<std::uint32_t>(now.tv_sec) + 1;
+}
+
+}  // namespace
+
+std::shared_ptr<FilmBytes> FilmBytes::Map(std::shared_ptr<const flv::FileSource> file, std::size_t loadSize) {
+  auto mapped = MappedFile::Map(file->Descriptor(), static_cast<std::size_t>(file->Size()));
+  if (!mapped) return nullptr;
+  return std::shared_ptr<FilmBytes>(new FilmBytes(std::move(file), std::move(mapped), loadSize));
+}
+
+FilmBytes::FilmBytes(std::shared_ptr<const flv::FileSource> file, std::unique_ptr<const MappedFile> mapped,
+                     std::size_t loadSize)
+    : m_file(std::move(file)),
+      m_mapped(std::move(mapped)),
+      m_blockSize(loadSize),
+      m_loadTimes(m_mapped->Bytes().size() / loadSize + 1) {}
+
+std::int64_t FilmBytes::ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
+  if (offset >= Size()) return 0;
+  const auto wanted = Bytes().subspan(static_cast<std::size_t>(offset));
+  const std::size_t count = std::min(wanted.size(), bytes.size());
+  std::memcpy(bytes.data(), wanted.data(), count);
+  return m_mapped->HasLostBytes() ? kReadFailed : static_cast<std::int64_t>(count);
+}
+
+flv::SharedBytes FilmBytes::Share(std::uint64_t offset) const {
+  if (offset >= Size()) return {};
+  const auto rest = Bytes().subspan(static_cast<std::size_t>(offset));
+  // Whoever shares the bytes does not write to them.
+  return {{shared_from_this(), const_cast<std::uint8_t*>(rest.data())}, rest.size()};
+}
+
+bool FilmBytes::IsLoaded(std::uint64_t offset, std::uint64_t size) const {
+  const Blocks blocks = BlocksOf(offset, size);
+  const std::uint32_t now = Now();
+  for (std::size_t block = blocks.first; block < blocks.end; ++block) {
+    if (m_loadTimes[block] == 0 || now - m_loadTimes[block] > kStaysLoaded) return false;
+  }
+  return true;
+}
+
+bool FilmBytes::Load(std::uint64_t offset, std::uint64_t size) const {
+  const Blocks blocks = BlocksOf(offset, size);
+  const std::size_t count = blocks.end - blocks.first;
+  return count == 0 || (m_mapped->Load(blocks.first * m_blockSize, count * m_blockSize) && IsWhole());
+}
+
+void FilmBytes::SetLoaded(std::uint64_t offset, std::uint64_t size) {
+  const Blocks blocks = BlocksOf(offset, size);
+  std::fill(m_loadTimes.begin() + static_cast<std::ptrdiff_t>(blocks.first),
+            m_loadTimes.begin() + static_cast<std::ptrdiff_t>(blocks.end), Now());
+}
+
+bool FilmBytes::IsWhole() const { return !m_mapped->HasLostBytes() && m_file->Size() >= Size(); }
+
+/// Of what is inside.
+FilmBytes::Blocks FilmBytes::BlocksOf(std::uint64_t offset, std::uint64_t size) const {
+  if (offset >= Size() || size == 0) return {0, 0};
+  const std::uint64_t last = offset + std::min(size, Size() - offset) - 1;
+  return {static_cast<std::size_t>(offset / m_blockSize), static_cast<std::size_t>(last / m_blockSize) + 1};
+}
+
+std::shared_ptr<FilmBytes> FilmLibrary::Get(const std::shared_ptr<const flv::FileSource>& file) {
+  flv::FileIdentity identity;
+  flv::FileKind kind{};
+  if (!file->GetIdentity(identity, kind)) return nullptr;
+  if (const auto known = m_films.find(identity); known != m_films.end()) {
+    if (auto film = known->second.lock()) return film;
+  }
+  std::erase_if(m_films, [](const auto& entry) { return entry.second.expired(); });
+  auto film = FilmBytes::Map(file, m_loadSize);
+  if (film) m_films[identity] = film;
+  return film;
+}
+
+}  // namespace qbflv::server

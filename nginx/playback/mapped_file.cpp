@@ -1,0 +1,131 @@
+// A file in the address space, guarded against the bytes that it may lose.
+#include "nginx/playback/mapped_file.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <mutex>
+
+namespace qbflv::server {
+
+/// They form a list that only grows, so that the handler needs no lock; those of files that are gone are used again.
+struct MappedFile::Guard {
+  std::atomic<std::uintptr_t> begin = 0;
+  /// The same as begin if there is no file.
+  std::atomic<std::uintptr_t> end = 0;
+  std::atomic<bool> hasLostBytes = false;
+  Guard* next = nullptr;
+};
+
+namespace {
+
+using Guard = MappedFile::Guard;
+
+std::atomic<Guard*> g_guards = nullptr;
+/// For those who change the list.
+std::mutex g_mutex;
+struct sigaction g_previous {};
+
+std::uintptr_t PageSize() {
+  static const auto size = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  return size;
+}
+
+Guard* FindGuard(std::uintptr_t address) {
+  for (Guard* guard = g_guards.load(); guard != nullptr; guard = guard->next) {
+    if (address >= guard->begin && address < guard->end) return guard;
+  }
+  return nullptr;
+}
+
+/// Returning repeats the access: with an empty page it succeeds, and otherwise whoever is responsible is called.
+void OnBusError(int signal, siginfo_t* info, void* context) {
+  const int error = errno;
+  const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
+  Guard* const guard = FindGuard(address);
+  if (guard != nullptr) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the page of an address
+    void* const page = reinterpret_cast<void*>(address & ~(PageSize() - 1));
+    guard->hasLostBytes = true;
+    constexpr int kEmpty = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED;
+    if (mmap(page, PageSize(), PROT_READ, kEmpty, -1, 0) != MAP_FAILED) {
+      errno = error;
+      return;
+    }
+  }
+  if ((g_previous.sa_flags & SA_SIGINFO) != 0) {
+    g_previous.sa_sigaction(signal, info, context);
+  } else {
+    sigaction(signal, &g_previous, nullptr);
+  }
+  errno = error;
+}
+
+/// Once in each process. The handler stays, since others may have put theirs in front of it.
+void InstallHandler() {
+  [[maybe_unused]] static const bool isInstalled = [] {
+    PageSize();
+    struct sigaction action {};
+    action.sa_sigaction = OnBusError;
+    action.sa_flags = SA_SIGINFO;
+    sigemptyset(&action.sa_mask);
+    return sigaction(SIGBUS, &action, &g_previous) == 0;
+  }();
+}
+
+Guard& TakeGuard(std::uintptr_t begin, std::size_t size) {
+  const std::lock_guard lock(g_mutex);
+  Guard* guard = g_guards;
+  while (guard != nullptr && guard->begin != guard->end) guard = guard->next;
+  if (guard == nullptr) {
+    guard = new Guard;
+    guard->next = g_guards;
+    g_guards = guard;
+  }
+  guard->hasLostBytes = false;
+  guard->begin = begin;
+  guard->end = begin + size;
+  return *guard;
+}
+
+}  // namespace
+
+std::unique_ptr<MappedFile> MappedFile::Map(int descriptor, std::size_t size) {
+  InstallHandler();
+  void* const memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);
+  if (memory == MAP_FAILED) return nullptr;
+  try {
+    Guard& guard = TakeGuard(reinterpret_cast<std::uintptr_t>(memory), size);
+    const std::span bytes(static_cast<const std::uint8_t*>(memory), size);
+    return std::unique_ptr<MappedFile>(new MappedFile(bytes, guard));
+  } catch (...) {
+    munmap(memory, size);
+    throw;
+  }
+}
+
+MappedFile::~MappedFile() {
+  munmap(const_cast<std::uint8_t*>(m_bytes.data()), m_bytes.size());
+  const std::lock_guard lock(g_mutex);
+  m_guard.end = m_guard.begin.load();
+}
+
+bool MappedFile::Load(std::size_t offset, std::size_t size) const {
+  const std::size_t begin = offset & ~(PageSize() - 1);
+  const std::size_t end = offset + std::min(size, m_bytes.size() - offset);
+  auto* const memory = const_cast<std::uint8_t*>(m_bytes.data()) + begin;
+  while (madvise(memory, end - begin, MADV_POPULATE_READ) != 0) {
+    // A kernel before 5.14 reads when the bytes are touched.
+    if (errno == EINVAL) return true;
+    if (errno != EINTR && errno != EAGAIN) return false;
+  }
+  return true;
+}
+
+bool MappedFile::HasLostBytes() const { return m_guard.hasLostBytes; }
+
+}  // namespace qbflv::server
