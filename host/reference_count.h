@@ -14,6 +14,9 @@ namespace qbflv::host {
 /// has one thread.
 class ReferenceCount {
  public:
+  /// From now on only one thread counts references to host objects, although the process may have more.
+  static void UseOneThread() { s_isOneThread = true; }
+
   /// Both return the new count.
   std::uint32_t Increment() {
     if (!IsShared()) return Set(Load() + 1);
@@ -26,6 +29,7 @@ class ReferenceCount {
 
  private:
   static bool IsShared() {
+    if (s_isOneThread) return false;
 #if __has_include(<sys/single_threaded.h>)
     return __libc_single_threaded == 0;
 #else
@@ -39,6 +43,7 @@ class ReferenceCount {
     return count;
   }
 
+  static inline bool s_isOneThread = false;
   std::atomic<std::uint32_t> m_count{1};
 };
 

@@ -4,6 +4,7 @@
 #include <exception>
 #include <string>
 
+#include "host/reference_count.h"
 #include "nginx/common/text.h"
 
 namespace qbflv::server {
@@ -40,6 +41,8 @@ char* CompleteOptions(ngx_conf_t* cf, void* unset) {
 
 void StartEngine(ngx_cycle_t* cycle, const WorkerOptions& options) {
   if (options.isUsed == 0) return;
+  // Tasks in other threads know none of them.
+  host::ReferenceCount::UseOneThread();
   try {
     const std::string plugin(reinterpret_cast<const char*>(options.plugin.data), options.plugin.len);
     g_engine = new Engine(plugin, options.films, options.readAhead);

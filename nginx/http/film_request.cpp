@@ -160,13 +160,15 @@ ngx_int_t FilmRequest::SendBatches() {
       const Playback::Result result = FillBatch();
       if (result == Playback::Result::kFailed) return Break();
       if (m_batch.IsEmpty()) return NGX_AGAIN;
-      m_isFinished = result == Playback::Result::kEnd;
+      m_isLast = result == Playback::Result::kEnd;
     }
     const bool isNew = !std::exchange(m_isHandedOver, true);
     SendfileInWorker(r);
-    const ngx_int_t sent = ngx_http_output_filter(r, isNew ? m_batch.Finish(m_isFinished, r == r->main) : nullptr);
-    if (sent == NGX_ERROR || m_isFinished) return sent;
+    const ngx_int_t sent = ngx_http_output_filter(r, isNew ? m_batch.Finish(m_isLast, r == r->main) : nullptr);
+    if (sent == NGX_ERROR) return sent;
     if (!m_batch.IsSent()) return WaitForClient();
+    m_isFinished = m_isLast;
+    if (m_isFinished) return sent;
     m_batch.Clear();
     m_isHandedOver = false;
     if (writing->timer_set != 0 && writing->delayed == 0) ngx_del_timer(writing);

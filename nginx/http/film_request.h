@@ -26,7 +26,7 @@ class FilmRequest {
   /// fileTime: of the last modification.
   void Open(std::shared_ptr<const flv::FileSource> file, off_t fileSize, time_t fileTime);
 
-  /// Whether nginx has the last byte; then NGX_AGAIN is a status, too.
+  /// Whether nginx has sent the film's last byte, or keeps a copy; then NGX_AGAIN is a status, too.
   bool IsFinished() const { return m_isFinished; }
 
   /// Does what can be done now. NGX_AGAIN: an event will go on; else the status to finalize the request with.
@@ -57,8 +57,9 @@ class FilmRequest {
   time_t m_fileTime = 0;
   std::unique_ptr<Playback> m_playback;
   bool m_isStreaming = false;
-  /// Whether nginx has the batch, and whether that is the last one.
+  /// Whether nginx has the batch, and whether it is the last one.
   bool m_isHandedOver = false;
+  bool m_isLast = false;
   bool m_isFinished = false;
   /// Bytes of the response that are still to come; empty if that was not promised.
   std::optional<std::uint64_t> m_bytesLeft;

@@ -13,13 +13,6 @@ namespace {
 /// The system may need the memory for something else when a film was not watched for this long, in s.
 constexpr std::uint32_t kStaysLoaded = 30;
 
-/// In s, never 0. A clock without a system call.
-std::uint32_t Now() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  return static_cast<std::uint32_t>(now.tv_sec) + 1;
-}
-
 }  // namespace
 
 std::shared_ptr<FilmBytes> FilmBytes::Map(std::shared_ptr<const flv::FileSource> file, std::size_t loadSize) {
@@ -40,7 +33,7 @@ std::int64_t FilmBytes::ReadAt(std::uint64_t offset, std::span<std::uint8_t> byt
   const auto wanted = Bytes().subspan(static_cast<std::size_t>(offset));
   const std::size_t count = std::min(wanted.size(), bytes.size());
   std::memcpy(bytes.data(), wanted.data(), count);
-  return m_mapped->HasLostBytes() ? kReadFailed : static_cast<std::int64_t>(count);
+  return HasLostBytes() ? kReadFailed : static_cast<std::int64_t>(count);
 }
 
 flv::SharedBytes FilmBytes::Share(std::uint64_t offset) const {
@@ -50,19 +43,21 @@ flv::SharedBytes FilmBytes::Share(std::uint64_t offset) const {
   return {{shared_from_this(), const_cast<std::uint8_t*>(rest.data())}, rest.size()};
 }
 
-bool FilmBytes::IsLoaded(std::uint64_t offset, std::uint64_t size) const {
+std::uint64_t FilmBytes::LoadedEnd(std::uint64_t offset, std::uint64_t size) const {
   const Blocks blocks = BlocksOf(offset, size);
   const std::uint32_t now = Now();
-  for (std::size_t block = blocks.first; block < blocks.end; ++block) {
-    if (m_loadTimes[block] == 0 || now - m_loadTimes[block] > kStaysLoaded) return false;
-  }
-  return true;
+  std::size_t block = blocks.first;
+  while (block < blocks.end && m_loadTimes[block] != 0 && now - m_loadTimes[block] <= kStaysLoaded) ++block;
+  return block == blocks.first ? offset : std::min<std::uint64_t>(block * m_blockSize, Size());
 }
 
 bool FilmBytes::Load(std::uint64_t offset, std::uint64_t size) const {
   const Blocks blocks = BlocksOf(offset, size);
-  const std::size_t count = blocks.end - blocks.first;
-  return count == 0 || (m_mapped->Load(blocks.first * m_blockSize, count * m_blockSize) && IsWhole());
+  if (blocks.first == blocks.end) return true;
+  const std::uint64_t end = std::min<std::uint64_t>(blocks.end * m_blockSize, Size());
+  const std::size_t begin = blocks.first * m_blockSize;
+  // The last page of a file is filled up with zeros.
+  return m_mapped->Load(begin, static_cast<std::size_t>(end) - begin) && m_file->Size() >= end;
 }
 
 void FilmBytes::SetLoaded(std::uint64_t offset, std::uint64_t size) {
@@ -71,7 +66,14 @@ void FilmBytes::SetLoaded(std::uint64_t offset, std::uint64_t size) {
             m_loadTimes.begin() + static_cast<std::ptrdiff_t>(blocks.end), Now());
 }
 
-bool FilmBytes::IsWhole() const { return !m_mapped->HasLostBytes() && m_file->Size() >= Size(); }
+/// A clock without a system call. Never 0.
+std::uint32_t FilmBytes::Now() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return static_cast<std::uint32_t>(now.tv_sec) + 1;
+}
+
+bool FilmBytes::IsWhole() const { return !HasLostBytes() && m_file->Size() >= Size(); }
 
 /// Of what is inside.
 FilmBytes::Blocks FilmBytes::BlocksOf(std::uint64_t offset, std::uint64_t size) const {

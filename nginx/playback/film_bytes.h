@@ -1,6 +1,7 @@
 // The bytes of a film, which all of its viewers share.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -12,7 +13,7 @@
 namespace qbflv::server {
 
 /// Reads copy nothing that need not be copied, and touch only what was loaded a short while ago, so that they do not wait
-/// for the disk. A file that loses bytes reads as zeros there; see IsWhole.
+/// for the disk. A file that loses bytes reads as zeros there.
 class FilmBytes final : public flv::ByteSource, public std::enable_shared_from_this<FilmBytes> {
  public:
   /// loadSize: bytes that are loaded at once. Null with errno on failure.
@@ -25,14 +26,23 @@ class FilmBytes final : public flv::ByteSource, public std::enable_shared_from_t
   std::span<const std::uint8_t> Bytes() const { return m_mapped->Bytes(); }
 
   /// Whether a read of these bytes does not wait for the disk, as far as can be told.
-  bool IsLoaded(std::uint64_t offset, std::uint64_t size) const;
+  bool IsLoaded(std::uint64_t offset, std::uint64_t size) const {
+    return LoadedEnd(offset, size) >= std::min(offset + size, Size());
+  }
+  /// Where the bytes end of which that is true; looks no further than the size.
+  std::uint64_t LoadedEnd(std::uint64_t offset, std::uint64_t size) const;
   /// Reads the blocks of these bytes into memory; any thread may do that, and wait. False on failure.
   bool Load(std::uint64_t offset, std::uint64_t size) const;
   /// Tells IsLoaded that it has succeeded.
   void SetLoaded(std::uint64_t offset, std::uint64_t size);
 
+  /// In s; changes each second.
+  static std::uint32_t Now();
+
   /// Whether the file still has all of the bytes.
   bool IsWhole() const;
+  /// Whether someone has got zeros for bytes that it has not. Needs no system call.
+  bool HasLostBytes() const { return m_mapped->HasLostBytes(); }
 
  private:
   struct Blocks {

@@ -31,6 +31,7 @@ Status StreamFile::Init(std::uint32_t /*flags*/, IQBFileResponse* response) {
 
 Status StreamFile::Close() {
   m_isReading = false;
+  m_window = {};
   m_response = nullptr;
   return kOk;
 }
@@ -47,9 +48,26 @@ Status StreamFile::SetAccessHint(std::uint32_t /*hint*/) { return kPrefersLinear
 
 Status StreamFile::Read(std::uint32_t count) {
   if (!m_response || m_isReading) return kInvalidState;
+  if (m_film->HasLostBytes()) return ComPtr<IQBFileResponse>(m_response)->ReadDone(kFailed, nullptr);
+  if (IsInWindow(count)) return Deliver(count);
   const auto offset = m_view.FileOffset(m_position);
-  if (!offset || m_film->IsLoaded(*offset, count)) return Deliver(count);
+  if (!offset || m_film->IsLoaded(*offset, count)) {
+    MoveWindow(offset, count);
+    return Deliver(count);
+  }
   return host::WithoutThrowing([&] { return StartTask(*offset, count) ? kOk : kFailed; });
+}
+
+/// Not for long: a viewer may stall.
+bool StreamFile::IsInWindow(std::uint32_t count) const {
+  return m_position >= m_window.begin && m_position + count <= m_window.end && m_window.time == FilmBytes::Now();
+}
+
+/// To the position, which is loaded, and stands in the file at offset unless the layout has made it.
+void StreamFile::MoveWindow(std::optional<std::uint64_t> offset, std::uint32_t count) {
+  flv::SharedBytes shared = m_view.Share(m_position);
+  const std::uint64_t loaded = offset ? m_film->LoadedEnd(*offset, count) - *offset : 0;
+  m_window = {std::move(shared.bytes), m_position, m_position + std::min(shared.size, loaded), FilmBytes::Now()};
 }
 
 bool StreamFile::StartTask(std::uint64_t offset, std::uint32_t count) {
@@ -65,15 +83,16 @@ bool StreamFile::StartTask(std::uint64_t offset, std::uint32_t count) {
   const bool isQueued = m_tasks.Run(work, [self = ComPtr<StreamFile>::Retain(this), job, offset, count] {
     if (job->isLoaded) job->film->SetLoaded(offset, count);
     if (!self->m_isReading || self->m_response.Get() != job->response.Get()) return;
-    self->Complete(job->isLoaded, count);
+    self->Complete(job->isLoaded, offset, count);
   });
   if (!isQueued) m_isReading = false;
   return isQueued;
 }
 
-void StreamFile::Complete(bool isLoaded, std::uint32_t count) {
+void StreamFile::Complete(bool isLoaded, std::uint64_t offset, std::uint32_t count) {
   m_isReading = false;
   if (isLoaded) {
+    MoveWindow(offset, count);
     Deliver(count);
   } else {
     ComPtr<IQBFileResponse>(m_response)->ReadDone(kFailed, nullptr);
@@ -96,14 +115,16 @@ Status StreamFile::Deliver(std::uint32_t count) {
 ComPtr<host::Buffer> StreamFile::Take(std::uint32_t count) {
   const std::uint64_t left = m_position < m_view.Size() ? m_view.Size() - m_position : 0;
   const auto size = static_cast<std::uint32_t>(std::min<std::uint64_t>(count, left));
-  flv::SharedBytes shared = m_view.Share(m_position);
-  if (shared.size < size) {
-    shared.bytes = std::make_shared_for_overwrite<std::uint8_t[]>(size);
-    if (m_view.ReadAt(m_position, {shared.bytes.get(), size}) != std::int64_t{size}) return nullptr;
+  std::shared_ptr<std::uint8_t[]> bytes;
+  if (m_position >= m_window.begin && m_position + size <= m_window.end) {
+    bytes = {m_window.bytes, m_window.bytes.get() + (m_position - m_window.begin)};
+  } else {
+    bytes = std::make_shared_for_overwrite<std::uint8_t[]>(size);
+    if (m_view.ReadAt(m_position, {bytes.get(), size}) != std::int64_t{size}) return nullptr;
   }
   m_position += size;
-  FetchAhead(shared.bytes.get() + size);
-  return host::MakeObject<host::Buffer>(std::move(shared.bytes), size);
+  FetchAhead(bytes.get() + size);
+  return host::MakeObject<host::Buffer>(std::move(bytes), size);
 }
 
 }  // namespace qbflv::server

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "flv/view.h"
 #include "host/buffer.h"
@@ -34,8 +35,19 @@ class StreamFile final : public host::ComObject<IQBSourceFile> {
   Status SetAccessHint(std::uint32_t hint) override;
 
  private:
+  /// Bytes of the film that stand in the view as they are, and that were loaded at this time.
+  struct Window {
+    std::shared_ptr<std::uint8_t[]> bytes;
+    /// In the view.
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+    std::uint32_t time = 0;
+  };
+
+  bool IsInWindow(std::uint32_t count) const;
+  void MoveWindow(std::optional<std::uint64_t> offset, std::uint32_t count);
   bool StartTask(std::uint64_t offset, std::uint32_t count);
-  void Complete(bool isLoaded, std::uint32_t count);
+  void Complete(bool isLoaded, std::uint64_t offset, std::uint32_t count);
   Status Deliver(std::uint32_t count);
   ComPtr<host::Buffer> Take(std::uint32_t count);
 
@@ -44,6 +56,7 @@ class StreamFile final : public host::ComObject<IQBSourceFile> {
   TaskRunner& m_tasks;
   std::function<void()> m_listener;
   ComPtr<IQBFileResponse> m_response;
+  Window m_window;
   std::uint64_t m_position = 0;
   bool m_isReading = false;
 };

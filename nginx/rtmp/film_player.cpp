@@ -175,6 +175,7 @@ ngx_int_t FilmPlayer::SendMessage(ngx_rtmp_header_t& header, ngx_rtmp_header_t* 
   ngx_chain_t chain{&buffer, nullptr};
   m_kept = ngx_rtmp_append_shared_bufs(ServerOf(m_session), nullptr, &chain);
   if (m_kept == nullptr) return Fail("out of memory");
+  if (m_playback.Film()->HasLostBytes()) return Fail("the film cannot be read to its end");
   ngx_rtmp_prepare_message(m_session, &header, last, m_kept);
   return SendKept() ? NGX_OK : NGX_AGAIN;
 }
