@@ -111,6 +111,7 @@ void ViewLayout::MakeHead(bool withPlaces) {
 }
 
 void ViewLayout::AddConfigurations() {
+  m_headConfigurations = 0;
   if (m_options.firstTag == 0) return;
   for (const TagType type : {TagType::kVideo, TagType::kAudio}) {
     const std::vector<std::uint8_t>* const body = m_facts->ConfigurationBefore(m_options.firstTag, type);
@@ -120,6 +121,7 @@ void ViewLayout::AddConfigurations() {
     WriteTagHeader(header, type, static_cast<std::uint32_t>(body->size()), m_options.firstTime);
     Append(m_head, header);
     Append(m_head, *body);
+    ++m_headConfigurations;
     m_lastTagSize = kTagHeaderSize + static_cast<std::uint32_t>(body->size());
   }
 }

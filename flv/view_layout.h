@@ -65,6 +65,8 @@ class ViewLayout {
 
   /// Returns the size of the view in bytes.
   std::uint64_t Size() const { return m_tailBegin + m_tail.size(); }
+  /// Returns the number of codec configurations in the head, after the metadata.
+  std::uint32_t HeadConfigurations() const { return m_headConfigurations; }
   /// Bytes before the first piece, and bytes after the last one, which begin at offset TailBegin.
   std::span<const std::uint8_t> Head() const { return m_head; }
   std::span<const std::uint8_t> Tail() const { return m_tail; }
@@ -111,6 +113,7 @@ class ViewLayout {
   std::vector<std::uint8_t> m_tail;
   std::vector<Piece> m_pieces;
   std::uint64_t m_tailBegin = 0;
+  std::uint32_t m_headConfigurations = 0;
   std::uint32_t m_lastTagSize = 0;
   std::uint32_t m_rebase = 0;
   std::uint32_t m_timeBase = 0;

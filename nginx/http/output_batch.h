@@ -12,8 +12,8 @@
 
 namespace qbflv::server {
 
-/// The chain refers to the film's own bytes and keeps what else it refers to until it is cleared. Tags that stand in the
-/// film as the client gets them become one buffer, which nginx sends with sendfile. Use it again when it is sent.
+/// The chain refers to the film's own bytes and keeps what else it refers to until it is cleared. Tags that stand in
+/// the film as the client gets them become one buffer, which nginx sends with sendfile. Use it again when it is sent.
 class OutputBatch {
  public:
   OutputBatch();

@@ -23,6 +23,8 @@ struct Engine {
   flv::ViewCache layouts;
   /// For the worker alone.
   FilmLibrary films;
+  /// Bytes that one object of the plug-in reads, which has 32-bit offsets.
+  std::uint64_t largestPart = flv::ViewOptions().largestSize;
 };
 
 }  // namespace qbflv::server

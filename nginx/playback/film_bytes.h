@@ -12,8 +12,8 @@
 
 namespace qbflv::server {
 
-/// Reads copy nothing that need not be copied, and touch only what was loaded a short while ago, so that they do not wait
-/// for the disk. A file that loses bytes reads as zeros there.
+/// Reads copy nothing that need not be copied, and touch only what was loaded a short while ago, so that they do not
+/// wait for the disk. A file that loses bytes reads as zeros there.
 class FilmBytes final : public flv::ByteSource, public std::enable_shared_from_this<FilmBytes> {
  public:
   /// loadSize: bytes that are loaded at once. Null with errno on failure.
@@ -50,7 +50,8 @@ class FilmBytes final : public flv::ByteSource, public std::enable_shared_from_t
     std::size_t end;
   };
 
-  FilmBytes(std::shared_ptr<const flv::FileSource> file, std::unique_ptr<const MappedFile> mapped, std::size_t loadSize);
+  FilmBytes(std::shared_ptr<const flv::FileSource> file, std::unique_ptr<const MappedFile> mapped,
+            std::size_t loadSize);
 
   Blocks BlocksOf(std::uint64_t offset, std::uint64_t size) const;
 

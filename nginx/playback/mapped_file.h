@@ -8,8 +8,8 @@
 
 namespace qbflv::server {
 
-/// Whoever touches bytes that the file has no more, or that cannot be read, gets zeros. The system would end the process;
-/// a signal handler puts empty pages in their place.
+/// Whoever touches bytes that the file has no more, or that cannot be read, gets zeros. The system would end the
+/// process; a signal handler puts empty pages in their place.
 class MappedFile {
  public:
   /// What the signal handler knows of a file.

@@ -65,20 +65,23 @@ std::optional<Place> FindFrame(const flv::FileSource& file, const flv::ViewLayou
 
 bool HasKeyFrames(const flv::ViewLayout& film) { return film.Facts().video.keyFrames > 0; }
 
-Part MakePart(std::shared_ptr<const flv::ViewLayout> film, const Place& place) {
+std::shared_ptr<const flv::ViewLayout> LayOut(const std::shared_ptr<const flv::ViewLayout>& film, const Place& place,
+                                              std::uint64_t largestSize) {
+  if (place.tag == 0 && film->Size() <= largestSize) return film;
+  flv::ViewOptions options = film->Options();
+  options.largestSize = largestSize;
+  options.firstTag = place.tag;
+  options.firstTime = place.time;
+  return std::make_shared<flv::ViewLayout>(film->SharedFacts(), options);
+}
+
+/// What stands in front of a first key frame belongs to the film's beginning.
+Part MakePart(std::shared_ptr<const flv::ViewLayout> film, Place place, std::uint64_t largestSize) {
+  if (place.time == 0) place.tag = 0;
   Part part;
   part.state = Part::State::kPlayable;
   part.start = place.time;
-  constexpr std::uint64_t kLargest = flv::ViewOptions().largestSize;
-  if (place.tag == 0 && film->Size() <= kLargest) {
-    part.layout = film;
-  } else {
-    flv::ViewOptions options = film->Options();
-    options.largestSize = kLargest;
-    options.firstTag = place.tag;
-    options.firstTime = place.time;
-    part.layout = std::make_shared<flv::ViewLayout>(film->SharedFacts(), options);
-  }
+  part.layout = LayOut(film, place, largestSize);
   part.film = std::move(film);
   return part;
 }
@@ -97,16 +100,17 @@ std::uint32_t Part::FilmDuration() const {
   return film->LatestTime() + std::max(facts.audio.lastDistance, facts.video.lastDistance);
 }
 
-std::optional<Part> FindPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time) {
+std::optional<Part> FindPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time,
+                             std::uint64_t largestSize) {
   auto film = layouts.Find(file, FilmOptions());
   if (!film || film->TagCount() == 0) return std::nullopt;
   if (time > film->LatestTime()) return PastEnd(std::move(film));
   if (time > 0 && !HasKeyFrames(*film)) return std::nullopt;
   const Place place = time == 0 ? Place{} : FindKeyFrame(*film, time);
-  return MakePart(std::move(film), place);
+  return MakePart(std::move(film), place, largestSize);
 }
 
-Part LoadPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time) {
+Part LoadPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time, std::uint64_t largestSize) {
   Part part;
   auto film = layouts.Get(file, FilmOptions());
   if (!film) {
@@ -122,7 +126,17 @@ Part LoadPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_
   if (time > film->LatestTime()) return PastEnd(std::move(film));
   std::optional<Place> place = Place{};
   if (time > 0) place = HasKeyFrames(*film) ? FindKeyFrame(*film, time) : FindFrame(file, *film, time);
-  return place ? MakePart(std::move(film), *place) : part;
+  return place ? MakePart(std::move(film), *place, largestSize) : part;
+}
+
+bool Continue(Part& part, std::uint32_t time) {
+  const std::uint32_t next = part.layout->TagCount();
+  if (next == 0 || next >= part.film->TagCount()) return false;
+  auto layout = LayOut(part.film, {next, time}, part.layout->Options().largestSize);
+  // A tag that does not fit into any view.
+  if (layout->TagCount() <= next) return false;
+  part.layout = std::move(layout);
+  return true;
 }
 
 std::vector<std::uint8_t> MakePartMetadata(const Part& part, std::uint32_t duration) {
@@ -145,8 +159,7 @@ std::vector<std::uint8_t> MakePartMetadata(const Part& part, std::uint32_t durat
 }
 
 std::uint64_t SizeWith(const Part& part, std::size_t metadataSize) {
-  const flv::ViewLayout& layout = *part.layout;
-  const std::uint64_t tags = layout.TailBegin() - layout.Head().size();
+  const std::uint64_t tags = part.film->TailBegin() - part.film->Head().size();
   return flv::kFileHeaderSize + flv::kSizeFieldSize + flv::kTagHeaderSize + metadataSize + tags + flv::kSizeFieldSize;
 }
 

@@ -77,14 +77,14 @@ void Playback::Seek(std::uint32_t time) {
   Close();
   m_seek = std::make_shared<int>();
   m_state = State::kLoading;
-  if (auto part = FindPart(*m_source, m_engine.layouts, time)) {
+  if (auto part = FindPart(*m_source, m_engine.layouts, time, m_engine.largestPart)) {
     TakePart(std::move(*part));
     return;
   }
   const auto result = std::make_shared<Part>();
-  const auto work = [file = m_source, &layouts = m_engine.layouts, time, result] {
+  const auto work = [file = m_source, &engine = m_engine, time, result] {
     try {
-      *result = LoadPart(*file, layouts, time);
+      *result = LoadPart(*file, engine.layouts, time, engine.largestPart);
     } catch (...) {
       *result = {};
     }
@@ -143,6 +143,7 @@ void Playback::Close() {
   m_streamHeaders.clear();
   m_streams.clear();
   m_isComplete = false;
+  m_repeated = 0;
 }
 
 void Playback::RequestHeaders(IQBPropertyList* fileHeader) {
@@ -175,7 +176,7 @@ Playback::Result Playback::Next(MediaTag& tag) {
     if (m_state == State::kFailed) return Result::kFailed;
     if (m_state != State::kDelivering) return Wait();
     if (m_packets.empty() && !RequestPackets()) {
-      m_state = m_isComplete ? State::kEnded : State::kFailed;
+      EndLayout();
       continue;
     }
     if (m_packets.empty()) {
@@ -186,6 +187,20 @@ Playback::Result Playback::Next(MediaTag& tag) {
     m_packets.pop_front();
     if (TakePacket(*packet, tag)) return Result::kTag;
   }
+}
+
+/// The plug-in has no more. A film that is too large for it goes on with a new object, behind the configurations that
+/// the viewer has already.
+void Playback::EndLayout() {
+  m_state = State::kFailed;
+  if (!m_isComplete) return;
+  m_state = State::kEnded;
+  if (!Continue(m_part, m_lastTime)) return;
+  Close();
+  m_seek = std::make_shared<int>();
+  m_repeated = m_part.layout->HeadConfigurations();
+  m_state = State::kLoaded;
+  Open();
 }
 
 /// Something is pending. Only a task can go on with it.
@@ -223,6 +238,10 @@ bool Playback::TakePacket(IQBPacket& packet, MediaTag& tag) {
   const auto type = static_cast<std::uint8_t>(tag.type);
   const bool isEarly = flv::TimeBetween(m_part.start, tag.time) < 0;
   const bool isConfiguration = flv::ContentOf(type, body) == flv::TagContent::kConfiguration;
+  if (isConfiguration && m_repeated > 0) {
+    --m_repeated;
+    return false;
+  }
   // Configurations have the time 0 in many files.
   if (isConfiguration)
     tag.time = std::max(tag.time, m_lastTime);

@@ -74,6 +74,7 @@ class Playback {
   void RequestHeaders(IQBPropertyList* fileHeader);
   void TakeStreamHeader(IQBPropertyList* header);
   bool RequestPackets();
+  void EndLayout();
   bool TakePacket(IQBPacket& packet, MediaTag& tag);
   Result Wait();
   void OnProgress();
@@ -104,6 +105,8 @@ class Playback {
   std::uint32_t m_lastTime = 0;
   /// Whether a closing tag has come: the file has been there to its end.
   bool m_isComplete = false;
+  /// Codec configurations to come that the viewer has.
+  std::uint32_t m_repeated = 0;
 };
 
 }  // namespace qbflv::server

@@ -8,8 +8,8 @@ namespace qbflv::server {
 
 namespace {
 
-/// A tag header and the start of its body are read next, and nothing else of that tag: without a hint each would cost the
-/// time that memory takes. Hints may lead anywhere.
+/// A tag header and the start of its body are read next, and nothing else of that tag: without a hint each would cost
+/// the time that memory takes. Hints may lead anywhere.
 void FetchAhead(const std::uint8_t* bytes) {
   constexpr std::size_t kSmallRead = 20;
   __builtin_prefetch(bytes);

@@ -96,6 +96,8 @@ class Server {
   explicit Server(bool isLate = true, std::size_t readAhead = 4096)
       : m_engine(QBFLV_PLUGIN_PATH, 1 << 20, readAhead), m_isLate(isLate) {}
 
+  void LimitParts(std::uint64_t bytes) { m_engine.largestPart = bytes; }
+
   std::unique_ptr<Playback> Open(const std::filesystem::path& path) {
     server::TaskRunner& tasks = m_isLate ? static_cast<server::TaskRunner&>(m_tasks) : m_inline;
     return std::make_unique<Playback>(m_engine, tasks, flv::FileSource::Open(path), [this] { ++m_wakes; });
@@ -198,6 +200,27 @@ TEST_F(PlaybackTest, WhatCannotBePlayed_IsToldApart) {
     MediaTag tag;
     EXPECT_EQ(m_server.Next(*playback, tag), result);
     EXPECT_EQ(playback->GetPart()->state, state);
+  }
+}
+
+/// As one of 4 GiB does.
+TEST_F(PlaybackTest, FilmTooLargeForOneObject_GoesOnWithTheNext) {
+  const auto path = std::filesystem::path(QBFLV_SAMPLES) / "tour.flv";
+  Server limited;
+  limited.LimitParts(30'000);
+  const auto whole = m_server.Open(path);
+  const auto chained = limited.Open(path);
+  for (const std::uint32_t start : {0U, 4000U}) {
+    SCOPED_TRACE(start);
+    whole->Seek(start);
+    chained->Seek(start);
+    std::vector<Frame> expected;
+    std::vector<Frame> frames;
+    EXPECT_EQ(m_server.Rest(*whole, expected), Playback::Result::kEnd);
+    EXPECT_EQ(limited.Rest(*chained, frames), Playback::Result::kEnd);
+    for (const std::uint8_t type : {kAudioTag, kVideoTag}) {
+      EXPECT_EQ(OfStream(frames, type), OfStream(expected, type));
+    }
   }
 }
 
