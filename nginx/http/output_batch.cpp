@@ -32,12 +32,33 @@ void OutputBatch::AddFileStart(const std::vector<std::uint8_t>& start) {
   m_tagSize = static_cast<std::uint32_t>(size) - flv::kFileHeaderSize - flv::kSizeFieldSize;
 }
 
+/// Audio and video of the same time come in the order of the streams.
 void OutputBatch::AddTag(MediaTag tag, std::uint32_t time) {
+  tag.time = time;
+  if (m_held && (m_held->time != time || !StandsInFront(tag, *m_held))) Settle();
+  if (m_held) {
+    Append(std::move(tag));
+  } else {
+    m_held = std::move(tag);
+  }
+}
+
+void OutputBatch::Settle() {
+  if (m_held) Append(*std::exchange(m_held, std::nullopt));
+}
+
+bool OutputBatch::StandsInFront(const MediaTag& tag, const MediaTag& other) const {
+  const std::uint8_t* const body = tag.body->GetBuffer();
+  const std::uint8_t* const otherBody = other.body->GetBuffer();
+  return IsOfFilm(body) && IsOfFilm(otherBody) && std::less<>()(body, otherBody);
+}
+
+void OutputBatch::Append(MediaTag tag) {
   const std::span<const std::uint8_t> body = host::BufferBytes(tag.body.Get());
   auto& header = m_headers[m_headersUsed];
   const auto size = static_cast<std::uint32_t>(body.size());
   flv::WriteNumber<4>(header.data(), m_tagSize);
-  flv::WriteTagHeader(&header[flv::kSizeFieldSize], tag.type, size, time);
+  flv::WriteTagHeader(&header[flv::kSizeFieldSize], tag.type, size, tag.time);
   m_tagSize = flv::kTagHeaderSize + size;
   // A body of the film has a tag header in front, behind a file header.
   const bool isOfFilm = IsOfFilm(body.data());
@@ -52,6 +73,7 @@ void OutputBatch::AddTag(MediaTag tag, std::uint32_t time) {
 }
 
 void OutputBatch::AddEnd() {
+  Settle();
   auto& field = m_headers[m_headersUsed++];
   flv::WriteNumber<4>(field.data(), m_tagSize);
   AddBytes(field.data(), flv::kSizeFieldSize);

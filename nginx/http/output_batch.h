@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "nginx/http/http_headers.h"
@@ -25,14 +26,15 @@ class OutputBatch {
 
   std::size_t Bytes() const { return m_bytes; }
   bool IsEmpty() const { return m_used == 0; }
-  bool IsFull() const { return m_bytes >= kMostBytes || m_headersUsed == kMostTags; }
+  bool IsFull() const { return m_bytes >= kMostBytes || m_headersUsed >= kMostTags; }
   /// Whether nginx has taken all of it.
   bool IsSent() const { return m_used == 0 || ngx_buf_size(&m_buffers[m_used - 1]) == 0; }
   void Clear();
 
   /// start: with the size field behind the metadata; stays as it is until the batch is sent.
   void AddFileStart(const std::vector<std::uint8_t>& start);
-  /// time: what the client gets to see.
+  /// time: what the client gets to see. Tags of the same time are put into the order of the film, so the last one is
+  /// held back, even until the next batch.
   void AddTag(MediaTag tag, std::uint32_t time);
   /// The size of the last tag.
   void AddEnd();
@@ -50,14 +52,19 @@ class OutputBatch {
   static constexpr std::size_t kBetweenTags = 15;
 
   bool IsOfFilm(const std::uint8_t* bytes) const;
+  bool StandsInFront(const MediaTag& tag, const MediaTag& other) const;
+  void Settle();
+  void Append(MediaTag tag);
   void AddBytes(const std::uint8_t* bytes, std::size_t size);
   void OfferSendfile(ngx_buf_t& buffer);
 
   std::shared_ptr<const FilmBytes> m_film;
   ngx_file_t m_file{};
-  std::array<ngx_buf_t, 2 * kMostTags + 3> m_buffers;
-  std::array<ngx_chain_t, 2 * kMostTags + 3> m_links;
-  std::array<std::array<std::uint8_t, kBetweenTags>, kMostTags + 1> m_headers;
+  std::optional<MediaTag> m_held;
+  // The start of the file, the last tag and the end come on top.
+  std::array<ngx_buf_t, 2 * kMostTags + 4> m_buffers;
+  std::array<ngx_chain_t, 2 * kMostTags + 4> m_links;
+  std::array<std::array<std::uint8_t, kBetweenTags>, kMostTags + 2> m_headers;
   /// Those that are no bytes of the film.
   std::vector<ComPtr<IQBBuffer>> m_bodies;
   std::size_t m_used = 0;
