@@ -86,12 +86,13 @@ std::shared_ptr<FilmBytes> FilmLibrary::Get(const std::shared_ptr<const flv::Fil
   flv::FileIdentity identity;
   flv::FileKind kind{};
   if (!file->GetIdentity(identity, kind)) return nullptr;
-  if (const auto known = m_films.find(identity); known != m_films.end()) {
-    if (auto film = known->second.lock()) return film;
+  for (const Entry& entry : m_films) {
+    if (entry.file != identity) continue;
+    if (auto film = entry.film.lock()) return film;
   }
-  std::erase_if(m_films, [](const auto& entry) { return entry.second.expired(); });
+  std::erase_if(m_films, [](const Entry& entry) { return entry.film.expired(); });
   auto film = FilmBytes::Map(file, m_loadSize);
-  if (film) m_films[identity] = film;
+  if (film) m_films.push_back({identity, film});
   return film;
 }
 

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <vector>
 
@@ -71,8 +70,13 @@ class FilmLibrary {
   std::shared_ptr<FilmBytes> Get(const std::shared_ptr<const flv::FileSource>& file);
 
  private:
+  struct Entry {
+    flv::FileIdentity file;
+    std::weak_ptr<FilmBytes> film;
+  };
+
   const std::size_t m_loadSize;
-  std::map<flv::FileIdentity, std::weak_ptr<FilmBytes>> m_films;
+  std::vector<Entry> m_films;
 };
 
 }  // namespace qbflv::server

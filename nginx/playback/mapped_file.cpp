@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <mutex>
+#include <vector>
 
 namespace qbflv::server {
 
@@ -26,8 +27,6 @@ namespace {
 using Guard = MappedFile::Guard;
 
 std::atomic<Guard*> g_guards = nullptr;
-/// For those who change the list.
-std::mutex g_mutex;
 struct sigaction g_previous {};
 
 std::uintptr_t PageSize() {
@@ -65,41 +64,67 @@ void OnBusError(int signal, siginfo_t* info, void* context) {
   errno = error;
 }
 
-/// Once in each process. The handler stays, since others may have put theirs in front of it.
-void InstallHandler() {
-  [[maybe_unused]] static const bool isInstalled = [] {
+/// Owns the guards, and the handler while this library is loaded.
+class GuardList {
+ public:
+  GuardList() {
     PageSize();
     struct sigaction action {};
     action.sa_sigaction = OnBusError;
     action.sa_flags = SA_SIGINFO;
     sigemptyset(&action.sa_mask);
-    return sigaction(SIGBUS, &action, &g_previous) == 0;
-  }();
-}
-
-Guard& TakeGuard(std::uintptr_t begin, std::size_t size) {
-  const std::lock_guard lock(g_mutex);
-  Guard* guard = g_guards;
-  while (guard != nullptr && guard->begin != guard->end) guard = guard->next;
-  if (guard == nullptr) {
-    guard = new Guard;
-    guard->next = g_guards;
-    g_guards = guard;
+    sigaction(SIGBUS, &action, &g_previous);
   }
-  guard->hasLostBytes = false;
-  guard->begin = begin;
-  guard->end = begin + size;
-  return *guard;
+  GuardList(const GuardList&) = delete;
+  GuardList& operator=(const GuardList&) = delete;
+  /// Others may have put their handler in front of this one.
+  ~GuardList() {
+    struct sigaction current {};
+    sigaction(SIGBUS, nullptr, &current);
+    const bool isOwn = (current.sa_flags & SA_SIGINFO) != 0 && current.sa_sigaction == OnBusError;
+    if (isOwn) sigaction(SIGBUS, &g_previous, nullptr);
+    g_guards = nullptr;
+  }
+
+  Guard& Take(std::uintptr_t begin, std::size_t size) {
+    const std::lock_guard lock(m_mutex);
+    Guard* guard = g_guards;
+    while (guard != nullptr && guard->begin != guard->end) guard = guard->next;
+    if (guard == nullptr) {
+      guard = m_guards.emplace_back(std::make_unique<Guard>()).get();
+      guard->next = g_guards;
+      g_guards = guard;
+    }
+    guard->hasLostBytes = false;
+    guard->begin = begin;
+    guard->end = begin + size;
+    return *guard;
+  }
+
+  void Free(Guard& guard) {
+    const std::lock_guard lock(m_mutex);
+    guard.end = guard.begin.load();
+  }
+
+ private:
+  std::mutex m_mutex;
+  std::vector<std::unique_ptr<Guard>> m_guards;
+};
+
+/// Installs the handler when the first file is mapped.
+GuardList& Guards() {
+  static GuardList list;
+  return list;
 }
 
 }  // namespace
 
 std::unique_ptr<MappedFile> MappedFile::Map(int descriptor, std::size_t size) {
-  InstallHandler();
+  GuardList& guards = Guards();
   void* const memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);
   if (memory == MAP_FAILED) return nullptr;
   try {
-    Guard& guard = TakeGuard(reinterpret_cast<std::uintptr_t>(memory), size);
+    Guard& guard = guards.Take(reinterpret_cast<std::uintptr_t>(memory), size);
     const std::span bytes(static_cast<const std::uint8_t*>(memory), size);
     return std::unique_ptr<MappedFile>(new MappedFile(bytes, guard));
   } catch (...) {
@@ -110,8 +135,7 @@ std::unique_ptr<MappedFile> MappedFile::Map(int descriptor, std::size_t size) {
 
 MappedFile::~MappedFile() {
   munmap(const_cast<std::uint8_t*>(m_bytes.data()), m_bytes.size());
-  const std::lock_guard lock(g_mutex);
-  m_guard.end = m_guard.begin.load();
+  Guards().Free(m_guard);
 }
 
 bool MappedFile::Load(std::size_t offset, std::size_t size) const {
