@@ -100,13 +100,10 @@ void Playback::Seek(std::uint32_t time) {
 void Playback::TakePart(Part part) {
   m_part = std::move(part);
   m_lastTime = m_part.start;
-  m_state = State::kLoaded;
-  if (m_part.state == Part::State::kPastEnd)
-    m_state = State::kEnded;
-  else if (m_part.state != Part::State::kPlayable)
-    m_state = State::kFailed;
-  else if (m_film = m_engine.films.Get(m_source); !m_film)
-    m_state = State::kFailed;
+  const bool isPlayable = m_part.state == Part::State::kPlayable;
+  if (isPlayable) m_film = m_engine.films.Get(m_source);
+  m_state = isPlayable && m_film ? State::kLoaded : State::kFailed;
+  if (m_part.state == Part::State::kPastEnd) m_state = State::kEnded;
 }
 
 const Part* Playback::GetPart() {
