@@ -22,6 +22,7 @@ struct alignas(std::max_align_t) BlockHeader {
 constinit std::atomic<std::uintptr_t> libraryBegin{0};
 constinit std::atomic<std::uintptr_t> libraryEnd{0};
 constinit std::atomic<bool> nothrowIsWatched{false};
+constinit std::atomic<std::int64_t> allocations{0};
 constinit std::atomic<std::int64_t> liveBlocks{0};
 constinit std::atomic<std::int64_t> mismatches{0};
 constinit std::atomic<std::int64_t> liveBytes{0};
@@ -53,6 +54,7 @@ void* AllocateOrNull(std::size_t size, bool fromLibrary, bool array) {
   if (memory == nullptr) return nullptr;
   auto* const header = new (memory) BlockHeader{size, fromLibrary, array};
   if (fromLibrary) {
+    ++allocations;
     ++liveBlocks;
     liveBytes += static_cast<std::int64_t>(size);
     if (liveBytes > peakBytes) peakBytes = liveBytes.load();
@@ -87,7 +89,7 @@ void Free(void* block, bool array) {
 
 }  // namespace
 
-LibraryHeap ReadLibraryHeap() { return {liveBlocks, mismatches, liveBytes, peakBytes}; }
+LibraryHeap ReadLibraryHeap() { return {allocations, liveBlocks, mismatches, liveBytes, peakBytes}; }
 
 void ForgetPeak() { peakBytes = liveBytes.load(); }
 

@@ -7,7 +7,9 @@
 namespace qbflv::test {
 
 struct LibraryHeap {
-  /// Blocks that the library was given and has not given back yet.
+  /// Blocks that the library was given since the program began.
+  std::int64_t allocations = 0;
+  /// Those of them that were not given back yet.
   std::int64_t live = 0;
   /// Blocks given back in the other form than they were taken in: an array as a single object, or the reverse.
   std::int64_t mismatches = 0;
