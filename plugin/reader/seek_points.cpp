@@ -23,7 +23,7 @@ Status CSeekPoints::Lookup(std::uint32_t stream, std::uint32_t& time, std::uint3
   return m_Index.Lookup(static_cast<std::uint16_t>(stream), &time, &offset, nullptr);
 }
 
-/// Once, also without memory for it: the index then takes no positions.
+/// Once, also on allocation failure: a stream without a table takes no positions.
 void CSeekPoints::MakeIndex() {
   m_bIndexMade = true;
   const IndexSizing sizing = SizeIndexFor(m_ulDuration);
