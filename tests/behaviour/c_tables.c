@@ -53,15 +53,16 @@ static void Expect(int holds, const char* what) {
 #define EXPECT(condition) Expect((condition) != 0, #condition)
 #define EXPECT_STATUS(expected, call) Expect((uint32_t)(call) == (uint32_t)(expected), #call " returns " #expected)
 
-static const QBGuid identifiers[] = {IQBUNKNOWN_ID,         IQBPLUGIN_ID,        IQBFILEFORMATOBJECT_ID, IQBFILERESPONSE_ID,
-                                     IQBFILESTATRESPONSE_ID, IQBINTERRUPTSAFE_ID, IQBPACKETFORMAT_ID};
-enum { UNKNOWN, PLUGIN, FORMAT, RESPONSE, STAT_RESPONSE, INTERRUPT_SAFE, PACKET_FORMAT, COUNT };
+static const QBGuid kIdentifiers[] = {IQBUNKNOWN_ID,      IQBPLUGIN_ID,           IQBFILEFORMATOBJECT_ID,
+                                      IQBFILERESPONSE_ID, IQBFILESTATRESPONSE_ID, IQBINTERRUPTSAFE_ID,
+                                      IQBPACKETFORMAT_ID};
+enum { kUnknown, kPlugin, kFormat, kResponse, kStatResponse, kInterruptSafe, kPacketFormat, kCount };
 
 /* Takes one reference to each interface. */
 static void QueryAll(IQBUnknown* object, void** interfaces) {
-  for (int i = 0; i < COUNT; ++i) {
+  for (int i = 0; i < kCount; ++i) {
     interfaces[i] = NULL;
-    EXPECT_STATUS(QB_OK, object->table->QueryInterface(object, &identifiers[i], &interfaces[i]));
+    EXPECT_STATUS(QB_OK, object->table->QueryInterface(object, &kIdentifiers[i], &interfaces[i]));
     if (interfaces[i] == NULL) exit(1);
   }
 }
@@ -121,22 +122,22 @@ static void CallEverything(IQBPlugin* plugin) {
   static const IQBUnknownTable contextTable = {ContextQuery, ContextAddRef, ContextRelease};
   Context contexts[2] = {{{&contextTable}, 1}, {{&contextTable}, 1}};
   CallPlugin(plugin, contexts);
-  void* interfaces[COUNT];
+  void* interfaces[kCount];
   QueryAll((IQBUnknown*)plugin, interfaces);
-  EXPECT(interfaces[PLUGIN] == plugin);
-  CallFormat(interfaces[FORMAT]);
+  EXPECT(interfaces[kPlugin] == plugin);
+  CallFormat(interfaces[kFormat]);
   EXPECT(contexts[1].references == 1);
-  CallResponses(interfaces[RESPONSE], interfaces[STAT_RESPONSE]);
-  CallTheOthers(interfaces[INTERRUPT_SAFE], interfaces[PACKET_FORMAT]);
-  for (int i = 0; i < COUNT; ++i) {
+  CallResponses(interfaces[kResponse], interfaces[kStatResponse]);
+  CallTheOthers(interfaces[kInterruptSafe], interfaces[kPacketFormat]);
+  for (int i = 0; i < kCount; ++i) {
     IQBUnknown* const from = interfaces[i];
-    void* found[COUNT];
+    void* found[kCount];
     QueryAll(from, found);
     EXPECT(memcmp(found, interfaces, sizeof(found)) == 0);
-    EXPECT(from->table->AddRef(from) == 2 + 2 * COUNT);
-    for (int j = 0; j <= COUNT; ++j) EXPECT(from->table->Release(from) == 1 + 2 * COUNT - (uint32_t)j);
+    EXPECT(from->table->AddRef(from) == 2 + 2 * kCount);
+    for (int j = 0; j <= kCount; ++j) EXPECT(from->table->Release(from) == 1 + 2 * kCount - (uint32_t)j);
   }
-  for (int i = 0; i < COUNT; ++i) ((IQBUnknown*)interfaces[i])->table->Release(interfaces[i]);
+  for (int i = 0; i < kCount; ++i) ((IQBUnknown*)interfaces[i])->table->Release(interfaces[i]);
   EXPECT(plugin->table->AddRef(plugin) == 2);
   EXPECT(plugin->table->Release(plugin) == 1);
 }
