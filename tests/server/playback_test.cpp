@@ -226,7 +226,7 @@ TEST_F(PlaybackTest, FilmTooLargeForOneObject_GoesOnWithTheNext) {
 
 /// Before what it loses is loaded, and afterwards.
 TEST_F(PlaybackTest, FileThatShrinks_EndsAsFailure) {
-  for (const std::size_t readAhead : {4096, 1 << 20}) {
+  for (const std::size_t readAhead : {std::size_t{4096}, std::size_t{1} << 20}) {
     SCOPED_TRACE(readAhead);
     Server server(true, readAhead);
     const auto path = Write(VideoOnly());
