@@ -10,7 +10,7 @@
 
 namespace qbflv::server {
 
-OutputBatch::OutputBatch() { m_bodies.reserve(kMostTags); }
+OutputBatch::OutputBatch() { m_bodies.reserve(kMaxHeaders); }
 
 void OutputBatch::SetFilm(std::shared_ptr<const FilmBytes> film, int descriptor, ngx_log_t* log) {
   m_film = std::move(film);

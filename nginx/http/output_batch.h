@@ -26,7 +26,7 @@ class OutputBatch {
 
   std::size_t Bytes() const { return m_bytes; }
   bool IsEmpty() const { return m_used == 0; }
-  bool IsFull() const { return m_bytes >= kMostBytes || m_headersUsed >= kMostTags; }
+  bool IsFull() const { return m_bytes >= kMaxBytes || m_headersUsed >= kMaxHeaders || m_used >= kMaxBuffers; }
   /// Whether nginx has taken all of it.
   bool IsSent() const { return m_used == 0 || ngx_buf_size(&m_buffers[m_used - 1]) == 0; }
   void Clear();
@@ -43,9 +43,10 @@ class OutputBatch {
   ngx_chain_t* Finish(bool isLast, bool isMainRequest);
 
  private:
-  /// Of those that do not stand in the film as they are sent.
-  static constexpr std::size_t kMostTags = 64;
-  static constexpr std::size_t kMostBytes = 512 * 1024;
+  /// Tags whose header differs from the film's; each takes two buffers.
+  static constexpr std::size_t kMaxHeaders = 64;
+  static constexpr std::size_t kMaxBuffers = 2 * kMaxHeaders;
+  static constexpr std::size_t kMaxBytes = 512 * 1024;
   /// sendfile is a call of its own for each buffer; fewer bytes are copied faster.
   static constexpr std::size_t kLeastForSendfile = 16 * 1024;
   /// The size of the tag before, and the header of the next.
@@ -61,10 +62,10 @@ class OutputBatch {
   std::shared_ptr<const FilmBytes> m_film;
   ngx_file_t m_file{};
   std::optional<MediaTag> m_held;
-  // The start of the file, the last tag and the end come on top.
-  std::array<ngx_buf_t, 2 * kMostTags + 4> m_buffers;
-  std::array<ngx_chain_t, 2 * kMostTags + 4> m_links;
-  std::array<std::array<std::uint8_t, kBetweenTags>, kMostTags + 2> m_headers;
+  // A batch that is not full takes one more tag. The last batch also takes the held tag and the last size field.
+  std::array<ngx_buf_t, kMaxBuffers + 4> m_buffers;
+  std::array<ngx_chain_t, kMaxBuffers + 4> m_links;
+  std::array<std::array<std::uint8_t, kBetweenTags>, kMaxHeaders + 2> m_headers;
   /// Those that are no bytes of the film.
   std::vector<ComPtr<IQBBuffer>> m_bodies;
   std::size_t m_used = 0;
