@@ -65,7 +65,11 @@ ngx_int_t FilmRequest::Continue() {
   try {
     if (m_isStreaming) return SendBatches();
     const Part* const part = m_playback->GetPart();
-    return part == nullptr ? NGX_AGAIN : Answer(*part);
+    if (part == nullptr) return NGX_AGAIN;
+    const ngx_int_t result = Answer(*part);
+    // nginx keeps the rest of a short response that the client has not taken yet.
+    if (!m_isStreaming && m_request->header_sent != 0) m_isFinished = true;
+    return result;
   } catch (const std::exception& error) {
     ngx_log_error(NGX_LOG_ERR, m_request->connection->log, 0, "qbflv: %s", error.what());
     return m_isStreaming ? NGX_ERROR : NGX_HTTP_INTERNAL_SERVER_ERROR;
