@@ -308,8 +308,8 @@ ngx_int_t HandleFilmRequest(ngx_http_request_t* r) {
     if (!address) return SendReason(r, NGX_HTTP_BAD_REQUEST, "A time is written as 61.5 or 1:01.5.");
     ngx_open_file_info_t file;
     const ngx_int_t opened = OpenFile(r, file);
-    // The response may be on its way already.
-    if (opened != NGX_OK || file.fd == NGX_INVALID_FILE) return opened;
+    // OpenFile may have sent a reason.
+    if (opened != NGX_OK || r->header_sent != 0) return opened;
     return StartRequest(r, file, *address);
   } catch (const std::exception& error) {
     ngx_log_error(NGX_LOG_ERR, r->connection->log, 0, "qbflv: %s", error.what());
