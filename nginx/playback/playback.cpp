@@ -91,7 +91,11 @@ void Playback::Seek(std::uint32_t time) {
   };
   const bool isQueued = m_tasks.Run(work, [this, seek = std::weak_ptr(m_seek), result] {
     if (seek.expired()) return;
-    TakePart(std::move(*result));
+    try {
+      TakePart(std::move(*result));
+    } catch (...) {
+      m_state = State::kFailed;
+    }
     OnProgress();
   });
   if (!isQueued) m_state = State::kFailed;
