@@ -122,7 +122,7 @@ bool LeavesFolder(std::string_view name) {
 std::optional<std::uint32_t> EndOf(const ngx_rtmp_play_t& play) {
   if (!(play.duration > 0)) return std::nullopt;
   constexpr double kMost = 0xFFFFFFFF;
-  return static_cast<std::uint32_t>(std::min(std::max(play.start, 0.0) + play.duration, kMost));
+  return static_cast<std::uint32_t>(std::min(std::max(0.0, play.start) + play.duration, kMost));
 }
 
 ngx_int_t Play(ngx_rtmp_session_t* s, ngx_rtmp_play_t* play) {
