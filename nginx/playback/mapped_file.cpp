@@ -96,6 +96,8 @@ class GuardList {
       g_guards = guard;
     }
     guard->hasLostBytes = false;
+    // Empty until both ends are known.
+    guard->end = 0;
     guard->begin = begin;
     guard->end = begin + size;
     return *guard;
@@ -134,8 +136,9 @@ std::unique_ptr<MappedFile> MappedFile::Map(int descriptor, std::size_t size) {
 }
 
 MappedFile::~MappedFile() {
-  munmap(const_cast<std::uint8_t*>(m_bytes.data()), m_bytes.size());
+  // First the guard, since another thread may get the addresses as soon as they are unmapped.
   Guards().Free(m_guard);
+  munmap(const_cast<std::uint8_t*>(m_bytes.data()), m_bytes.size());
 }
 
 bool MappedFile::Load(std::size_t offset, std::size_t size) const {
