@@ -16,8 +16,9 @@ namespace qbflv::server {
 
 namespace {
 
-/// Of the configuration that is read, or was read last; a worker has only one.
+/// The options of the configuration that is being read. It may be refused, and then does not outlive the reading.
 WorkerOptions* g_options = nullptr;
+/// The pool of this worker.
 ngx_thread_pool_t* g_pool = nullptr;
 
 void* CreateAndKeepOptions(ngx_conf_t* cf) {
@@ -41,8 +42,7 @@ char* MergeApplication(ngx_conf_t* /*cf*/, void* outer, void* inner) {
 /// The play module has its formats already. A second format for ".flv" would not be asked.
 ngx_int_t ReplaceFormat(ngx_conf_t* cf) {
   if (g_options->isUsed == 0) return NGX_OK;
-  g_pool = ngx_thread_pool_add(cf, nullptr);
-  if (g_pool == nullptr) return NGX_ERROR;
+  if (ngx_thread_pool_add(cf, nullptr) == nullptr) return NGX_ERROR;
   void* const play = ngx_rtmp_conf_get_module_main_conf(cf, ngx_rtmp_play_module);
   const ngx_array_t& formats = static_cast<ngx_rtmp_play_main_conf_t*>(play)->fmts;
   auto** const format = static_cast<ngx_rtmp_play_fmt_t**>(formats.elts);
@@ -57,7 +57,12 @@ ngx_int_t ReplaceFormat(ngx_conf_t* cf) {
 }
 
 ngx_int_t InitProcess(ngx_cycle_t* cycle) {
-  if (g_options != nullptr && g_pool != nullptr) StartEngine(cycle, *g_options);
+  void* const context = ngx_get_conf(cycle->conf_ctx, ngx_rtmp_module);
+  if (context == nullptr) return NGX_OK;
+  void* const options = static_cast<ngx_rtmp_conf_ctx_t*>(context)->main_conf[ngx_rtmp_qbflv_module.ctx_index];
+  ngx_str_t name = StaticText("default");
+  g_pool = ngx_thread_pool_get(cycle, &name);
+  if (options != nullptr && g_pool != nullptr) StartEngine(cycle, *static_cast<WorkerOptions*>(options));
   return NGX_OK;
 }
 

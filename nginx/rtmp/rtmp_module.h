@@ -15,7 +15,7 @@ struct RtmpApplication {
 
 bool IsOn(ngx_rtmp_session_t* s);
 
-/// The pool that reads for RTMP; null before the configuration is read.
+/// The pool that reads for RTMP; null outside a worker.
 ngx_thread_pool_t* ReadingPool();
 
 }  // namespace qbflv::server
