@@ -23,7 +23,7 @@ WorkerOptions& OptionsOf(ngx_conf_t* cf) {
 
 void* CreateLocation(ngx_conf_t* cf) {
   auto* const location = static_cast<HttpLocation*>(ngx_pcalloc(cf->pool, sizeof(HttpLocation)));
-  if (location != nullptr) *location = {0, NGX_CONF_UNSET};
+  if (location != nullptr) location->redirects = NGX_CONF_UNSET;
   return location;
 }
 
@@ -34,10 +34,9 @@ char* MergeLocation(ngx_conf_t* /*cf*/, void* outer, void* inner) {
 }
 
 /// "qbflv": the handler belongs to this location alone, as with nginx's own flv and mp4.
-char* SetHandler(ngx_conf_t* cf, ngx_command_t* /*command*/, void* location) {
+char* SetHandler(ngx_conf_t* cf, ngx_command_t* /*command*/, void* /*location*/) {
   void* const core = ngx_http_conf_get_module_loc_conf(cf, ngx_http_core_module);
   static_cast<ngx_http_core_loc_conf_t*>(core)->handler = HandleFilmRequest;
-  static_cast<HttpLocation*>(location)->isOn = 1;
   OptionsOf(cf).isUsed = 1;
   return NGX_CONF_OK;
 }

@@ -9,7 +9,6 @@ extern "C" __attribute__((visibility("default"))) ngx_module_t ngx_http_qbflv_mo
 namespace qbflv::server {
 
 struct HttpLocation {
-  ngx_flag_t isOn;
   /// Whether other start times than a key frame's are redirected to it.
   ngx_flag_t redirects;
 };
