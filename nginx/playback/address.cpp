@@ -1,4 +1,4 @@
-// The arguments of a film's address: ?start=61.5&end=90&info
+// Parses and writes the arguments of a film's URL: ?start=61.5&end=90&info
 #include "nginx/playback/address.h"
 
 #include <fmt/format.h>
@@ -41,8 +41,8 @@ bool ParseSeconds(std::string_view escaped, std::optional<std::uint32_t>& time) 
   const bool hasColon = text.find(':') != std::string::npos;
   const auto parsed = host::ParseTime(hasColon ? text : text + "s");
   if (!parsed || text.ends_with('s')) return false;
-  constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
-  time = static_cast<std::uint32_t>(std::min(*parsed, kMost));
+  constexpr std::uint64_t kMaxTime = std::numeric_limits<std::uint32_t>::max();
+  time = static_cast<std::uint32_t>(std::min(*parsed, kMaxTime));
   return true;
 }
 

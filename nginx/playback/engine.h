@@ -1,4 +1,4 @@
-// What all viewers of a server process share.
+// The state that all viewers of a server process share.
 #pragma once
 
 #include <cstddef>
@@ -13,17 +13,17 @@
 namespace qbflv::server {
 
 struct Engine {
-  /// layoutBytes: for the layouts of films that were opened lately. readAhead: bytes of a film that are loaded at once.
-  /// Throws HostError.
+  /// Loads the plug-in. Throws HostError.
+  /// layoutBytes: memory limit for the layouts of recently opened films. readAhead: block size for loading films.
   Engine(const std::filesystem::path& plugin, std::size_t layoutBytes, std::size_t readAhead)
       : library(plugin), context(host::MakeContext()), layouts(layoutBytes), films(readAhead) {}
 
   host::PluginLibrary library;
   ComPtr<host::Context> context;
   flv::ViewCache layouts;
-  /// For the worker alone.
+  /// Used by the worker's thread only.
   FilmLibrary films;
-  /// Bytes that one object of the plug-in reads, which has 32-bit offsets.
+  /// Maximum size of the view that one object of the plug-in reads. The plug-in has 32-bit offsets.
   std::uint64_t largestPart = flv::ViewOptions().largestSize;
 };
 

@@ -1,4 +1,4 @@
-// The bytes of a film, which all of its viewers share.
+// A film's bytes in memory, shared by all of its viewers.
 #include "nginx/playback/film_bytes.h"
 
 #include <algorithm>
@@ -10,8 +10,8 @@ namespace qbflv::server {
 
 namespace {
 
-/// The system may need the memory for something else when a film was not watched for this long, in s.
-constexpr std::uint32_t kStaysLoaded = 30;
+/// Time in s after which a block no longer counts as loaded, because the system may have evicted it.
+constexpr std::uint32_t kLoadedTime = 30;
 
 }  // namespace
 
@@ -39,7 +39,7 @@ std::int64_t FilmBytes::ReadAt(std::uint64_t offset, std::span<std::uint8_t> byt
 flv::SharedBytes FilmBytes::Share(std::uint64_t offset) const {
   if (offset >= Size()) return {};
   const auto rest = Bytes().subspan(static_cast<std::size_t>(offset));
-  // Whoever shares the bytes does not write to them.
+  // Users of shared bytes do not write to them.
   return {{shared_from_this(), const_cast<std::uint8_t*>(rest.data())}, rest.size()};
 }
 
@@ -47,7 +47,7 @@ std::uint64_t FilmBytes::LoadedEnd(std::uint64_t offset, std::uint64_t size) con
   const Blocks blocks = BlocksOf(offset, size);
   const std::uint32_t now = Now();
   std::size_t block = blocks.first;
-  while (block < blocks.end && m_loadTimes[block] != 0 && now - m_loadTimes[block] <= kStaysLoaded) ++block;
+  while (block < blocks.end && m_loadTimes[block] != 0 && now - m_loadTimes[block] <= kLoadedTime) ++block;
   return block == blocks.first ? offset : std::min<std::uint64_t>(block * m_blockSize, Size());
 }
 
@@ -56,7 +56,7 @@ bool FilmBytes::Load(std::uint64_t offset, std::uint64_t size) const {
   if (blocks.first == blocks.end) return true;
   const std::uint64_t end = std::min<std::uint64_t>(blocks.end * m_blockSize, Size());
   const std::size_t begin = blocks.first * m_blockSize;
-  // The last page of a file is filled up with zeros.
+  // Compare the size, too: a page that contains the new end of a truncated file loads without an error.
   return m_mapped->Load(begin, static_cast<std::size_t>(end) - begin) && m_file->Size() >= end;
 }
 
@@ -66,8 +66,8 @@ void FilmBytes::SetLoaded(std::uint64_t offset, std::uint64_t size) {
             m_loadTimes.begin() + static_cast<std::ptrdiff_t>(blocks.end), Now());
 }
 
-/// A clock without a system call. Never 0.
 std::uint32_t FilmBytes::Now() {
+  // The coarse clock needs no system call.
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
   return static_cast<std::uint32_t>(now.tv_sec) + 1;
@@ -75,7 +75,7 @@ std::uint32_t FilmBytes::Now() {
 
 bool FilmBytes::IsWhole() const { return !HasLostBytes() && m_file->Size() >= Size(); }
 
-/// Of what is inside.
+/// Ignores bytes outside the film.
 FilmBytes::Blocks FilmBytes::BlocksOf(std::uint64_t offset, std::uint64_t size) const {
   if (offset >= Size() || size == 0) return {0, 0};
   const std::uint64_t last = offset + std::min(size, Size() - offset) - 1;

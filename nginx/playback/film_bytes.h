@@ -1,4 +1,4 @@
-// The bytes of a film, which all of its viewers share.
+// A film's bytes in memory, shared by all of its viewers.
 #pragma once
 
 #include <algorithm>
@@ -11,11 +11,11 @@
 
 namespace qbflv::server {
 
-/// Reads copy nothing that need not be copied, and touch only what was loaded a short while ago, so that they do not
-/// wait for the disk. A file that loses bytes reads as zeros there.
+/// A mapped file that tracks which of its blocks were loaded recently, so that the worker does not wait for the disk.
+/// Bytes that the file has lost read as zeros.
 class FilmBytes final : public flv::ByteSource, public std::enable_shared_from_this<FilmBytes> {
  public:
-  /// loadSize: bytes that are loaded at once. Null with errno on failure.
+  /// Maps the file. loadSize: the size of a block in bytes. On failure returns null and sets errno.
   static std::shared_ptr<FilmBytes> Map(std::shared_ptr<const flv::FileSource> file, std::size_t loadSize);
 
   std::int64_t ReadAt(std::uint64_t offset, std::span<std::uint8_t> bytes) const override;
@@ -24,26 +24,28 @@ class FilmBytes final : public flv::ByteSource, public std::enable_shared_from_t
 
   std::span<const std::uint8_t> Bytes() const { return m_mapped->Bytes(); }
 
-  /// Whether a read of these bytes does not wait for the disk, as far as can be told.
+  /// Returns true if all of these bytes were loaded recently, so that reading them probably does not block.
   bool IsLoaded(std::uint64_t offset, std::uint64_t size) const {
     return LoadedEnd(offset, size) >= std::min(offset + size, Size());
   }
-  /// Where the bytes end of which that is true; looks no further than the size.
+  /// Returns the end of the recently loaded bytes that begin at offset; at least offset. Checks the blocks of the first
+  /// size bytes only.
   std::uint64_t LoadedEnd(std::uint64_t offset, std::uint64_t size) const;
-  /// Reads the blocks of these bytes into memory; any thread may do that, and wait. False on failure.
+  /// Reads the blocks that contain these bytes into memory. Blocks. Returns false on failure. [any thread]
   bool Load(std::uint64_t offset, std::uint64_t size) const;
-  /// Tells IsLoaded that it has succeeded.
+  /// Marks the blocks that contain these bytes as loaded now. Call it on the worker's thread after Load.
   void SetLoaded(std::uint64_t offset, std::uint64_t size);
 
-  /// In s; changes each second.
+  /// Returns a monotonic time in s. Never 0.
   static std::uint32_t Now();
 
-  /// Whether the file still has all of the bytes.
+  /// Returns true if the file still contains all of the bytes. Makes a system call.
   bool IsWhole() const;
-  /// Whether someone has got zeros for bytes that it has not. Needs no system call.
+  /// Returns true if lost bytes have been read as zeros. Makes no system call.
   bool HasLostBytes() const { return m_mapped->HasLostBytes(); }
 
  private:
+  /// Numbers of the first block, and of the last block plus 1.
   struct Blocks {
     std::size_t first;
     std::size_t end;
@@ -57,16 +59,17 @@ class FilmBytes final : public flv::ByteSource, public std::enable_shared_from_t
   const std::shared_ptr<const flv::FileSource> m_file;
   const std::unique_ptr<const MappedFile> m_mapped;
   const std::size_t m_blockSize;
-  /// Of each block, when it was loaded, in s; 0 if never.
+  /// The time when each block was last loaded, as returned by Now; 0 if never.
   std::vector<std::uint32_t> m_loadTimes;
 };
 
-/// The films that someone watches. Used by one thread.
+/// The films that have viewers. Not thread-safe.
 class FilmLibrary {
  public:
   explicit FilmLibrary(std::size_t loadSize) : m_loadSize(loadSize) {}
 
-  /// What others watch already if it is the same file in the same state. Null with errno on failure.
+  /// Returns the bytes of a file. Viewers of the same file share them unless it was modified. On failure returns null
+  /// and sets errno.
   std::shared_ptr<FilmBytes> Get(const std::shared_ptr<const flv::FileSource>& file);
 
  private:

@@ -1,4 +1,4 @@
-// A film's description for programs.
+// The description of a film as JSON.
 #include "nginx/playback/film_info.h"
 
 #include <fmt/format.h>
@@ -43,7 +43,7 @@ std::string FilmInfo(const Part& part, const Playback& playback) {
                      {"file", ListAsJson(playback.FileHeader())},
                      {"streams", std::move(streams)},
                      {"key_frames", std::move(keyFrames)}};
-  // The file's own texts need not be UTF-8.
+  // Strings from the file may be invalid UTF-8.
   return info.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

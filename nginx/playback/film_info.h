@@ -1,4 +1,4 @@
-// A film's description for programs.
+// The description of a film as JSON.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace qbflv::server {
 
-/// JSON: "duration" (seconds), "file" and "streams" (the plug-in's headers), "key_frames" (seconds). playback: has
-/// returned its first tag.
+/// Returns an object with "duration" (s), "size" (bytes), "file" and "streams" (the plug-in's headers) and "key_frames"
+/// (s). REQUIRES: playback has returned its first tag.
 std::string FilmInfo(const Part& part, const Playback& playback);
 
 }  // namespace qbflv::server

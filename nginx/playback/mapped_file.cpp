@@ -1,4 +1,4 @@
-// A file in the address space, guarded against the bytes that it may lose.
+// A memory-mapped file that stays readable when the file is truncated.
 #include "nginx/playback/mapped_file.h"
 
 #include <sys/mman.h>
@@ -13,10 +13,10 @@
 
 namespace qbflv::server {
 
-/// They form a list that only grows, so that the handler needs no lock; those of files that are gone are used again.
+/// An element of a list that only grows, so that the signal handler needs no lock. Guards of unmapped files are reused.
 struct MappedFile::Guard {
   std::atomic<std::uintptr_t> begin = 0;
-  /// The same as begin if there is no file.
+  /// Equals begin if the guard is free.
   std::atomic<std::uintptr_t> end = 0;
   std::atomic<bool> hasLostBytes = false;
   Guard* next = nullptr;
@@ -41,13 +41,14 @@ Guard* FindGuard(std::uintptr_t address) {
   return nullptr;
 }
 
-/// Returning repeats the access: with an empty page it succeeds, and otherwise whoever is responsible is called.
+/// The system repeats the access when the handler returns. If the address belongs to a mapped file, the access then
+/// reads an empty page; otherwise the handler that was installed before gets the signal.
 void OnBusError(int signal, siginfo_t* info, void* context) {
   const int error = errno;
   const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
   Guard* const guard = FindGuard(address);
   if (guard != nullptr) {
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): the page of an address
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): rounds an address down to its page
     void* const page = reinterpret_cast<void*>(address & ~(PageSize() - 1));
     guard->hasLostBytes = true;
     constexpr int kEmpty = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED;
@@ -64,11 +65,11 @@ void OnBusError(int signal, siginfo_t* info, void* context) {
   errno = error;
 }
 
-/// Owns the guards, and the handler while this library is loaded.
+/// Owns the guards. Keeps the signal handler installed while this library is loaded.
 class GuardList {
  public:
   GuardList() {
-    PageSize();
+    PageSize();  // initialises the value before the handler needs it
     struct sigaction action {};
     action.sa_sigaction = OnBusError;
     action.sa_flags = SA_SIGINFO;
@@ -77,7 +78,7 @@ class GuardList {
   }
   GuardList(const GuardList&) = delete;
   GuardList& operator=(const GuardList&) = delete;
-  /// Others may have put their handler in front of this one.
+  /// Restores the previous handler unless another one has replaced OnBusError since.
   ~GuardList() {
     struct sigaction current {};
     sigaction(SIGBUS, nullptr, &current);
@@ -96,7 +97,7 @@ class GuardList {
       g_guards = guard;
     }
     guard->hasLostBytes = false;
-    // Empty until both ends are known.
+    // Keep the range empty until both ends are set.
     guard->end = 0;
     guard->begin = begin;
     guard->end = begin + size;
@@ -113,7 +114,7 @@ class GuardList {
   std::vector<std::unique_ptr<Guard>> m_guards;
 };
 
-/// Installs the handler when the first file is mapped.
+/// Returns the list. The first call installs the signal handler.
 GuardList& Guards() {
   static GuardList list;
   return list;
@@ -136,7 +137,7 @@ std::unique_ptr<MappedFile> MappedFile::Map(int descriptor, std::size_t size) {
 }
 
 MappedFile::~MappedFile() {
-  // First the guard, since another thread may get the addresses as soon as they are unmapped.
+  // Free the guard first: another thread may map something else here as soon as the file is unmapped.
   Guards().Free(m_guard);
   munmap(const_cast<std::uint8_t*>(m_bytes.data()), m_bytes.size());
 }
@@ -146,7 +147,7 @@ bool MappedFile::Load(std::size_t offset, std::size_t size) const {
   const std::size_t end = offset + std::min(size, m_bytes.size() - offset);
   auto* const memory = const_cast<std::uint8_t*>(m_bytes.data()) + begin;
   while (madvise(memory, end - begin, MADV_POPULATE_READ) != 0) {
-    // A kernel before 5.14 reads when the bytes are touched.
+    // Kernels before 5.14 cannot load in advance. They read the bytes when they are touched.
     if (errno == EINVAL) return true;
     if (errno != EINTR && errno != EAGAIN) return false;
   }

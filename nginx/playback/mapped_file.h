@@ -1,4 +1,4 @@
-// A file in the address space, guarded against the bytes that it may lose.
+// A memory-mapped file that stays readable when the file is truncated.
 #pragma once
 
 #include <cstddef>
@@ -8,14 +8,14 @@
 
 namespace qbflv::server {
 
-/// Whoever touches bytes that the file has no more, or that cannot be read, gets zeros. The system would end the
-/// process; a signal handler puts empty pages in their place.
+/// Bytes that the file no longer has, or that cannot be read, read as zeros. The system sends SIGBUS for them, which
+/// would end the process; a signal handler maps empty pages in their place.
 class MappedFile {
  public:
-  /// What the signal handler knows of a file.
+  /// The address range of a mapped file, for the signal handler.
   struct Guard;
 
-  /// size: not 0. Null with errno on failure.
+  /// Maps the first size bytes of a file. On failure returns null and sets errno. REQUIRES: size > 0.
   static std::unique_ptr<MappedFile> Map(int descriptor, std::size_t size);
   MappedFile(const MappedFile&) = delete;
   MappedFile& operator=(const MappedFile&) = delete;
@@ -23,11 +23,11 @@ class MappedFile {
 
   std::span<const std::uint8_t> Bytes() const { return m_bytes; }
 
-  /// Reads bytes into memory, so that touching them soon does not wait for the disk. Waits itself, on any thread. False
-  /// with errno if the file has fewer now, or cannot be read. offset: inside.
+  /// Reads bytes into memory, so that touching them soon does not wait for the disk. Blocks. On failure, or if the file
+  /// no longer has these bytes, returns false and sets errno. REQUIRES: offset is inside the file. [any thread]
   bool Load(std::size_t offset, std::size_t size) const;
 
-  /// Whether someone got zeros.
+  /// Returns true if lost bytes have been read as zeros.
   bool HasLostBytes() const;
 
  private:

@@ -1,4 +1,4 @@
-// What a viewer gets of a film: all of it, or what follows the last key frame at or before a time.
+// A part of a film: all of it, or everything from the last key frame at or before a time.
 #include "nginx/playback/part.h"
 
 #include <algorithm>
@@ -23,7 +23,7 @@ flv::ViewOptions FilmOptions() {
   flv::ViewOptions options;
   options.retime = true;
   options.rebase = true;
-  // Each part is read from its start, so nothing looks for key frames in the view.
+  // Each part is read from its start, so no reader needs the key-frame list.
   options.mostKeyFrames = 0;
   options.largestSize = std::numeric_limits<std::uint64_t>::max();
   return options;
@@ -43,7 +43,8 @@ Place FindKeyFrame(const flv::ViewLayout& film, std::uint32_t time) {
   return found;
 }
 
-/// Times ascend, so the last frame at or before the time is found in few reads. Empty if the file cannot be read.
+/// Finds the last frame at or before a time by binary search, because times ascend. Returns an empty value if reading
+/// the file fails.
 std::optional<Place> FindFrame(const flv::FileSource& file, const flv::ViewLayout& film, std::uint32_t time) {
   Place found;
   std::uint32_t low = 0;
@@ -75,7 +76,7 @@ std::shared_ptr<const flv::ViewLayout> LayOut(const std::shared_ptr<const flv::V
   return std::make_shared<flv::ViewLayout>(film->SharedFacts(), options);
 }
 
-/// What stands in front of a first key frame belongs to the film's beginning.
+/// Tags before the first key frame belong to the part that begins at 0.
 Part MakePart(std::shared_ptr<const flv::ViewLayout> film, Place place, std::uint64_t largestSize) {
   if (place.time == 0) place.tag = 0;
   Part part;
@@ -133,14 +134,14 @@ bool Continue(Part& part, std::uint32_t time) {
   const std::uint32_t next = part.layout->TagCount();
   if (next == 0 || next >= part.film->TagCount()) return false;
   auto layout = LayOut(part.film, {next, time}, part.layout->Options().largestSize);
-  // A tag that does not fit into any view.
+  // The next tag is too large for any view.
   if (layout->TagCount() <= next) return false;
   part.layout = std::move(layout);
   return true;
 }
 
 std::vector<std::uint8_t> MakePartMetadata(const Part& part, std::uint32_t duration) {
-  // The film's own start: a file header, the size field behind it, the metadata's tag.
+  // The head of the view: file header, previous-tag size, metadata tag.
   constexpr std::size_t kBodyOffset = flv::kFileHeaderSize + flv::kSizeFieldSize + flv::kTagHeaderSize;
   flv::AmfReader reader(part.film->Head().subspan(kBodyOffset));
   flv::AmfValue name;

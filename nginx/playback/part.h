@@ -1,4 +1,4 @@
-// What a viewer gets of a film: all of it, or what follows the last key frame at or before a time.
+// A part of a film: all of it, or everything from the last key frame at or before a time.
 #pragma once
 
 #include <cstdint>
@@ -12,39 +12,42 @@
 
 namespace qbflv::server {
 
-// Times are in ms of the film: its first frame has the time 0, and timestamps that jump in the file continue.
+// Times are in ms. The first frame of the film has the time 0, and jumps of the timestamps are removed.
 
 struct Part {
   enum class State { kPlayable, kUnreadable, kNotFlv, kNoMedia, kPastEnd };
 
   State state = State::kUnreadable;
-  /// The whole film; null unless it is playable or kPastEnd.
+  /// The layout of the whole film; null unless state is kPlayable or kPastEnd.
   std::shared_ptr<const flv::ViewLayout> film;
-  /// What the plug-in reads, from the first frame on; null unless it is playable. The plug-in has 32-bit offsets, so
-  /// the last tags of a large film may be missing; see Continue.
+  /// The layout of the view that the plug-in reads; null unless state is kPlayable. The plug-in has 32-bit offsets, so
+  /// the view of a large film omits the last tags; see Continue.
   std::shared_ptr<const flv::ViewLayout> layout;
-  /// Of the first frame.
+  /// Time of the first frame.
   std::uint32_t start = 0;
 
-  /// In ms.
+  /// Returns the duration of the whole film.
   std::uint32_t FilmDuration() const;
 };
 
-/// Finds a part in what is in memory. largestSize: of what the plug-in reads. Empty if the file must be read for that.
-/// Throws std::bad_alloc.
+/// Returns the part that begins at or before a time, or an empty value if that requires reading the file. largestSize:
+/// maximum size of the view in bytes. Throws std::bad_alloc.
 std::optional<Part> FindPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time,
                              std::uint64_t largestSize);
 
-/// The same, and reads the file. A film without key frames starts at the last frame at or before the time.
+/// Like FindPart, but reads the file if necessary. In a film without key frames the part begins at the last frame at or
+/// before the time.
 Part LoadPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time, std::uint64_t largestSize);
 
-/// Lets the plug-in read on where the layout ends. time: of the last frame. False at the end of the film.
+/// Replaces the layout by one that begins where it ends. time: time of the last frame. Returns false at the end of the
+/// film.
 bool Continue(Part& part, std::uint32_t time);
 
-/// The body of the metadata's tag, without what tells places in the file. duration: in ms.
+/// Returns the body of a metadata tag without file positions and sizes. duration: in ms.
 std::vector<std::uint8_t> MakePartMetadata(const Part& part, std::uint32_t duration);
 
-/// Bytes of the FLV file that has this metadata and all tags of the part, which is the whole film.
+/// Returns the size of an FLV file that consists of metadata and all tags of the part. REQUIRES: the part is the whole
+/// film. metadataSize: size of the body of the metadata tag.
 std::uint64_t SizeWith(const Part& part, std::size_t metadataSize);
 
 }  // namespace qbflv::server

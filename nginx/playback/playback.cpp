@@ -1,4 +1,4 @@
-// One viewer's way through a film: the tags of it that the plug-in delivers, one after the other.
+// Playback of a film for one viewer: returns the tags that the plug-in delivers.
 #include "nginx/playback/playback.h"
 
 #include <algorithm>
@@ -11,7 +11,8 @@
 
 namespace qbflv::server {
 
-/// Forwards to the playback until that lets go of it. Keeps what comes; the playback goes on after the plug-in's turn.
+/// Forwards calls to the playback until it is disconnected. Packets are queued, because Next continues after the
+/// plug-in's turn.
 class Playback::Sink final : public host::ComObject<IQBFormatSink> {
  public:
   explicit Sink(Playback& playback) : m_playback(&playback) {}
@@ -47,11 +48,11 @@ class Playback::Sink final : public host::ComObject<IQBFormatSink> {
       return kOk;
     });
   }
-  /// Nothing seeks.
+  /// Not called, since Playback never seeks.
   Status SeekDone(Status /*status*/) override { return kOk; }
 
  private:
-  /// A failure ends the playback. The plug-in is the caller, so nothing may be thrown.
+  /// Runs the action unless status is a failure. A failure ends the playback. Exceptions must not reach the plug-in.
   template <typename Action>
   Status Forward(Status status, Action action) {
     if (m_playback == nullptr) return kOk;
@@ -190,8 +191,8 @@ Playback::Result Playback::Next(MediaTag& tag) {
   }
 }
 
-/// The plug-in has no more. A film that is too large for it goes on with a new object, behind the configurations that
-/// the viewer has already.
+/// Called when the plug-in has reached the end of the view. If the film has more tags, continues with a new object,
+/// whose view begins with configurations that the viewer already has.
 void Playback::EndLayout() {
   m_state = State::kFailed;
   if (!m_isComplete) return;
@@ -204,7 +205,7 @@ void Playback::EndLayout() {
   Open();
 }
 
-/// Something is pending. Only a task can go on with it.
+/// Returns kPending, or kFailed if there is no task whose completion could continue the playback.
 Playback::Result Playback::Wait() {
   if (m_state != State::kLoading && !m_file->IsReading()) {
     m_state = State::kFailed;
@@ -214,7 +215,7 @@ Playback::Result Playback::Wait() {
   return Result::kPending;
 }
 
-/// False if no stream has more. Packets may come inside the call.
+/// Requests a packet of each stream until one arrives inside the call. Returns false if all streams are done.
 bool Playback::RequestPackets() {
   for (std::size_t number = 0; number < m_streams.size() && m_packets.empty(); ++number) {
     Stream& stream = m_streams[number];
@@ -225,7 +226,8 @@ bool Playback::RequestPackets() {
   return !m_packets.empty() || !std::ranges::all_of(m_streams, &Stream::isDone);
 }
 
-/// False for what the viewer does not get: closing tags, and frames before the part's start.
+/// Converts a packet to a tag. Returns false for packets that the viewer must not get, such as closing tags and frames
+/// before the start of the part.
 bool Playback::TakePacket(IQBPacket& packet, MediaTag& tag) {
   tag.body = ComPtr<IQBBuffer>::Adopt(packet.GetPacketBuffer());
   tag.type = m_streams[packet.GetStreamNumber()].type;
@@ -243,7 +245,7 @@ bool Playback::TakePacket(IQBPacket& packet, MediaTag& tag) {
     --m_repeated;
     return false;
   }
-  // Configurations have the time 0 in many files.
+  // In many files configurations have the timestamp 0.
   if (isConfiguration)
     tag.time = std::max(tag.time, m_lastTime);
   else if (isEarly)

@@ -1,4 +1,4 @@
-// One viewer's way through a film: the tags of it that the plug-in delivers, one after the other.
+// Playback of a film for one viewer: returns the tags that the plug-in delivers.
 #pragma once
 
 #include <cstdint>
@@ -17,45 +17,46 @@
 
 namespace qbflv::server {
 
-/// Times are those of the film.
 struct MediaTag {
   flv::TagType type = flv::TagType::kAudio;
+  /// In ms of the film.
   std::uint32_t time = 0;
   /// Never empty.
   ComPtr<IQBBuffer> body;
 };
 
-/// Used by one thread, which a server's events drive. Each Seek makes a new object of the plug-in, which reads the film
-/// from the key frame on, behind the codec configurations that hold there: nothing is searched, and what the old object
-/// still waits for does not matter. Members throw std::bad_alloc or HostError; then the viewer is to be sent away.
+/// Each Seek creates a new object of the plug-in, which reads a view that begins with the codec configurations and the
+/// key frame. So the plug-in scans nothing, and pending reads of the old object can be ignored. The functions may throw
+/// std::bad_alloc or HostError; then disconnect the viewer. Not thread-safe; meant for an event loop.
 class Playback {
  public:
   enum class Result { kTag, kPending, kEnd, kFailed };
 
-  /// engine, tasks: outlive this. onReady: called when something that returned kPending may be asked again; it may
-  /// destroy this object, and must not throw.
+  /// engine, tasks: must outlive this object. onReady: called once after Next returned kPending or GetPart returned
+  /// null, when the caller should call again. It may destroy this object, and must not throw.
   Playback(Engine& engine, TaskRunner& tasks, std::shared_ptr<const flv::FileSource> file,
            std::function<void()> onReady);
   Playback(const Playback&) = delete;
   Playback& operator=(const Playback&) = delete;
   ~Playback();
 
-  /// Goes to the last key frame at or before the time; without key frames, to the frame. Allowed at any time.
+  /// Continues at the last key frame at or before the time, or at the last frame if the film has no key frames. May be
+  /// called in any state.
   void Seek(std::uint32_t time);
-  /// Ends in front of the first frame at this time or after it. Holds until it is set anew.
+  /// Ends the playback before the first frame at or after the time. Seek does not reset the time.
   void EndAt(std::optional<std::uint32_t> time) { m_end = time; }
 
-  /// Where Seek led to; null while that is not known yet (then onReady is called).
+  /// Returns the part that Seek found; null while it is pending.
   const Part* GetPart();
 
-  /// The next tag: first the codec configurations, then the frames from the part's start on. kFailed also if the file
-  /// has become shorter since the pass.
+  /// Gets the next tag: first the codec configurations, then the frames from the start of the part. Returns kFailed
+  /// also if the file was truncated after the pass.
   Result Next(MediaTag& tag);
 
-  /// Of a playable part; null if it cannot be read.
+  /// Returns the bytes of the film; null if it cannot be mapped. REQUIRES: the part is playable.
   const std::shared_ptr<FilmBytes>& Film() const { return m_film; }
 
-  /// What the plug-in says about the film, from the first result of Next on that is not kPending.
+  /// The plug-in's headers. Valid after the first result of Next other than kPending.
   const host::PropertyList* FileHeader() const { return m_fileHeader.Get(); }
   const std::vector<ComPtr<host::PropertyList>>& StreamHeaders() const { return m_streamHeaders; }
 
@@ -86,11 +87,12 @@ class Playback {
   std::optional<std::uint32_t> m_end;
 
   State m_state = State::kFailed;
-  /// Changes with each Seek and with the end of this object, so that tasks know whether they still matter.
+  /// Identifies the current Seek. Tasks keep a weak pointer; it expires when they are superseded or this object is
+  /// destroyed.
   std::shared_ptr<int> m_seek;
   Part m_part;
   std::shared_ptr<FilmBytes> m_film;
-  /// Whether something returned kPending, and onReady has not been called since.
+  /// True if the caller waits for onReady.
   bool m_isAwaited = false;
 
   ComPtr<StreamFile> m_file;
@@ -100,12 +102,12 @@ class Playback {
   ComPtr<host::PropertyList> m_fileHeader;
   std::vector<ComPtr<host::PropertyList>> m_streamHeaders;
   std::vector<Stream> m_streams;
-  /// Delivered, and not yet taken.
+  /// Packets that the plug-in has delivered and Next has not returned yet.
   std::deque<ComPtr<IQBPacket>> m_packets;
   std::uint32_t m_lastTime = 0;
-  /// Whether a closing tag has come: the file has been there to its end.
+  /// True after a closing tag: the plug-in has read the whole view.
   bool m_isComplete = false;
-  /// Codec configurations to come that the viewer has.
+  /// Number of codec configurations to skip, because the viewer already has them.
   std::uint32_t m_repeated = 0;
 };
 

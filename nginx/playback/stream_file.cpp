@@ -1,4 +1,4 @@
-// The file object of a server: gives the plug-in a film's own bytes, without blocking the caller.
+// The file object that lets the plug-in read a film without copying, and without blocking the worker.
 #include "nginx/playback/stream_file.h"
 
 #include <algorithm>
@@ -8,8 +8,8 @@ namespace qbflv::server {
 
 namespace {
 
-/// A tag header and the start of its body are read next, and nothing else of that tag: without a hint each would cost
-/// the time that memory takes. Hints may lead anywhere.
+/// Prefetches the next tag header and the start of its body. They are not in the processor's cache, because the bodies
+/// between them are never touched. The address may be invalid.
 void FetchAhead(const std::uint8_t* bytes) {
   constexpr std::size_t kSmallRead = 20;
   __builtin_prefetch(bytes);
@@ -43,7 +43,7 @@ Status StreamFile::Seek(std::uint32_t offset, BOOL relative) {
   return ComPtr<IQBFileResponse>(m_response)->SeekDone(kOk);
 }
 
-/// The end of the view holds the closing tags alone; nothing there is worth a seek.
+/// The view ends with closing tags, so the plug-in gains nothing from seeking to the end.
 Status StreamFile::SetAccessHint(std::uint32_t /*hint*/) { return kPrefersLinearAccess; }
 
 Status StreamFile::Read(std::uint32_t count) {
@@ -58,12 +58,13 @@ Status StreamFile::Read(std::uint32_t count) {
   return host::WithoutThrowing([&] { return StartTask(*offset, count) ? kOk : kFailed; });
 }
 
-/// Not for long: a viewer may stall.
+/// The window is valid for at most a second, because a viewer may stall for a long time.
 bool StreamFile::IsInWindow(std::uint32_t count) const {
   return m_position >= m_window.begin && m_position + count <= m_window.end && m_window.time == FilmBytes::Now();
 }
 
-/// To the position, which is loaded, and stands in the file at offset unless the layout has made it.
+/// Moves the window to the current position. offset: the position in the file; empty for bytes that the layout has
+/// made.
 void StreamFile::MoveWindow(std::optional<std::uint64_t> offset, std::uint32_t count) {
   flv::SharedBytes shared = m_view.Share(m_position);
   const std::uint64_t loaded = offset ? m_film->LoadedEnd(*offset, count) - *offset : 0;
@@ -73,7 +74,7 @@ void StreamFile::MoveWindow(std::optional<std::uint64_t> offset, std::uint32_t c
 bool StreamFile::StartTask(std::uint64_t offset, std::uint32_t count) {
   struct Job {
     std::shared_ptr<FilmBytes> film;
-    /// A file that was closed and opened again has another one.
+    /// Identifies the request, because Init after Close sets another one.
     ComPtr<IQBFileResponse> response;
     bool isLoaded = false;
   };
@@ -101,7 +102,7 @@ void StreamFile::Complete(bool isLoaded, std::uint64_t offset, std::uint32_t cou
   if (listener) listener();
 }
 
-/// The completion may call back; do not touch members after it.
+/// ReadDone may call back into this object; do not touch members after it.
 Status StreamFile::Deliver(std::uint32_t count) {
   ComPtr<host::Buffer> buffer;
   const Status status = host::WithoutThrowing([&] {
@@ -111,7 +112,8 @@ Status StreamFile::Deliver(std::uint32_t count) {
   return ComPtr<IQBFileResponse>(m_response)->ReadDone(status, buffer.Get());
 }
 
-/// The bytes at the position, fewer than wanted only at the end of the view. Null if the file has lost some.
+/// Returns the bytes at the current position, fewer than count only at the end of the view, and moves the position.
+/// Returns null if the file has lost some of them.
 ComPtr<host::Buffer> StreamFile::Take(std::uint32_t count) {
   const std::uint64_t left = m_position < m_view.Size() ? m_view.Size() - m_position : 0;
   const auto size = static_cast<std::uint32_t>(std::min<std::uint64_t>(count, left));

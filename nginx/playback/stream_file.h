@@ -1,4 +1,4 @@
-// The file object of a server: gives the plug-in a film's own bytes, without blocking the caller.
+// The file object that lets the plug-in read a film without copying, and without blocking the worker.
 #pragma once
 
 #include <cstdint>
@@ -14,33 +14,35 @@
 
 namespace qbflv::server {
 
-/// Reads complete inside the call if the bytes are in memory, and otherwise when a task has loaded them. Does not tell
-/// the size of the view, as it is read up to its closing tags.
+/// A read completes inside the call if the bytes are loaded, otherwise after a task has loaded them. The object does
+/// not report the size of the view, so the plug-in reads up to the closing tags.
 class StreamFile final : public host::ComObject<IQBSourceFile> {
  public:
-  /// layout: of the view to read. tasks: outlives this object and its reads.
+  /// layout: the layout of the view to read. tasks: must outlive this object and its reads.
   StreamFile(std::shared_ptr<FilmBytes> film, std::shared_ptr<const flv::ViewLayout> layout, TaskRunner& tasks);
 
-  /// Called after each read that a task has completed; it may release this object. Null for no more calls.
+  /// Sets a function that is called after each read that a task has completed; null for none. The function may release
+  /// this object.
   void SetListener(std::function<void()> listener) { m_listener = std::move(listener); }
 
-  /// Whether a task loads for the open file.
+  /// Returns true while a read waits for a task.
   bool IsReading() const { return m_isReading; }
 
   Status Init(std::uint32_t flags, IQBFileResponse* response) override;
-  /// A task that is under way completes without effect.
+  /// The completion of a running task is ignored.
   Status Close() override;
   Status Read(std::uint32_t count) override;
   Status Seek(std::uint32_t offset, BOOL relative) override;
   Status SetAccessHint(std::uint32_t hint) override;
 
  private:
-  /// Bytes of the film that stand in the view as they are, and that were loaded at this time.
+  /// A range of the view whose bytes equal the film's and are loaded. Reads inside it need no lookup.
   struct Window {
     std::shared_ptr<std::uint8_t[]> bytes;
-    /// In the view.
+    /// Offsets in the view.
     std::uint64_t begin = 0;
     std::uint64_t end = 0;
+    /// Time of the last check that the bytes are loaded.
     std::uint32_t time = 0;
   };
 

@@ -1,4 +1,4 @@
-// Where work runs that may block.
+// Runs work that may block.
 #pragma once
 
 #include <functional>
@@ -12,12 +12,12 @@ class TaskRunner {
   TaskRunner& operator=(const TaskRunner&) = delete;
   virtual ~TaskRunner() = default;
 
-  /// work: called once, on any thread. done: called once afterwards, on the caller's thread, inside the call or later.
-  /// Neither may throw. False if the work cannot be queued: then neither is called.
+  /// Queues work. Returns false if that fails; then neither function is called. Neither may throw.
+  /// work: called once, on any thread. done: called once after work, on the caller's thread, inside the call or later.
   virtual bool Run(std::function<void()> work, std::function<void()> done) = 0;
 };
 
-/// Runs everything inside the call.
+/// Runs both functions inside the call.
 class InlineTasks final : public TaskRunner {
  public:
   bool Run(std::function<void()> work, std::function<void()> done) override {
