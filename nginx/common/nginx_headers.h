@@ -1,9 +1,9 @@
-// The headers of nginx, which are C.
+// nginx's C headers.
 #pragma once
 
 extern "C" {
 #include <ngx_config.h>
-// Needs the one above.
+// Requires ngx_config.h.
 #include <ngx_core.h>
 #include <ngx_event.h>
 #include <ngx_thread_pool.h>

@@ -1,4 +1,4 @@
-// Runs tasks in a thread pool of nginx.
+// Runs work in one of nginx's thread pools.
 #include "nginx/common/pool_tasks.h"
 
 #include <memory>
@@ -8,7 +8,7 @@ namespace qbflv::server {
 
 namespace {
 
-/// Interval of the timer that runs while a task does, in ms.
+/// Interval in ms of the timer that every pending task has.
 constexpr ngx_msec_t kTaskTimer = 60'000;
 
 struct Task {
@@ -38,7 +38,8 @@ bool PoolTasks::Run(std::function<void()> work, std::function<void()> done) {
     finished->done();
   };
   if (ngx_thread_task_post(m_pool, &task->task) != NGX_OK) return false;
-  // A worker that shuts down exits when no timers are left, and would drop the requests that wait for the task.
+  // A worker that shuts down gracefully exits when it has no timers. Without this one it would drop the requests that
+  // wait for the task.
   ngx_add_timer(&task->task.event, kTaskTimer);
   task.release();  // NOLINT(bugprone-unused-return-value): the event's handler owns it
   return true;

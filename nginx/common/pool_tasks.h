@@ -1,4 +1,4 @@
-// Runs tasks in a thread pool of nginx.
+// Runs work in one of nginx's thread pools.
 #pragma once
 
 #include "nginx/common/nginx_headers.h"

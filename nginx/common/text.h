@@ -1,4 +1,4 @@
-// nginx's texts and those of C++.
+// Conversions between nginx's strings and C++ strings.
 #pragma once
 
 #include <string_view>
@@ -9,7 +9,7 @@ namespace qbflv::server {
 
 inline std::string_view ViewOf(const ngx_str_t& text) { return {reinterpret_cast<const char*>(text.data), text.len}; }
 
-/// Of a text that stays. nginx does not change it, although its type allows that.
+/// Wraps a string with static storage. nginx does not modify it, although the type allows that.
 inline ngx_str_t StaticText(std::string_view text) {
   return {text.size(), reinterpret_cast<u_char*>(const_cast<char*>(text.data()))};
 }

@@ -1,4 +1,4 @@
-// The engine of a worker process, and how its options are configured.
+// The engine of a worker process and its options.
 #include "nginx/common/worker.h"
 
 #include <exception>
@@ -13,10 +13,10 @@ namespace {
 
 constexpr size_t kDefaultFilms = 64 * 1024 * 1024;
 constexpr size_t kDefaultReadAhead = 1024 * 1024;
-constexpr size_t kSmallestReadAhead = 4096;
-constexpr size_t kLargestReadAhead = 16 * 1024 * 1024;
+constexpr size_t kMinReadAhead = 4096;
+constexpr size_t kMaxReadAhead = 16 * 1024 * 1024;
 
-/// No static object: its destructor would run when the process exits, after those of the threads' own memory pools.
+/// Not a static object, because static destructors run after the thread-local memory pools of the host are destroyed.
 Engine* g_engine = nullptr;
 
 }  // namespace
@@ -34,14 +34,14 @@ char* CompleteOptions(ngx_conf_t* cf, void* unset) {
   if (options.plugin.len == 0) options.plugin = StaticText(QBFLV_DEFAULT_PLUGIN);
   ngx_conf_init_size_value(options.films, kDefaultFilms);
   ngx_conf_init_size_value(options.readAhead, kDefaultReadAhead);
-  if (options.readAhead >= kSmallestReadAhead && options.readAhead <= kLargestReadAhead) return NGX_CONF_OK;
+  if (options.readAhead >= kMinReadAhead && options.readAhead <= kMaxReadAhead) return NGX_CONF_OK;
   ngx_conf_log_error(NGX_LOG_EMERG, cf, 0, "\"qbflv_read_ahead\" must be from 4k to 16m");
   return static_cast<char*>(NGX_CONF_ERROR);
 }
 
 void StartEngine(ngx_cycle_t* cycle, const WorkerOptions& options) {
   if (options.isUsed == 0) return;
-  // Tasks in other threads know none of them.
+  // Tasks in other threads do not use reference-counted objects.
   host::ReferenceCount::UseOneThread();
   try {
     const std::string plugin(reinterpret_cast<const char*>(options.plugin.data), options.plugin.len);

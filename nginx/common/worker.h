@@ -1,4 +1,4 @@
-// The engine of a worker process, and how its options are configured.
+// The engine of a worker process and its options.
 #pragma once
 
 #include "nginx/common/nginx_headers.h"
@@ -6,27 +6,29 @@
 
 namespace qbflv::server {
 
-/// Of the whole http or rtmp block.
+/// The options of an http or rtmp block.
 struct WorkerOptions {
-  /// The plug-in's path.
+  /// Path of the plug-in.
   ngx_str_t plugin;
-  /// Bytes.
+  /// "qbflv_cache" and "qbflv_read_ahead", in bytes.
   size_t films;
   size_t readAhead;
-  /// Whether a location or application uses the plug-in.
+  /// Not 0 if a location or application uses the plug-in.
   ngx_flag_t isUsed;
 };
 
-// As nginx calls them, with WorkerOptions.
+// Handlers that nginx calls.
 
-/// Null without memory.
+/// Returns WorkerOptions without values; null on allocation failure.
 void* CreateOptions(ngx_conf_t* cf);
-/// Gives a value to what the configuration leaves open.
+/// Sets the defaults of options that the configuration does not contain, and checks the values.
 char* CompleteOptions(ngx_conf_t* cf, void* unset);
 
-/// Once in each worker. A plug-in that cannot be loaded is logged; FindEngine then returns null.
+/// Creates the engine when a worker starts. If the plug-in cannot be loaded, logs the reason and creates none.
 void StartEngine(ngx_cycle_t* cycle, const WorkerOptions& options);
 void StopEngine(ngx_cycle_t* cycle);
+
+/// Returns the engine, or null if there is none.
 Engine* FindEngine();
 
 }  // namespace qbflv::server

@@ -1,4 +1,4 @@
-// One HTTP request for a film, from the address to the last byte.
+// An HTTP request for a film.
 #include "nginx/http/film_request.h"
 
 #include <fcntl.h>
@@ -18,7 +18,7 @@ namespace qbflv::server {
 
 namespace {
 
-/// Of half a MiB at most; then the other clients have their turn.
+/// Maximum number of batches for one event, so that other clients do not wait long. A batch has about half a MiB.
 constexpr int kBatchesPerTurn = 4;
 
 ngx_http_core_loc_conf_t& CoreLocation(ngx_http_request_t* r) {
@@ -31,15 +31,15 @@ std::unique_ptr<TaskRunner> MakeTasks(ngx_thread_pool_t* pool) {
   return std::make_unique<PoolTasks>(pool);
 }
 
-/// With "aio threads" nginx runs each sendfile in a thread, which takes longer than the call itself. What is sent here
-/// was loaded shortly before.
+/// Makes nginx call sendfile on the worker's thread. With "aio threads" it would use the thread pool for each call,
+/// which is slower. The call does not block, because the bytes were loaded recently.
 void SendfileInWorker(ngx_http_request_t* r) {
   auto* const output = static_cast<ngx_output_chain_ctx_t*>(ngx_http_get_module_ctx(r, ngx_http_copy_filter_module));
   if (output != nullptr) output->thread_handler = nullptr;
 }
 
-/// The last segment of the path as the client wrote it: a redirect relative to it holds behind any proxy.
-std::string OwnName(ngx_http_request_t* r) {
+/// Returns the last segment of the path in the request line. A redirect relative to it is correct behind any proxy.
+std::string LastSegment(ngx_http_request_t* r) {
   const std::string_view address = ViewOf(r->unparsed_uri);
   const std::string_view path = address.substr(0, address.find('?'));
   return "./" + std::string(path.substr(path.rfind('/') + 1));
@@ -113,7 +113,7 @@ ngx_int_t FilmRequest::AnswerInfo(const Part& part) {
 
 ngx_int_t FilmRequest::Redirect(const Part& part) {
   const std::string arguments = WithStart(ViewOf(m_request->args), part.start);
-  const std::string target = OwnName(m_request) + (arguments.empty() ? "" : "?" + arguments);
+  const std::string target = LastSegment(m_request) + (arguments.empty() ? "" : "?" + arguments);
   if (!AddHeader(m_request, "Location", target) || !AddStartHeader(part)) return NGX_HTTP_INTERNAL_SERVER_ERROR;
   return SendReason(m_request, NGX_HTTP_MOVED_TEMPORARILY, "The film is continued at a key frame.");
 }
@@ -131,7 +131,7 @@ ngx_int_t FilmRequest::StartFilm(const Part& part) {
   m_fileStart = flv::MakeFileStart(static_cast<std::uint8_t>(flags), metadata);
   if (!AddValidators() || !AddStartHeader(part)) return NGX_HTTP_INTERNAL_SERVER_ERROR;
   r->headers_out.status = NGX_HTTP_OK;
-  // Frames that are dropped at the edges of a part are not known before they are read.
+  // The size of other parts is unknown, because frames at their edges may be omitted.
   if (part.start == 0 && !m_address.end) m_bytesLeft = SizeWith(part, metadata.size());
   r->headers_out.content_length_n = m_bytesLeft ? static_cast<off_t>(*m_bytesLeft) : -1;
   r->headers_out.content_type = StaticText("video/x-flv");
@@ -143,10 +143,10 @@ ngx_int_t FilmRequest::StartFilm(const Part& part) {
   return SendBatches();
 }
 
-/// They tell the states of the file; each address has its own.
+/// Adds Last-Modified and ETag, which identify the state of the file.
 bool FilmRequest::AddValidators() {
   m_request->headers_out.last_modified_time = m_fileTime;
-  // A part of the tag.
+  // nginx makes the ETag of the time and this size.
   m_request->headers_out.content_length_n = m_fileSize;
   return ngx_http_set_etag(m_request) == NGX_OK;
 }
@@ -158,15 +158,15 @@ bool FilmRequest::AddStartHeader(const Part& part) {
 ngx_int_t FilmRequest::SendBatches() {
   ngx_http_request_t* const r = m_request;
   ngx_event_t* const writing = r->connection->write;
-  if (!m_playback->Film()->IsWhole()) return Break();
+  if (!m_playback->Film()->IsWhole()) return Abort();
   for (int batch = 0; batch < kBatchesPerTurn; ++batch) {
-    if (!m_isHandedOver) {
+    if (!m_isSending) {
       const Playback::Result result = FillBatch();
-      if (result == Playback::Result::kFailed) return Break();
+      if (result == Playback::Result::kFailed) return Abort();
       if (m_batch.IsEmpty()) return NGX_AGAIN;
       m_isLast = result == Playback::Result::kEnd;
     }
-    const bool isNew = !std::exchange(m_isHandedOver, true);
+    const bool isNew = !std::exchange(m_isSending, true);
     SendfileInWorker(r);
     const ngx_int_t sent = ngx_http_output_filter(r, isNew ? m_batch.Finish(m_isLast, r == r->main) : nullptr);
     if (sent == NGX_ERROR) return sent;
@@ -174,15 +174,15 @@ ngx_int_t FilmRequest::SendBatches() {
     m_isFinished = m_isLast;
     if (m_isFinished) return sent;
     m_batch.Clear();
-    m_isHandedOver = false;
+    m_isSending = false;
     if (writing->timer_set != 0 && writing->delayed == 0) ngx_del_timer(writing);
   }
   ngx_post_event(writing, &ngx_posted_next_events);
   return NGX_AGAIN;
 }
 
-/// The client sees a closed connection, and no complete film.
-ngx_int_t FilmRequest::Break() {
+/// Ends the response so that the client notices that the film is incomplete: the connection is closed.
+ngx_int_t FilmRequest::Abort() {
   ngx_log_error(NGX_LOG_ERR, m_request->connection->log, 0, "qbflv: the film cannot be read to its end");
   return NGX_ERROR;
 }
@@ -228,7 +228,7 @@ void FilmRequest::OnWritable(ngx_http_request_t* r) {
   if (result != NGX_AGAIN || film->m_isFinished) ngx_http_finalize_request(r, result);
 }
 
-/// A task is done. Finalizing the request destroys this object.
+/// Continues after a task. May finalize the request, which destroys this object.
 void FilmRequest::OnReady() {
   ngx_connection_t* const connection = m_request->connection;
   ngx_http_set_log_request(connection->log, m_request);
@@ -238,7 +238,7 @@ void FilmRequest::OnReady() {
 
 namespace {
 
-/// Of the location; null if it does without threads.
+/// Gets the thread pool of the location; null if the location uses none.
 ngx_int_t FindPool(ngx_http_request_t* r, ngx_thread_pool_t*& pool) {
   const ngx_http_core_loc_conf_t& core = CoreLocation(r);
   pool = nullptr;
@@ -247,12 +247,12 @@ ngx_int_t FindPool(ngx_http_request_t* r, ngx_thread_pool_t*& pool) {
   if (pool != nullptr) return NGX_OK;
   ngx_str_t name;
   if (ngx_http_complex_value(r, core.thread_pool_value, &name) != NGX_OK) return NGX_ERROR;
-  // nginx does not change the cycle here.
+  // ngx_thread_pool_get does not modify the cycle.
   pool = ngx_thread_pool_get(const_cast<ngx_cycle_t*>(ngx_cycle), &name);
   return pool != nullptr ? NGX_OK : NGX_ERROR;
 }
 
-/// The reason is sent already unless it is NGX_OK.
+/// Opens the file of the request. If there is no such film, sends the reason, also with the result NGX_OK.
 ngx_int_t OpenFile(ngx_http_request_t* r, ngx_open_file_info_t& file) {
   ngx_http_core_loc_conf_t& core = CoreLocation(r);
   ngx_str_t path;
@@ -286,7 +286,7 @@ ngx_int_t StartRequest(ngx_http_request_t* r, const ngx_open_file_info_t& file, 
   cleanup->data = film;
   cleanup->handler = [](void* data) { delete static_cast<FilmRequest*>(data); };
   ngx_http_set_ctx(r, film, ngx_http_qbflv_module);
-  // nginx may close its own descriptor while a task reads.
+  // Duplicate the descriptor, because nginx may close its own while a task reads.
   const int descriptor = fcntl(file.fd, F_DUPFD_CLOEXEC, 0);
   if (descriptor < 0) return NGX_HTTP_INTERNAL_SERVER_ERROR;
   film->Open(std::make_shared<flv::FileSource>(descriptor), file.size, file.mtime);

@@ -1,4 +1,4 @@
-// One HTTP request for a film, from the address to the last byte.
+// An HTTP request for a film.
 #pragma once
 
 #include <memory>
@@ -14,22 +14,23 @@
 
 namespace qbflv::server {
 
-/// The content handler of a location with "qbflv".
+/// Handles the requests of a location with "qbflv".
 ngx_int_t HandleFilmRequest(ngx_http_request_t* r);
 
-/// Belongs to the request's pool.
+/// The state of one request. The request's pool owns it.
 class FilmRequest {
  public:
-  /// tasks: where reads run; null for this thread.
+  /// pool: the thread pool that reads the film; null to read on the worker's thread.
   FilmRequest(ngx_http_request_t* r, Engine& engine, ngx_thread_pool_t* pool, const Address& address);
 
-  /// fileTime: of the last modification.
+  /// Starts the playback. fileTime: time of the last modification.
   void Open(std::shared_ptr<const flv::FileSource> file, off_t fileSize, time_t fileTime);
 
-  /// Whether nginx has sent the film's last byte, or keeps a copy; then NGX_AGAIN is a status, too.
+  /// Returns true if nginx has the whole response. The request can then be finalized also with NGX_AGAIN.
   bool IsFinished() const { return m_isFinished; }
 
-  /// Does what can be done now. NGX_AGAIN: an event will go on; else the status to finalize the request with.
+  /// Continues the response. Returns NGX_AGAIN if it must wait for an event, unless IsFinished; otherwise the status to
+  /// finalize the request with.
   ngx_int_t Continue();
 
  private:
@@ -43,10 +44,10 @@ class FilmRequest {
   bool AddValidators();
   bool AddStartHeader(const Part& part);
   ngx_int_t SendBatches();
-  /// The last result of the playback. kFailed also if the response has not the size that was promised.
+  /// Returns the last result of the playback, or kFailed if the size of the response does not match Content-Length.
   Playback::Result FillBatch();
   ngx_int_t WaitForClient();
-  ngx_int_t Break();
+  ngx_int_t Abort();
 
   ngx_http_request_t* const m_request;
   Engine& m_engine;
@@ -57,15 +58,15 @@ class FilmRequest {
   time_t m_fileTime = 0;
   std::unique_ptr<Playback> m_playback;
   bool m_isStreaming = false;
-  /// Whether nginx has the batch, and whether it is the last one.
-  bool m_isHandedOver = false;
+  /// True if nginx has the batch, and if it is the last one.
+  bool m_isSending = false;
   bool m_isLast = false;
   bool m_isFinished = false;
-  /// Bytes of the response that are still to come; empty if that was not promised.
+  /// Number of bytes still to be added to a batch; empty if the response has no Content-Length.
   std::optional<std::uint64_t> m_bytesLeft;
-  /// Of the film's first frame that is sent.
+  /// Time of the first frame of the response, in ms of the film.
   std::uint32_t m_start = 0;
-  /// The file header and the metadata, until they are sent.
+  /// The file header and the metadata tag. m_batch refers to them.
   std::vector<std::uint8_t> m_fileStart;
   OutputBatch m_batch;
 };

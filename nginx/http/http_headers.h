@@ -1,4 +1,4 @@
-// The headers of nginx's HTTP part, which are C.
+// The C headers of nginx's HTTP server.
 #pragma once
 
 #include "nginx/common/nginx_headers.h"
@@ -6,6 +6,6 @@
 extern "C" {
 #include <ngx_http.h>
 
-// Of nginx, which has no header for it.
+// Defined by nginx, which declares it in no header.
 extern ngx_module_t ngx_http_copy_filter_module;
 }

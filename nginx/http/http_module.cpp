@@ -1,4 +1,4 @@
-// The HTTP module: its directives, and where nginx calls it.
+// The HTTP module: its directives and handlers.
 #include "nginx/http/http_module.h"
 
 #include "nginx/common/text.h"
@@ -6,7 +6,7 @@
 #include "nginx/http/film_request.h"
 
 extern "C" {
-// nginx looks these up.
+// nginx finds the module by these names.
 extern __attribute__((visibility("default"))) ngx_module_t* ngx_modules[];
 extern __attribute__((visibility("default"))) char* ngx_module_names[];
 extern __attribute__((visibility("default"))) char* ngx_module_order[];
@@ -33,7 +33,7 @@ char* MergeLocation(ngx_conf_t* /*cf*/, void* outer, void* inner) {
   return NGX_CONF_OK;
 }
 
-/// "qbflv": the handler belongs to this location alone, as with nginx's own flv and mp4.
+/// Handles the directive "qbflv". Nested locations do not inherit the handler, as with nginx's own "flv" and "mp4".
 char* SetHandler(ngx_conf_t* cf, ngx_command_t* /*command*/, void* /*location*/) {
   void* const core = ngx_http_conf_get_module_loc_conf(cf, ngx_http_core_module);
   static_cast<ngx_http_core_loc_conf_t*>(core)->handler = HandleFilmRequest;

@@ -3,13 +3,13 @@
 
 #include "nginx/http/http_headers.h"
 
-// nginx looks it up by its name.
+// nginx finds the module by this name.
 extern "C" __attribute__((visibility("default"))) ngx_module_t ngx_http_qbflv_module;
 
 namespace qbflv::server {
 
 struct HttpLocation {
-  /// Whether other start times than a key frame's are redirected to it.
+  /// Not 0 if start times between key frames are redirected to the key frame.
   ngx_flag_t redirects;
 };
 

@@ -1,4 +1,4 @@
-// Short texts in HTTP responses.
+// HTTP responses with a short text, and HTTP headers.
 #include "nginx/http/http_text.h"
 
 #include <string>
@@ -34,7 +34,7 @@ bool AddHeader(ngx_http_request_t* r, std::string_view name, std::string_view va
   ngx_memzero(header, sizeof(*header));
   header->key = StaticText(name);
   header->value = CopyText(r->pool, value);
-  // An entry without memory for its value stays hidden.
+  // nginx ignores headers whose hash is 0.
   header->hash = header->value.data != nullptr ? 1 : 0;
   return header->hash != 0;
 }

@@ -1,4 +1,4 @@
-// Short texts in HTTP responses.
+// HTTP responses with a short text, and HTTP headers.
 #pragma once
 
 #include <string_view>
@@ -8,16 +8,16 @@
 
 namespace qbflv::server {
 
-/// Sends a response with this body. type: static. Returns what the request is to be finalized with.
+/// Sends a response whose body is text. Returns the status to finalize the request with. type: must be a static string.
 ngx_int_t SendText(ngx_http_request_t* r, ngx_uint_t status, std::string_view type, std::string_view text);
 
-/// A reason in one line, which gets its line end here.
+/// Like SendText, with one line of plain text. reason: without the line break.
 ngx_int_t SendReason(ngx_http_request_t* r, ngx_uint_t status, std::string_view reason);
 
-/// Adds a header. name: static. False if there is no memory.
+/// Adds a response header. Returns false on allocation failure. name: must be a static string.
 bool AddHeader(ngx_http_request_t* r, std::string_view name, std::string_view value);
 
-/// A copy in the pool; null data if there is no memory.
+/// Copies a text to memory of the pool. On allocation failure returns a string whose data is null.
 ngx_str_t CopyText(ngx_pool_t* pool, std::string_view text);
 
 }  // namespace qbflv::server

@@ -1,4 +1,4 @@
-// Some tags of an FLV file on their way to an HTTP client.
+// The chain of buffers for some tags of an FLV file that is sent over HTTP.
 #include "nginx/http/output_batch.h"
 
 #include <cstring>
@@ -32,10 +32,10 @@ void OutputBatch::AddFileStart(const std::vector<std::uint8_t>& start) {
   m_tagSize = static_cast<std::uint32_t>(size) - flv::kFileHeaderSize - flv::kSizeFieldSize;
 }
 
-/// Audio and video of the same time come in the order of the streams.
+/// The plug-in delivers tags with the same time in the order of the streams, not of the film.
 void OutputBatch::AddTag(MediaTag tag, std::uint32_t time) {
   tag.time = time;
-  if (m_held && (m_held->time != time || !StandsInFront(tag, *m_held))) Settle();
+  if (m_held && (m_held->time != time || !Precedes(tag, *m_held))) AppendHeld();
   if (m_held) {
     Append(std::move(tag));
   } else {
@@ -43,14 +43,15 @@ void OutputBatch::AddTag(MediaTag tag, std::uint32_t time) {
   }
 }
 
-void OutputBatch::Settle() {
+void OutputBatch::AppendHeld() {
   if (m_held) Append(*std::exchange(m_held, std::nullopt));
 }
 
-bool OutputBatch::StandsInFront(const MediaTag& tag, const MediaTag& other) const {
+/// Returns true if both bodies are bytes of the film, and the tag is before the other one there.
+bool OutputBatch::Precedes(const MediaTag& tag, const MediaTag& other) const {
   const std::uint8_t* const body = tag.body->GetBuffer();
   const std::uint8_t* const otherBody = other.body->GetBuffer();
-  return IsOfFilm(body) && IsOfFilm(otherBody) && std::less<>()(body, otherBody);
+  return IsInFilm(body) && IsInFilm(otherBody) && std::less<>()(body, otherBody);
 }
 
 void OutputBatch::Append(MediaTag tag) {
@@ -60,31 +61,31 @@ void OutputBatch::Append(MediaTag tag) {
   flv::WriteNumber<4>(header.data(), m_tagSize);
   flv::WriteTagHeader(&header[flv::kSizeFieldSize], tag.type, size, tag.time);
   m_tagSize = flv::kTagHeaderSize + size;
-  // A body of the film has a tag header in front, behind a file header.
-  const bool isOfFilm = IsOfFilm(body.data());
-  if (isOfFilm && std::memcmp(body.data() - kBetweenTags, header.data(), kBetweenTags) == 0) {
-    AddBytes(body.data() - kBetweenTags, kBetweenTags + body.size());
+  // In the film, a tag header and at least the file header precede each body, so these bytes exist.
+  const bool isInFilm = IsInFilm(body.data());
+  if (isInFilm && std::memcmp(body.data() - kPrefixSize, header.data(), kPrefixSize) == 0) {
+    AddBytes(body.data() - kPrefixSize, kPrefixSize + body.size());
     return;
   }
   ++m_headersUsed;
   AddBytes(header.data(), header.size());
   AddBytes(body.data(), body.size());
-  if (!isOfFilm) m_bodies.push_back(std::move(tag.body));
+  if (!isInFilm) m_bodies.push_back(std::move(tag.body));
 }
 
 void OutputBatch::AddEnd() {
-  Settle();
+  AppendHeld();
   auto& field = m_headers[m_headersUsed++];
   flv::WriteNumber<4>(field.data(), m_tagSize);
   AddBytes(field.data(), flv::kSizeFieldSize);
 }
 
-bool OutputBatch::IsOfFilm(const std::uint8_t* bytes) const {
+bool OutputBatch::IsInFilm(const std::uint8_t* bytes) const {
   const std::span<const std::uint8_t> film = m_film->Bytes();
   return !std::less<>()(bytes, film.data()) && std::less<>()(bytes, film.data() + film.size());
 }
 
-/// What follows the last bytes in memory goes into the same buffer.
+/// Extends the last buffer if the bytes follow it in memory.
 void OutputBatch::AddBytes(const std::uint8_t* bytes, std::size_t size) {
   m_bytes += size;
   if (m_used > 0 && m_buffers[m_used - 1].last == bytes) {
@@ -93,7 +94,7 @@ void OutputBatch::AddBytes(const std::uint8_t* bytes, std::size_t size) {
   }
   ngx_buf_t& buffer = m_buffers[m_used];
   ngx_memzero(&buffer, sizeof(buffer));
-  // nginx only reads what is marked as memory.
+  // nginx does not write to a buffer that is marked as memory.
   buffer.pos = const_cast<std::uint8_t*>(bytes);
   buffer.last = buffer.pos + size;
   buffer.memory = 1;
@@ -103,7 +104,7 @@ void OutputBatch::AddBytes(const std::uint8_t* bytes, std::size_t size) {
 }
 
 ngx_chain_t* OutputBatch::Finish(bool isLast, bool isMainRequest) {
-  for (std::size_t i = 0; i < m_used; ++i) OfferSendfile(m_buffers[i]);
+  for (std::size_t i = 0; i < m_used; ++i) AllowSendfile(m_buffers[i]);
   ngx_buf_t& last = m_buffers[m_used - 1];
   last.flush = 1;
   last.last_in_chain = isLast ? 1 : 0;
@@ -111,11 +112,11 @@ ngx_chain_t* OutputBatch::Finish(bool isLast, bool isMainRequest) {
   return m_links.data();
 }
 
-/// nginx takes the memory where it cannot use sendfile.
-void OutputBatch::OfferSendfile(ngx_buf_t& buffer) {
+/// Lets nginx choose between the file and the memory. It uses the memory if it cannot use sendfile.
+void OutputBatch::AllowSendfile(ngx_buf_t& buffer) {
   buffer.start = buffer.pos;
   buffer.end = buffer.last;
-  if (!IsOfFilm(buffer.pos) || static_cast<std::size_t>(buffer.last - buffer.pos) < kLeastForSendfile) return;
+  if (!IsInFilm(buffer.pos) || static_cast<std::size_t>(buffer.last - buffer.pos) < kMinSendfile) return;
   buffer.in_file = 1;
   buffer.file = &m_file;
   buffer.file_pos = buffer.pos - m_film->Bytes().data();
