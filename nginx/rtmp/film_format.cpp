@@ -1,4 +1,4 @@
-// The format of nginx's RTMP module that plays films through the plug-in.
+// The format that lets nginx's RTMP module play films through the plug-in.
 #include "nginx/rtmp/film_format.h"
 
 #include <fcntl.h>
@@ -22,27 +22,30 @@ ngx_rtmp_play_fmt_t g_format;
 ngx_rtmp_play_fmt_t* g_builtIn = nullptr;
 ngx_rtmp_play_pt g_nextPlay = nullptr;
 
-/// Of a session; lives in the connection's pool, which ends what the play module does not end.
-struct Seat {
+/// The state of a session. The connection's pool owns it, so that it is destroyed even if the play module does not call
+/// Done.
+struct SessionState {
   std::unique_ptr<FilmPlayer> player;
-  /// What "play" asked for, in ms of the film.
+  /// The end that the command "play" requested, in ms of the film.
   std::optional<std::uint32_t> end;
 };
 
-Seat* SeatOf(ngx_rtmp_session_t* s) { return static_cast<Seat*>(ngx_rtmp_get_module_ctx(s, ngx_rtmp_qbflv_module)); }
-
-Seat* MakeSeat(ngx_rtmp_session_t* s) {
-  if (Seat* const seat = SeatOf(s)) return seat;
-  ngx_pool_cleanup_t* const cleanup = ngx_pool_cleanup_add(s->connection->pool, 0);
-  if (cleanup == nullptr) return nullptr;
-  auto* const seat = new Seat;
-  cleanup->data = seat;
-  cleanup->handler = [](void* data) { delete static_cast<Seat*>(data); };
-  ngx_rtmp_set_ctx(s, seat, ngx_rtmp_qbflv_module);
-  return seat;
+SessionState* StateOf(ngx_rtmp_session_t* s) {
+  return static_cast<SessionState*>(ngx_rtmp_get_module_ctx(s, ngx_rtmp_qbflv_module));
 }
 
-/// nginx must not see exceptions.
+SessionState* MakeState(ngx_rtmp_session_t* s) {
+  if (SessionState* const state = StateOf(s)) return state;
+  ngx_pool_cleanup_t* const cleanup = ngx_pool_cleanup_add(s->connection->pool, 0);
+  if (cleanup == nullptr) return nullptr;
+  auto* const state = new SessionState;
+  cleanup->data = state;
+  cleanup->handler = [](void* data) { delete static_cast<SessionState*>(data); };
+  ngx_rtmp_set_ctx(s, state, ngx_rtmp_qbflv_module);
+  return state;
+}
+
+/// Runs an action. Returns NGX_ERROR if it throws, because exceptions must not reach nginx.
 template <typename Action>
 ngx_int_t Guarded(ngx_rtmp_session_t* s, Action action) {
   try {
@@ -53,13 +56,13 @@ ngx_int_t Guarded(ngx_rtmp_session_t* s, Action action) {
   }
 }
 
-/// Runs an action on the session's player, if there is one.
+/// Runs an action on the player of the session. Returns NGX_ERROR if there is none.
 template <typename Action>
 ngx_int_t WithPlayer(ngx_rtmp_session_t* s, Action action) {
   return Guarded(s, [&]() -> ngx_int_t {
-    const Seat* const seat = SeatOf(s);
-    if (seat == nullptr || !seat->player) return NGX_ERROR;
-    action(*seat->player);
+    const SessionState* const state = StateOf(s);
+    if (state == nullptr || !state->player) return NGX_ERROR;
+    action(*state->player);
     return NGX_OK;
   });
 }
@@ -68,20 +71,20 @@ ngx_int_t Init(ngx_rtmp_session_t* s, ngx_file_t* file, ngx_int_t aindex, ngx_in
   if (!IsOn(s)) return g_builtIn->init(s, file, aindex, vindex);
   return Guarded(s, [&]() -> ngx_int_t {
     Engine* const engine = FindEngine();
-    Seat* const seat = MakeSeat(s);
-    // The play module closes its own descriptor while a task may read.
+    SessionState* const state = MakeState(s);
+    // Duplicate the descriptor, because the play module may close its own while a task reads.
     const int descriptor = fcntl(file->fd, F_DUPFD_CLOEXEC, 0);
     if (descriptor < 0) return NGX_ERROR;
     auto source = std::make_shared<flv::FileSource>(descriptor);
-    if (engine == nullptr || seat == nullptr) return NGX_ERROR;
-    seat->player = std::make_unique<FilmPlayer>(s, *engine, std::move(source), seat->end);
+    if (engine == nullptr || state == nullptr) return NGX_ERROR;
+    state->player = std::make_unique<FilmPlayer>(s, *engine, std::move(source), state->end);
     return NGX_OK;
   });
 }
 
 ngx_int_t Done(ngx_rtmp_session_t* s, ngx_file_t* file) {
   if (!IsOn(s)) return g_builtIn->done == nullptr ? NGX_OK : g_builtIn->done(s, file);
-  if (Seat* const seat = SeatOf(s)) seat->player = nullptr;
+  if (SessionState* const state = StateOf(s)) state->player = nullptr;
   return NGX_OK;
 }
 
@@ -104,11 +107,11 @@ ngx_int_t Seek(ngx_rtmp_session_t* s, ngx_file_t* file, ngx_uint_t time) {
 
 ngx_int_t Send(ngx_rtmp_session_t* s, ngx_file_t* file, ngx_uint_t* time) {
   if (!IsOn(s)) return g_builtIn->send(s, file, time);
-  const Seat* const seat = SeatOf(s);
-  return seat == nullptr || !seat->player ? NGX_DONE : seat->player->Send(*time);
+  const SessionState* const state = StateOf(s);
+  return state == nullptr || !state->player ? NGX_DONE : state->player->Send(*time);
 }
 
-/// Whether a part of the path is "..", which would leave the folder. A format's prefix ("mp4:") is not of the path.
+/// Returns true if a segment of the path is "..". The prefix of a format ("mp4:") does not belong to the path.
 bool LeavesFolder(std::string_view name) {
   while (true) {
     const std::size_t end = name.find_first_of("/:");
@@ -118,20 +121,21 @@ bool LeavesFolder(std::string_view name) {
   }
 }
 
-/// The wanted duration counts from the start. Clients without one send 0, -1 or nothing.
+/// Returns the end of the film that the client requests, in ms. The duration is relative to the start time. Clients
+/// that want the whole film send 0, -1 or no duration.
 std::optional<std::uint32_t> EndOf(const ngx_rtmp_play_t& play) {
   if (!(play.duration > 0)) return std::nullopt;
-  constexpr double kMost = 0xFFFFFFFF;
-  return static_cast<std::uint32_t>(std::min(std::max(0.0, play.start) + play.duration, kMost));
+  constexpr double kMaxTime = 0xFFFFFFFF;
+  return static_cast<std::uint32_t>(std::min(std::max(0.0, play.start) + play.duration, kMaxTime));
 }
 
 ngx_int_t Play(ngx_rtmp_session_t* s, ngx_rtmp_play_t* play) {
   if (!IsOn(s)) return g_nextPlay(s, play);
   if (!LeavesFolder(reinterpret_cast<const char*>(play->name))) {
     const ngx_int_t kept = Guarded(s, [&]() -> ngx_int_t {
-      Seat* const seat = MakeSeat(s);
-      if (seat == nullptr) return NGX_ERROR;
-      seat->end = EndOf(*play);
+      SessionState* const state = MakeState(s);
+      if (state == nullptr) return NGX_ERROR;
+      state->end = EndOf(*play);
       return NGX_OK;
     });
     return kept == NGX_OK ? g_nextPlay(s, play) : kept;

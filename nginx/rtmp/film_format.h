@@ -1,14 +1,14 @@
-// The format of nginx's RTMP module that plays films through the plug-in.
+// The format that lets nginx's RTMP module play films through the plug-in.
 #pragma once
 
 #include "nginx/rtmp/rtmp_headers.h"
 
 namespace qbflv::server {
 
-/// The format to put in the place of the built-in one, to which it leaves the applications without "qbflv on".
+/// Returns a format to replace the built-in one, which it calls for applications without "qbflv on".
 ngx_rtmp_play_fmt_t* WrapFormat(ngx_rtmp_play_fmt_t* builtIn);
 
-/// Puts a check of the film's name in front of the command "play".
+/// Inserts a handler for the command "play" that checks the name of the film.
 void GuardPlay();
 
 }  // namespace qbflv::server

@@ -1,4 +1,4 @@
-// One RTMP client that watches a film.
+// Sends a film to an RTMP client.
 #include "nginx/rtmp/film_player.h"
 
 #include <algorithm>
@@ -12,13 +12,13 @@ namespace qbflv::server {
 
 namespace {
 
-/// In ms. Also for clients that announce a shorter buffer.
-constexpr ngx_msec_t kLeastBuffer = 1000;
-/// In ms. An event comes before: data, a seek or the end of the session.
+/// Minimum length of the client's buffer in ms, for clients that announce a shorter one.
+constexpr ngx_msec_t kMinBuffer = 1000;
+/// Delay in ms if the next call is caused by an event: data, a seek or the end of the session.
 constexpr ngx_int_t kLongWait = 3600 * 1000;
-/// Statuses and control messages have 0 and so the last quarter of the queue for themselves.
+/// Status and control messages have priority 0, which reserves the last quarter of the queue for them.
 constexpr ngx_uint_t kMediaPriority = 1;
-constexpr std::size_t kMostTagsPerCall = 64;
+constexpr std::size_t kMaxTagsPerCall = 64;
 
 ngx_rtmp_core_srv_conf_t* ServerOf(ngx_rtmp_session_t* s) {
   return static_cast<ngx_rtmp_core_srv_conf_t*>(ngx_rtmp_get_module_srv_conf(s, ngx_rtmp_core_module));
@@ -28,21 +28,21 @@ ngx_rtmp_play_ctx_t* PlayOf(ngx_rtmp_session_t* s) {
   return static_cast<ngx_rtmp_play_ctx_t*>(ngx_rtmp_get_module_ctx(s, ngx_rtmp_play_module));
 }
 
-/// The play module posts its event for a seek although it may wait already: the film would be sent twice as often, and
-/// would end twice.
+/// Cancels the pending send event. After a seek the play module posts the event again even if its timer is still set.
+/// Then the film would be sent at double rate, and would end twice.
 void CancelSending(ngx_rtmp_session_t* s) {
   ngx_rtmp_play_ctx_t* const play = PlayOf(s);
   if (play == nullptr) return;
   if (play->send_evt.timer_set != 0) {
     ngx_del_timer(&play->send_evt);
   }
-  // The macro has two statements.
+  // The braces are required: the macro has two statements.
   if (play->send_evt.posted != 0) {
     ngx_delete_posted_event(&play->send_evt);
   }
 }
 
-/// nginx changes the texts of statuses no more than others.
+/// Removes const for ngx_rtmp_send_status, which does not modify its arguments.
 char* Text(const char* text) { return const_cast<char*>(text); }
 
 }  // namespace
@@ -53,11 +53,11 @@ FilmPlayer::FilmPlayer(ngx_rtmp_session_t* s, Engine& engine, std::shared_ptr<co
   m_playback.EndAt(end);
 }
 
-FilmPlayer::~FilmPlayer() { DropKept(); }
+FilmPlayer::~FilmPlayer() { DiscardKept(); }
 
 void FilmPlayer::Seek(std::uint32_t time) {
   CancelSending(m_session);
-  DropKept();
+  DiscardKept();
   m_early.reset();
   m_lastAudio.reset();
   m_lastVideo.reset();
@@ -100,9 +100,10 @@ ngx_int_t FilmPlayer::SendSome() {
     const ngx_int_t result = SendMetadata();
     if (result != NGX_OK) return result;
   }
-  // nginx calls at once when the queue is empty, and then for ever while it is full.
-  const std::size_t most = std::clamp<std::size_t>(m_session->out_queue / 4, 1, kMostTagsPerCall);
-  for (std::size_t count = 0; count < most; ++count) {
+  // Fill only a part of an empty queue. nginx calls this function when the queue is empty, and would call it endlessly
+  // if it returned NGX_AGAIN then.
+  const std::size_t maxTags = std::clamp<std::size_t>(m_session->out_queue / 4, 1, kMaxTagsPerCall);
+  for (std::size_t count = 0; count < maxTags; ++count) {
     MediaTag tag;
     auto result = Playback::Result::kTag;
     if (m_early) {
@@ -132,7 +133,7 @@ ngx_int_t FilmPlayer::TimeUntilDue(std::uint32_t time) {
     m_startedAt = ngx_current_msec;
   }
   const ngx_msec_t elapsed = m_elapsed + (ngx_current_msec - m_startedAt);
-  const ngx_msec_t due = *m_clockStart + elapsed + std::max<ngx_msec_t>(m_session->buflen, kLeastBuffer);
+  const ngx_msec_t due = *m_clockStart + elapsed + std::max<ngx_msec_t>(m_session->buflen, kMinBuffer);
   return due >= time ? 0 : static_cast<ngx_int_t>(time - due);
 }
 
@@ -168,7 +169,7 @@ ngx_int_t FilmPlayer::SendTag(const MediaTag& tag) {
 ngx_int_t FilmPlayer::SendMessage(ngx_rtmp_header_t& header, ngx_rtmp_header_t* last,
                                   std::span<const std::uint8_t> bytes) {
   ngx_buf_t buffer{};
-  // nginx copies the bytes.
+  // ngx_rtmp_append_shared_bufs copies the bytes.
   buffer.pos = const_cast<std::uint8_t*>(bytes.data());
   buffer.last = buffer.pos + bytes.size();
   buffer.memory = 1;
@@ -180,19 +181,19 @@ ngx_int_t FilmPlayer::SendMessage(ngx_rtmp_header_t& header, ngx_rtmp_header_t* 
   return SendKept() ? NGX_OK : NGX_AGAIN;
 }
 
-/// False if the queue is full. Then nothing is lost.
+/// Sends the kept message. Returns false if the queue is full; the message is then kept.
 bool FilmPlayer::SendKept() {
   if (m_kept == nullptr) return true;
   if (ngx_rtmp_send_message(m_session, m_kept, kMediaPriority) == NGX_AGAIN) return false;
-  DropKept();
+  DiscardKept();
   return true;
 }
 
-void FilmPlayer::DropKept() {
+void FilmPlayer::DiscardKept() {
   if (m_kept != nullptr) ngx_rtmp_free_shared_chain(ServerOf(m_session), std::exchange(m_kept, nullptr));
 }
 
-/// Before the first frame the client is told; a film that breaks off ends.
+/// Logs the reason and ends the film. Before the first frame the client gets a status; later the film just ends.
 ngx_int_t FilmPlayer::Fail(const char* reason) {
   ngx_log_error(NGX_LOG_ERR, m_session->connection->log, 0, "qbflv: %s", reason);
   m_hasEnded = true;

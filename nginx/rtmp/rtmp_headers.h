@@ -1,11 +1,11 @@
-// The headers of nginx's RTMP module, which are C.
+// The C headers of nginx's RTMP module.
 #pragma once
 
 #include "nginx/common/nginx_headers.h"
 
 extern "C" {
 #include <ngx_rtmp.h>
-// Needs the one above.
+// Requires ngx_rtmp.h.
 #include <ngx_rtmp_cmd_module.h>
 #include <ngx_rtmp_play_module.h>
 #include <ngx_rtmp_streams.h>

@@ -1,4 +1,4 @@
-// The RTMP module: its directives, and where nginx calls it.
+// The RTMP module: its directives and handlers.
 #include "nginx/rtmp/rtmp_module.h"
 
 #include "nginx/common/text.h"
@@ -6,7 +6,7 @@
 #include "nginx/rtmp/film_format.h"
 
 extern "C" {
-// nginx looks these up.
+// nginx finds the module by these names.
 extern __attribute__((visibility("default"))) ngx_module_t* ngx_modules[];
 extern __attribute__((visibility("default"))) char* ngx_module_names[];
 extern __attribute__((visibility("default"))) char* ngx_module_order[];
@@ -16,7 +16,8 @@ namespace qbflv::server {
 
 namespace {
 
-/// The options of the configuration that is being read. It may be refused, and then does not outlive the reading.
+/// The options of the configuration that is being read. Invalid afterwards, because nginx frees a configuration that it
+/// rejects or replaces.
 WorkerOptions* g_options = nullptr;
 /// The pool of this worker.
 ngx_thread_pool_t* g_pool = nullptr;
@@ -39,7 +40,7 @@ char* MergeApplication(ngx_conf_t* /*cf*/, void* outer, void* inner) {
   return NGX_CONF_OK;
 }
 
-/// The play module has its formats already. A second format for ".flv" would not be asked.
+/// Replaces the built-in FLV format. The play module would ignore a second format for ".flv".
 ngx_int_t ReplaceFormat(ngx_conf_t* cf) {
   if (g_options->isUsed == 0) return NGX_OK;
   if (ngx_thread_pool_add(cf, nullptr) == nullptr) return NGX_ERROR;

@@ -3,19 +3,20 @@
 
 #include "nginx/rtmp/rtmp_headers.h"
 
-// nginx looks it up by its name.
+// nginx finds the module by this name.
 extern "C" __attribute__((visibility("default"))) ngx_module_t ngx_rtmp_qbflv_module;
 
 namespace qbflv::server {
 
-/// Of an application.
+/// The options of an application.
 struct RtmpApplication {
   ngx_flag_t isOn;
 };
 
+/// Returns true if the application of a session has "qbflv on".
 bool IsOn(ngx_rtmp_session_t* s);
 
-/// The pool that reads for RTMP; null outside a worker.
+/// Returns the thread pool that reads films for RTMP; null outside a worker.
 ngx_thread_pool_t* ReadingPool();
 
 }  // namespace qbflv::server
