@@ -1,15 +1,15 @@
-// The list of films, and a player whose time line asks the server for each part. The server answers a start time with the
-// key frame in front of it and tells its time; the part itself begins at 0.
+// The list of films, and a player that requests a new part of the film for each seek. A part begins at the last key frame
+// before the start time. The server sends the time of that frame in a header; the timestamps of the part begin at 0.
 "use strict";
 
 const byId = (id) => document.getElementById(id);
 const video = byId("video");
 const position = byId("position");
 
-// The film that is shown: its name, its duration in seconds, and the time of the first frame of the part.
+// The current film: its name, its duration in seconds, and the time of the first frame of the current part.
 let film = null;
 let player = null;
-// Each seek has a number, so that answers to older ones are dropped.
+// The number of the last request. Responses to earlier requests are ignored.
 let request = 0;
 
 function timeText(seconds) {
@@ -34,7 +34,7 @@ function say(text, isError = false) {
 
 const address = (name, query) => `vod/${encodeURIComponent(name)}${query}`;
 
-// The server gives its reason in one line.
+// Returns the reason for an error, which the server sends as one line of text.
 async function reasonOf(response) {
   const type = response.headers.get("Content-Type") || "";
   return type.startsWith("text/plain") ? (await response.text()).trim() : `The server answers ${response.status}.`;
@@ -71,12 +71,12 @@ async function seek(seconds, plays = false) {
     const response = await fetch(address(name, target > 0 ? `?start=${target.toFixed(3)}` : ""), { method: "HEAD" });
     if (number !== request) return;
     if (!response.ok) throw new Error(`The film cannot start there (${response.status}).`);
-    // The viewer may have paused or started it meanwhile.
+    // Check again, because the viewer may have paused or started the film meanwhile.
     const wantsToPlay = plays || !video.paused;
     closePart();
     film.start = Number(response.headers.get("X-Content-Start") || 0);
     say(name);
-    // Where the redirect led.
+    // The URL after the redirect.
     openPart(response.url, wantsToPlay);
   } catch (error) {
     if (number === request) say(error instanceof TypeError ? "The server does not answer." : error.message, true);
@@ -144,7 +144,7 @@ async function listFilms() {
       byId("list").append(item);
       durations.push([file.name, button.querySelector(".duration")]);
     }
-    // One after the other: each may need a pass over its film.
+    // Request one duration at a time, because each may require a pass over the film.
     for (const [name, place] of durations) await showDuration(name, place);
   } catch {
     say("The list of films cannot be loaded.", true);
@@ -178,7 +178,7 @@ for (const event of ["play", "pause", "ended"]) {
 }
 byId("play").addEventListener("click", togglePlay);
 byId("whole").addEventListener("click", toggleWholeScreen);
-// Phones that play full screen by themselves do not let the page do it.
+// Browsers of some phones play videos full screen themselves and do not let a page do it.
 byId("whole").hidden = !document.fullscreenEnabled;
 video.addEventListener("click", togglePlay);
 
