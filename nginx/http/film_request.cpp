@@ -18,7 +18,8 @@ namespace qbflv::server {
 
 namespace {
 
-/// Maximum number of batches for one event, so that other clients do not wait long. A batch has at most about half a MiB.
+/// Maximum number of batches for one event, so that other clients do not wait long. A batch has about half a MiB or
+/// less.
 constexpr int kBatchesPerTurn = 4;
 
 ngx_http_core_loc_conf_t& CoreLocation(ngx_http_request_t* r) {

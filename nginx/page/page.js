@@ -1,5 +1,5 @@
-// The list of films, and a player that requests a new part of the film for each seek. A part begins at the last key frame
-// before the start time. The server sends the time of that frame in a header; the timestamps of the part begin at 0.
+// The list of films, and a player that requests a new part of the film for each seek. A part begins at the last key
+// frame before the start time. The server sends the time of that frame in a header, and timestamps that begin at 0.
 "use strict";
 
 const byId = (id) => document.getElementById(id);

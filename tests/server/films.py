@@ -1,4 +1,4 @@
-"""The films that the tests serve, with the tags that a viewer can get of them."""
+"""The films that the tests serve, and the tags that a viewer must get from them."""
 
 import os
 import pathlib
@@ -25,7 +25,7 @@ def indexed(data):
 
 
 def long_tags():
-    """Of 100 s in few, large frames, which no decoder has to read: 12 MB."""
+    """Returns 100 s (12 MB) of large frames. They cannot be decoded."""
     noise = random.Random(0)
     tags = []
     for frame in range(2500):
@@ -36,13 +36,13 @@ def long_tags():
 
 
 def make_films(samples):
-    """Of each film its bytes, and the tags that a viewer can get of it."""
+    """Returns the bytes of each film, and the tags that a viewer must get from it."""
     tour = (samples / "tour.flv").read_bytes()
     tags = flv.media(tour)
     plain = flv.write(tags)
     listed = indexed(tour)
     listed_tags = flv.read(listed)
-    # The list's places are those of a file that had one tag more.
+    # The positions in the list are those of a file with one more tag.
     wrong = flv.write([tag for i, tag in enumerate(listed_tags) if i != 30])
     middle = plain.index(flv.encode(tags[len(tags) // 2]))
     garbage = bytes(range(256)) * 8

@@ -1,4 +1,4 @@
-"""FLV files, read and written plainly: what the server's answers are compared with."""
+"""Reads and writes FLV files, independently of the modules under test."""
 
 import struct
 from typing import NamedTuple
@@ -18,7 +18,7 @@ class Tag(NamedTuple):
 
     @property
     def is_frame(self):
-        # H.264 also has a mark for the end of the sequence.
+        # H.264 also has end-of-sequence tags.
         is_mark = self.type == VIDEO and self.body[0] % 16 == 7 and self.body[1] != 1
         return not self.is_configuration and not is_mark
 
@@ -28,12 +28,12 @@ class Tag(NamedTuple):
 
     @property
     def composition(self):
-        """From the time of an H.264 frame to that of its picture."""
+        """The composition time of an H.264 frame: its presentation time minus its timestamp."""
         return int.from_bytes(self.body[2:5], "big", signed=True)
 
 
 def read(data):
-    """The tags of an undamaged file."""
+    """Returns the tags of an undamaged file."""
     assert data[:3] == b"FLV", data[:20]
     tags, at = [], 13
     while at + 11 <= len(data):
@@ -63,7 +63,7 @@ def write(tags, flags=None):
 
 
 def part(tags, start):
-    """What a viewer gets who starts at this time in ms: the time of the first frame, and tags with times from there."""
+    """Returns what a viewer must get from a start time in ms: the time of the first frame, and tags relative to it."""
     first_time = min(tag.time for tag in tags if not tag.is_configuration)
     tags = [tag._replace(time=max(tag.time - first_time, 0)) for tag in tags]
     has_video = any(tag.type == VIDEO for tag in tags)

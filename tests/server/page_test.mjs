@@ -1,5 +1,5 @@
-// The page in headless Chromium: page_test.mjs ADDRESS SCREENSHOT_FOLDER
-// The folder that is served has tour.flv, audio-only.flv, no-list.flv and broken.flv.
+// Tests the page in headless Chromium: page_test.mjs ADDRESS SCREENSHOT_FOLDER
+// The served folder must contain tour.flv, audio-only.flv, no-list.flv and broken.flv.
 import assert from "node:assert/strict";
 import puppeteer from "puppeteer-core";
 
@@ -28,7 +28,7 @@ try {
     position.value = value;
     position.dispatchEvent(new Event("change"));
   }, time);
-  // Waits for the state, and shows it if it does not come.
+  // Waits for a state. On failure prints the current one.
   const until = async (what, condition) => {
     for (let i = 0; i < 300; ++i) {
       if (condition(await state())) return;

@@ -1,4 +1,4 @@
-// What a viewer of the server gets of a film, beside what the file has.
+// Compares the tags that a viewer gets with the tags of the file.
 #include "nginx/playback/playback.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ namespace {
 using server::MediaTag;
 using server::Playback;
 
-/// Runs the work when it is asked to.
+/// Runs tasks only when RunOne is called.
 class LateTasks final : public server::TaskRunner {
  public:
   bool Run(std::function<void()> work, std::function<void()> done) override {
@@ -47,7 +47,8 @@ void PrintTo(const Frame& frame, std::ostream* out) {
   *out << int{frame.type} << "@" << frame.time << "+" << frame.size;
 }
 
-/// Of an undamaged file, with bodies: what follows the last key frame at or before the time, behind configurations.
+/// Returns the codec configurations and everything from the last key frame at or before a time. REQUIRES: the file is
+/// undamaged, and no tag is empty.
 std::vector<Frame> ExpectedFrames(const Bytes& file, std::uint32_t start) {
   std::vector<Frame> all;
   std::vector<bool> isKey;
@@ -83,7 +84,7 @@ Bytes ReadFile(const std::filesystem::path& path) {
   return {text.begin(), text.end()};
 }
 
-/// In the order of the streams, since the plug-in delivers by time.
+/// Returns the frames of one stream. The plug-in sorts by time, so the order between streams differs from the file.
 std::vector<Frame> OfStream(const std::vector<Frame>& frames, std::uint8_t type) {
   std::vector<Frame> ofStream;
   std::ranges::copy_if(frames, std::back_inserter(ofStream), [&](const Frame& frame) { return frame.type == type; });
@@ -92,7 +93,7 @@ std::vector<Frame> OfStream(const std::vector<Frame>& frames, std::uint8_t type)
 
 class Server {
  public:
-  /// isLate: whether work waits for the event loop.
+  /// isLate: runs tasks in Next instead of inside the call. readAhead: block size.
   explicit Server(bool isLate = true, std::size_t readAhead = 4096)
       : m_engine(QBFLV_PLUGIN_PATH, 1 << 20, readAhead), m_isLate(isLate) {}
 
@@ -103,7 +104,7 @@ class Server {
     return std::make_unique<Playback>(m_engine, tasks, flv::FileSource::Open(path), [this] { ++m_wakes; });
   }
 
-  /// Waits as an event loop does: only for what was announced.
+  /// Gets the next tag. Like an event loop, runs tasks until onReady is called.
   Playback::Result Next(Playback& playback, MediaTag& tag) {
     while (true) {
       const int wakes = m_wakes;
@@ -154,7 +155,7 @@ Bytes VideoOnly() {
   return file.File();
 }
 
-TEST_F(PlaybackTest, FromEachStart_DeliversWhatTheFileHas) {
+TEST_F(PlaybackTest, FromEachStart_DeliversTheTagsOfTheFile) {
   const std::filesystem::path samples = QBFLV_SAMPLES;
   const std::pair<const char*, Bytes> films[] = {{"tour", ReadFile(samples / "tour.flv")},
                                                  {"sorenson", ReadFile(samples / "sorenson.flv")},
@@ -165,7 +166,7 @@ TEST_F(PlaybackTest, FromEachStart_DeliversWhatTheFileHas) {
     Server cached(false);
     const auto later = m_server.Open(path);
     const auto atOnce = cached.Open(path);
-    // One playback for all, in an order that goes back and forth.
+    // Seek one playback back and forth.
     for (const std::uint32_t start : {0U, 5500U, 1U, 4000U, 7500U, 2000U}) {
       SCOPED_TRACE(std::string(name) + " from " + std::to_string(start));
       later->Seek(start);
@@ -185,7 +186,7 @@ TEST_F(PlaybackTest, FromEachStart_DeliversWhatTheFileHas) {
   }
 }
 
-TEST_F(PlaybackTest, WhatCannotBePlayed_IsToldApart) {
+TEST_F(PlaybackTest, UnplayablePart_StateHasTheReason) {
   using State = server::Part::State;
   const std::tuple<const char*, Bytes, std::uint32_t, State, Playback::Result> cases[] = {
       {"no FLV file", {1, 2, 3}, 0, State::kNotFlv, Playback::Result::kFailed},
@@ -203,8 +204,8 @@ TEST_F(PlaybackTest, WhatCannotBePlayed_IsToldApart) {
   }
 }
 
-/// As one of 4 GiB does.
-TEST_F(PlaybackTest, FilmTooLargeForOneObject_GoesOnWithTheNext) {
+/// Limits the size of the views instead of playing a film of 4 GiB.
+TEST_F(PlaybackTest, FilmTooLargeForOneObject_ContinuesWithTheNext) {
   const auto path = std::filesystem::path(QBFLV_SAMPLES) / "tour.flv";
   Server limited;
   limited.LimitParts(30'000);
@@ -224,7 +225,7 @@ TEST_F(PlaybackTest, FilmTooLargeForOneObject_GoesOnWithTheNext) {
   }
 }
 
-/// Before what it loses is loaded, and afterwards.
+/// When the file is truncated, the lost bytes are loaded already with large blocks, but not with small ones.
 TEST_F(PlaybackTest, FileThatShrinks_EndsAsFailure) {
   for (const std::size_t readAhead : {std::size_t{4096}, std::size_t{1} << 20}) {
     SCOPED_TRACE(readAhead);
@@ -239,14 +240,14 @@ TEST_F(PlaybackTest, FileThatShrinks_EndsAsFailure) {
     EXPECT_EQ(server.Rest(*playback, frames), Playback::Result::kFailed);
     EXPECT_GT(frames.size(), 100U);
     EXPECT_LT(frames.size(), 200U);
-    // Others go on with what is there now.
+    // New viewers play the truncated film.
     const auto next = server.Open(path);
     next->Seek(0);
     EXPECT_EQ(server.Rest(*next, frames), Playback::Result::kEnd);
   }
 }
 
-/// Late completions must not reach what is there no more.
+/// Late completions must not access destroyed objects.
 TEST_F(PlaybackTest, SeekOrEndDuringARead_IsSafe) {
   const auto path = Write(VideoOnly());
   for (int steps = 0; steps < 40; ++steps) {
@@ -264,7 +265,7 @@ TEST_F(PlaybackTest, SeekOrEndDuringARead_IsSafe) {
   }
 }
 
-TEST_F(PlaybackTest, EndAt_CutsTheRestOff) {
+TEST_F(PlaybackTest, EndAt_OmitsLaterFrames) {
   const auto playback = m_server.Open(Write(VideoOnly()));
   playback->EndAt(4000);
   playback->Seek(2000);

@@ -1,4 +1,4 @@
-"""An RTMP client by librtmp that seeks and pauses while it plays."""
+"""An RTMP client on top of librtmp that can seek and pause during playback."""
 
 import ctypes
 import re
@@ -29,7 +29,7 @@ class Client:
     def __init__(self, url, buffer=3600):
         self.handle = ctypes.c_void_p(librtmp.RTMP_Alloc())
         librtmp.RTMP_Init(self.handle)
-        # librtmp keeps pointers into it.
+        # librtmp keeps pointers into this buffer.
         self.url = ctypes.create_string_buffer(url.encode())
         assert librtmp.RTMP_SetupURL(self.handle, self.url)
         librtmp.RTMP_SetBufferMS(self.handle, buffer * 1000)
@@ -43,9 +43,9 @@ class Client:
         assert librtmp.RTMP_SendPause(self.handle, ctypes.c_int(is_paused), ctypes.c_int(0))
 
     def command(self, name, *arguments):
-        """A command of the stream, as it is; False if the connection is lost."""
+        """Sends a command unchecked. Returns False if the connection is lost."""
         body = b"".join(map(amf, (name, 0, None, *arguments)))
-        # librtmp writes its header in front of the body.
+        # librtmp writes the header into the memory before the body.
         header_size = 18
         memory = ctypes.create_string_buffer(bytes(header_size) + body)
         place = ctypes.cast(ctypes.byref(memory, header_size), ctypes.POINTER(ctypes.c_char))
@@ -53,13 +53,13 @@ class Client:
         return bool(librtmp.RTMP_SendPacket(self.handle, ctypes.byref(packet), ctypes.c_int(0)))
 
     def next(self):
-        """The next media tag, or the next status as text; None at the end of the connection."""
+        """Returns the next media tag, or the next status as text; None at the end of the connection."""
         packet = Packet()
         while librtmp.RTMP_ReadPacket(self.handle, ctypes.byref(packet)):
             if not packet.body or packet.read != packet.size:
                 continue
             body, kind, time = packet.body[: packet.size], packet.type, packet.time
-            # librtmp would close the connection at the end of the film.
+            # Hide commands from librtmp, which would close the connection at the end of the film.
             if kind != 20:
                 librtmp.RTMP_ClientPacket(self.handle, ctypes.byref(packet))
             librtmp.RTMPPacket_Free(ctypes.byref(packet))
@@ -75,7 +75,7 @@ class Client:
         return None
 
     def until(self, status):
-        """Everything up to this status."""
+        """Returns everything that arrives before this status."""
         seen = []
         while status not in seen:
             seen.append(self.next())
@@ -83,7 +83,7 @@ class Client:
         return seen[:-1]
 
     def until_frame(self):
-        """The next media tag."""
+        """Returns the next media tag. Ignores statuses."""
         item = ""
         while isinstance(item, str):
             item = self.next()

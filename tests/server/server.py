@@ -1,4 +1,4 @@
-"""An nginx with the modules, on free ports of this machine, in a folder of its own."""
+"""Runs nginx with the modules on free ports, in a temporary folder."""
 
 import os
 import pathlib
@@ -48,7 +48,7 @@ EDGE = """
 
 
 def free_ports(count):
-    """Ports that nobody listens on, and that the system gives to no client meanwhile."""
+    """Returns ports without a listener, outside the range that the system assigns to clients."""
     first_of_clients = int(pathlib.Path("/proc/sys/net/ipv4/ip_local_port_range").read_text().split()[0])
     found = []
     while len(found) < count:
@@ -61,7 +61,7 @@ def free_ports(count):
 
 class Server:
     def __init__(self, modules, films, timeout=15):
-        """timeout: in s, after which clients that take nothing are dropped."""
+        """timeout: time in s after which nginx disconnects a stalled client."""
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="qbflv-server-"))
         (self.folder / "films").mkdir()
         for name, data in films.items():
@@ -78,16 +78,16 @@ class Server:
             temporary=" ".join(f"{kind}_temp_path {self.folder}/{kind};" for kind in kinds))
         (self.folder / "nginx.conf").write_text(text)
         environment = dict(os.environ)
-        # A build of the modules with the address sanitizer needs its library in nginx.
+        # Modules that are built with AddressSanitizer need its library in nginx.
         if "QBFLV_NGINX_PRELOAD" in environment:
             environment["LD_PRELOAD"] = environment["QBFLV_NGINX_PRELOAD"]
-            # All modules of nginx export the same names.
+            # All nginx modules export the same names, which is no fault.
             environment["ASAN_OPTIONS"] = "detect_odr_violation=0"
-            # Its RTMP module leaves some pools behind at each reload, and what its handshake has from OpenSSL at the end.
+            # nginx's RTMP module leaks some pools at each reload, and an OpenSSL object of its handshake at exit.
             (self.folder / "leaks").write_text("leak:ngx_alloc\nleak:ngx_memalign\nleak:libcrypto.so\n")
             environment["LSAN_OPTIONS"] = f"suppressions={self.folder}/leaks:print_suppressions=0"
         self.errors = open(self.folder / "stderr.log", "wb")
-        # nginx ends with this process, also when that is killed.
+        # setpriv makes nginx end with this process, even if this process is killed.
         self.process = subprocess.Popen(
             ["setpriv", "--pdeathsig", "TERM", "nginx", "-e", "stderr", "-c", self.folder / "nginx.conf"],
             env=environment, stderr=self.errors)
@@ -108,13 +108,13 @@ class Server:
         return len(os.listdir(f"/proc/{process}/fd"))
 
     def resident(self, process):
-        """Bytes."""
+        """Returns the resident memory of a process in bytes."""
         return int(self.read(f"/proc/{process}/statm").split()[1]) * os.sysconf("SC_PAGE_SIZE")
 
     def workers(self):
         found = []
         for child in self.read(f"/proc/{self.process.pid}/task/{self.process.pid}/children").split():
-            # nginx has other children, too, such as the cache manager.
+            # nginx has other child processes, such as the cache manager.
             if "worker process" in self.read(f"/proc/{child}/cmdline"):
                 found.append(int(child))
         return found
@@ -127,7 +127,7 @@ class Server:
             return ""
 
     def reload(self):
-        """Waits for the new worker; the old one goes when its last viewer does."""
+        """Reloads nginx and waits for the new worker. The old one ends after its last viewer."""
         before = set(self.workers())
         self.process.send_signal(signal.SIGHUP)
         self.wait(lambda: set(self.workers()) - before, "nginx does not reload")
@@ -138,7 +138,7 @@ class Server:
         return "\n".join(texts)
 
     def faults(self):
-        """What no test may cause: crashes, and what a sanitizer reports."""
+        """Returns the log's lines about crashes and about reports of a sanitizer. No test may cause them."""
         pattern = r".*(?:exited on signal|Sanitizer|runtime error|\[alert\]|\[emerg\]).*"
         return re.findall(pattern, self.log())
 
@@ -146,11 +146,11 @@ class Server:
         return f"http://127.0.0.1:{self.http}/{location}/{name}"
 
     def close(self):
-        # Others than TERM let workers take their time: nginx kills them after a second, and a sanitizer looks for leaks then.
+        # Not TERM: nginx kills workers a second after it, and the leak check may take longer.
         self.process.send_signal(signal.SIGQUIT)
         self.process.wait(60)
         self.errors.close()
         faults, log = self.faults(), self.log()
         shutil.rmtree(self.folder)
-        # The end of the log has the stack traces of a sanitizer.
+        # The end of the log contains the stack traces of the sanitizer.
         assert not faults, "\n".join([*faults, log[-20_000:]])

@@ -1,4 +1,4 @@
-"""What the tests of the server share: a server for each class of tests, its clients, and comparisons."""
+"""The base class of the server's tests: a server for each class of tests, clients, and comparisons."""
 
 import os
 import pathlib
@@ -25,7 +25,7 @@ class ServerCase(unittest.TestCase):
 
     @classmethod
     def more_films(cls):
-        """Films of this class alone, by name: bytes, and tags if a viewer can get any."""
+        """Returns more films for this class of tests, by name: the bytes, and the tags if the film is playable."""
         return {}
 
     @classmethod
@@ -55,7 +55,7 @@ class ServerCase(unittest.TestCase):
         return f"rtmp://127.0.0.1:{self.server.rtmp}/{app}/{name}"
 
     def rtmpdump(self, name, start=0, app="vod", verbosity="-q"):
-        """What arrives, and the log."""
+        """Returns the data that arrives and the log."""
         return run("rtmpdump", verbosity, "-r", f"rtmp://127.0.0.1:{self.server.rtmp}/{app}", "-y", name, "--start",
                    start / 1000, "-o", "-")[1:]
 
@@ -69,7 +69,7 @@ class ServerCase(unittest.TestCase):
         self.assertEqual((code, error), (0, ""))
 
     def assert_tags(self, got, expected, shift=0):
-        """got: tags, between which there may be statuses."""
+        """Compares the tags of each stream. Ignores statuses in got."""
         got = [tag for tag in got if isinstance(tag, flv.Tag)]
         for kind in (flv.VIDEO, flv.AUDIO):
             self.assertEqual(digest(got, kind), digest(expected, kind, shift))
@@ -82,6 +82,6 @@ class ServerCase(unittest.TestCase):
 
 
 def main():
-    """Of each file of tests: FILE MODULES SAMPLES [TEST…]"""
+    """Runs the tests of a file: FILE MODULES SAMPLES [TEST…]"""
     ServerCase.modules, ServerCase.samples = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2])
     unittest.main(module="__main__", argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)

@@ -1,6 +1,6 @@
-"""The modules inside nginx, with real clients: server_test.py MODULES SAMPLES [TEST…]
+"""Tests the modules inside nginx with real clients: server_test.py MODULES SAMPLES [TEST…]
 
-Films × start times × protocols are compared with an independent reading of the files.
+Compares all films, start times and protocols with an independent reading of the files.
 """
 
 import concurrent.futures
@@ -49,19 +49,19 @@ class ServerTest(ServerCase):
                 with self.subTest(film=name, start=start):
                     _, expected = flv.part(tags, start)
                     data, _ = self.rtmpdump(name, start)
-                    # rtmpdump adds the start that it asked for, and drops the end-of-sequence mark.
+                    # rtmpdump adds the requested start time to the timestamps, and omits end-of-sequence tags.
                     expected = [tag for tag in expected if len(tag.body) > 5]
                     self.assert_tags(flv.media(data), expected, start)
                     self.assert_decodes(data)
 
     def test_players_play_both_protocols(self):
-        """ffprobe counts packets; mpv decodes, and tells the time of each frame."""
+        """ffprobe counts packets; mpv decodes, and prints the time of each frame."""
         tags = self.films["tour.flv"][1]
         parts = {start: flv.part(tags, start)[1] for start in (0, 5500)}
         pictures = {start: {tag.time + tag.composition for tag in part if tag.is_frame and tag.type == flv.VIDEO}
                     for start, part in parts.items()}
         film = self.server.film_url("tour.flv")
-        # A seek leads back to the key frame; the times of RTMP are those of the film.
+        # The seek ends at the key frame. Over RTMP the timestamps after it are times of the film.
         for url, options, start, begin in ((film, (), 0, 0), (f"{film}?start=5.5", (), 5500, 0),
                                            (self.rtmp_url("tour.flv"), (), 0, 0),
                                            (self.rtmp_url("tour.flv"), ("--start=5.5", "--hr-seek=no"), 5500, 4000)):
@@ -74,7 +74,7 @@ class ServerTest(ServerCase):
                 self.assertEqual((code, warnings), (0, ""))
                 self.assertEqual(set(times) - pictures[start], set())
                 self.assertEqual(times[0], min(pictures[start]))
-                # mpv may have no time to tell every frame's.
+                # mpv may be too slow to print the time of every frame.
                 self.assertGreaterEqual(len(times), len(pictures[start]) * 0.9)
                 if options:
                     continue
@@ -110,7 +110,7 @@ class ServerTest(ServerCase):
                 elif what:
                     self.assertTrue(out.endswith(f"\r\n\r\n{what}\n"), out)
 
-    def test_end_cuts_the_rest_off(self):
+    def test_end_omits_later_frames(self):
         tags = flv.part(self.films["tour.flv"][1], 4000)[1]
         data = self.fetch("tour.flv?start=4&end=6.5")[2]
         self.assert_tags(flv.media(data), [tag for tag in tags if tag.time < 2500])
@@ -124,7 +124,7 @@ class ServerTest(ServerCase):
                 self.assertEqual(self.fetch(address, headers={name: value})[0], 304)
         self.assertEqual(self.fetch("tour.flv", headers={"If-None-Match": '"another"'})[0], 200)
         self.assertEqual(self.fetch("text.flv", method="HEAD")[::2], (415, b""))
-        # A range of bytes has no meaning in a part: the film comes whole.
+        # The server ignores byte ranges and sends the whole film.
         self.assertEqual(self.fetch("tour.flv", headers={"Range": "bytes=100-"})[::2], (200, self.fetch("tour.flv")[2]))
         self.assertEqual(self.fetch("tour.flv", method="POST")[0], 405)
 
@@ -149,19 +149,19 @@ class ServerTest(ServerCase):
                 self.assert_seeks(client, start, "NetStream.Play.Stop")
                 begin, expected = flv.part(tags, start) if start < 10_000 else (0, [])
                 self.assert_tags(client.until("NetStream.Play.Complete"), expected, begin)
-        # "Complete" came only once.
+        # The server must not send a second "Complete".
         self.assert_seeks(client, 0, "NetStream.Play.Stop")
 
     def test_rtmp_seeks_and_pauses_during_play(self):
         tags = self.films["tour.flv"][1]
-        # The film is paced, so it waits for its time when a seek comes.
+        # With a short buffer the server waits for the clock when a seek arrives.
         client = self.client("tour.flv", buffer=1)
         for start in (5500, 100, 8100):
             self.assertIsInstance(client.until_frame(), flv.Tag)
             self.assert_seeks(client, start)
         client.pause(True)
         seen = client.until("NetStream.Pause.Notify")
-        # A player that is paused shows the picture at the new place only after the pause.
+        # Tags of the new part may arrive before and after the pause.
         client.pause(False)
         seen += client.until("NetStream.Unpause.Notify") + client.until("NetStream.Play.Complete")
         begin, expected = flv.part(tags, 8100)
@@ -169,7 +169,7 @@ class ServerTest(ServerCase):
         self.assert_seeks(client, 0, "NetStream.Play.Stop")
 
     def assert_seeks(self, client, start, *statuses):
-        """Of all that was sent before the seek, only these statuses are left to come."""
+        """Seeks, and checks that only these statuses arrive before its notification."""
         client.seek(start)
         seen = client.until("NetStream.Seek.Notify")
         self.assertEqual([item for item in seen if str(item).startswith("NetStream")], list(statuses))
@@ -180,7 +180,7 @@ class ServerTest(ServerCase):
         self.assert_tags(seen, expected)
 
     def test_pause_loses_and_repeats_nothing(self):
-        # What is beyond the buffer is not sent before the pauses.
+        # The film is longer than the buffer, so the server has tags to send after the pauses.
         client = self.client("tour.flv", buffer=7)
         seen = [client.next() for _ in range(3)]
         for is_paused in (True, False) * 3:
@@ -191,7 +191,7 @@ class ServerTest(ServerCase):
         self.assert_tags(seen, self.films["tour.flv"][1])
 
     def test_rtmp_stays_in_the_folder_and_leaves_others_alone(self):
-        # The film is there; it is one folder above.
+        # outside.flv exists in the parent folder.
         not_found, failed = "NetStream.Play.StreamNotFound", "NetStream.Play.Failed"
         for name, status in (("../outside.flv", not_found), ("../films/../outside.flv", not_found),
                              ("mp4:../outside.mp4", not_found), ("none.flv", not_found), ("text.flv", failed),
@@ -203,7 +203,7 @@ class ServerTest(ServerCase):
         self.assertGreater(len(self.rtmpdump("sorenson.flv", app="own")[0]), 100_000)
 
     def test_plain_edges_share_what_the_origin_reads(self):
-        # 100 viewers of one scene, who start at different times, behind two caches.
+        # 100 viewers behind two caches start at different times that lead to the same key frame.
         tags = flv.part(self.films["tour.flv"][1], 4000)[1]
 
         def watch(number):
@@ -218,7 +218,7 @@ class ServerTest(ServerCase):
         self.assert_tags(flv.media(seen.pop()), tags)
         log = (self.server.folder / "origin.log").read_text().splitlines()
         self.assertEqual(sorted(line for line in log if line.startswith("200")), ["200 /origin/tour.flv?start=4"] * 2)
-        # Each edge asks once for each other time.
+        # Each edge requests each of the other times once, for the redirect.
         self.assertLessEqual(len(log), 2 + 2 * 9)
 
 

@@ -1,7 +1,7 @@
-"""Clients, files and administrators that cause trouble for the modules inside nginx:
+"""Tests the modules inside nginx with clients, files and administrators that cause trouble:
 trouble_test.py MODULES SAMPLES [TEST…]
 
-QBFLV_RELOADS (50) and QBFLV_CONNECTIONS (10000) say how much is repeated.
+QBFLV_RELOADS and QBFLV_CONNECTIONS set the number of reloads (default: 50) and connections (default: 10000).
 """
 
 import collections
@@ -27,7 +27,7 @@ def request(name, version="1.1"):
 class TroubleTest(ServerCase):
     @classmethod
     def more_films(cls):
-        # More than the sockets and queues between server and client hold.
+        # Larger than all sockets and queues between server and client.
         long = long_tags()
         return {"long.flv": (flv.write(long), long)}
 
@@ -48,7 +48,7 @@ class TroubleTest(ServerCase):
         for round_number in range(100):
             greetings = ((self.server.http, request("long.flv")), (self.server.http, noise.randbytes(300)),
                          (self.server.http, request("tour.flv?start=" + "9" * round_number)),
-                         # The second part of the handshake, and then messages.
+                         # The handshake, followed by random messages.
                          (self.server.rtmp, b"\3" + noise.randbytes(1536 + round_number * 40)),
                          (self.server.rtmp, noise.randbytes(5000)))
             for port, greeting in greetings:
@@ -86,12 +86,12 @@ class TroubleTest(ServerCase):
         part = flv.part(tags, 4000)[1]
         with self.open("long.flv?start=4") as over_http:
             over_rtmp = self.client("long.flv start=4000")
-            # Meanwhile the sockets and the queue get full.
+            # Wait until the sockets and the queue are full.
             time.sleep(2)
             self.assert_tags(flv.media(over_http.read()), part)
             self.assert_tags(over_rtmp.until("NetStream.Play.Complete"), part)
 
-    def test_stalled_clients_are_let_go(self):
+    def test_stalled_clients_are_disconnected(self):
         worker = self.server.workers()[0]
         before = self.server.descriptors(worker)
         for _ in range(5):
@@ -115,7 +115,7 @@ class TroubleTest(ServerCase):
             name, status = answers[number % 5]
             with self.connect(self.server.http, request(name, "1.0")) as client:
                 self.assertIn(status, client.recv(1000))
-                # The last one goes in the middle of the film.
+                # The last kind of client disconnects in the middle of the film.
                 while number % 5 < 3 and client.recv(1 << 16):
                     pass
 
@@ -124,9 +124,9 @@ class TroubleTest(ServerCase):
         before, memory = self.server.descriptors(worker), self.server.resident(worker)
         for number in range(CONNECTIONS):
             visit(number)
-        # nginx closes the last connections soon.
+        # nginx may need a moment to close the last connections.
         self.wait(lambda: self.server.descriptors(worker) <= before)
-        # The sanitizer keeps freed memory for a while; it finds leaks when the worker ends.
+        # The sanitizer keeps freed memory for a while. It reports leaks when the worker ends.
         if not IS_SANITIZED:
             self.assertLess(self.server.resident(worker) - memory, 4 << 20)
 
@@ -139,7 +139,7 @@ class TroubleTest(ServerCase):
             path.write_bytes(data)
             whole, part = self.open(path.name), self.open(f"{path.name}?start=4")
             over_rtmp = self.client(path.name)
-            # No client has taken anything yet, so most of the film is still to be read.
+            # No client has received anything yet, so the server has not read most of the film.
             if what == "shrink":
                 os.truncate(path, len(data) * 3 // 4)
             elif what == "remove":
@@ -150,7 +150,7 @@ class TroubleTest(ServerCase):
             for response, expected in ((whole, tags), (part, flv.part(tags, 4000)[1])):
                 with self.subTest(what=what, url=response.url), response:
                     if what == "shrink":
-                        # It must not look complete.
+                        # The client must notice that the film is incomplete.
                         self.assertRaises(http.client.IncompleteRead, response.read)
                     else:
                         self.assert_tags(flv.media(response.read()), expected)
@@ -179,7 +179,7 @@ class TroubleTest(ServerCase):
         self.server.reload()
         before = self.server.descriptors(master)
         for _ in range(RELOADS):
-            # They keep their worker for some seconds, so that several generations are at work.
+            # The viewers keep their worker for some seconds, so that several generations of workers run.
             viewers.append((self.open("tour.flv", "slow"), self.client("tour.flv")))
             self.server.reload()
             self.assertEqual(self.fetch("tour.flv?start=4")[0], 200)
@@ -191,14 +191,14 @@ class TroubleTest(ServerCase):
         self.assertLessEqual(self.server.descriptors(master), before)
 
     def test_reload_waits_for_the_pass_over_a_film(self):
-        # Requests whose films are being read by the thread pool when their worker is told to go.
+        # When the worker gets the signal to quit, the thread pool still reads the films of these requests.
         data = self.more["long.flv"][0]
         for round_number in range(10):
             names = [f"new-{round_number}-{number}.flv" for number in range(12)]
             for name in names:
                 (self.server.folder / "films" / name).write_bytes(data)
             self.server.reload()
-            # nginx tells the old worker 0.1 s after the new one has started.
+            # nginx signals the old worker 0.1 s after it has started the new one.
             clients = []
             for name in names:
                 clients.append(self.connect(self.server.http, request(f"{name}?info", "1.0")))
