@@ -14,8 +14,8 @@
 namespace qbflv::server {
 
 /// The buffers refer to the bytes of the film where possible. Consecutive tags of the film that the client gets
-/// unchanged share one buffer, which nginx can send with sendfile. The batch owns all other bytes that its buffers
-/// refer to. Call Clear and reuse the batch after nginx has sent it.
+/// unchanged share one buffer, which nginx can send with sendfile. The batch keeps all other bytes alive, except those
+/// of AddFileStart. Call Clear and reuse the batch after nginx has sent it.
 class OutputBatch {
  public:
   OutputBatch();

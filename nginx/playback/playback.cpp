@@ -215,7 +215,8 @@ Playback::Result Playback::Wait() {
   return Result::kPending;
 }
 
-/// Requests a packet of each stream until one arrives inside the call. Returns false if all streams are done.
+/// Requests a packet of each stream until one arrives inside the call. Returns false if none is left: all streams are
+/// done.
 bool Playback::RequestPackets() {
   for (std::size_t number = 0; number < m_streams.size() && m_packets.empty(); ++number) {
     Stream& stream = m_streams[number];

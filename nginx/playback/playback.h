@@ -87,8 +87,8 @@ class Playback {
   std::optional<std::uint32_t> m_end;
 
   State m_state = State::kFailed;
-  /// Identifies the current Seek. Tasks keep a weak pointer; it expires when they are superseded or this object is
-  /// destroyed.
+  /// Identifies the current Seek. A task keeps a weak pointer to it, which expires when another Seek supersedes the
+  /// task or this object is destroyed.
   std::shared_ptr<int> m_seek;
   Part m_part;
   std::shared_ptr<FilmBytes> m_film;
