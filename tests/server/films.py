@@ -35,6 +35,20 @@ def long_tags():
     return tags
 
 
+def scattered_tags():
+    """Returns audio tags, and the tags of a file with a script tag of the same size after each of them.
+
+    The previous-tag size before each audio tag is therefore the one that the client gets, but no two are consecutive.
+    """
+    audio = [flv.Tag(flv.AUDIO, number * 26, b"\x2f" + bytes(9)) for number in range(3000)]
+    return audio, [item for tag in audio for item in (tag, flv.Tag(flv.SCRIPT, tag.time, b"\2\0\7onOther"))]
+
+
+def key_frames():
+    """Returns so many key frames that the description of the film fills several socket buffers."""
+    return [flv.Tag(flv.VIDEO, number * 40, b"\x12" + bytes(20)) for number in range(20_000)]
+
+
 def make_films(samples):
     """Returns the bytes of each film, and the tags that a viewer must get from it."""
     tour = (samples / "tour.flv").read_bytes()

@@ -29,6 +29,10 @@ http {{
     location /own/ {{ alias {folder}/films/; flv; }}
     location /plain/ {{ alias {folder}/films/; sendfile on; }}
   }}
+  server {{
+    listen 127.0.0.1:{narrow} sndbuf=8k;
+    location /vod/ {{ alias {folder}/films/; qbflv; }}
+  }}
   {edges}
 }}
 rtmp {{ server {{ listen 127.0.0.1:{rtmp}; timeout {timeout}s;
@@ -68,13 +72,13 @@ class Server:
             (self.folder / "films" / name).write_bytes(data)
         for name in ("outside.flv", "outside.mp4"):
             (self.folder / name).write_bytes(next(iter(films.values())))
-        self.http, self.rtmp, *self.edges = free_ports(4)
+        self.http, self.rtmp, self.narrow, *self.edges = free_ports(5)
         edges = "".join(EDGE.format(folder=self.folder, number=number, port=port, http=self.http)
                         for number, port in enumerate(self.edges))
         kinds = ("client_body", "proxy", "fastcgi", "uwsgi", "scgi")
         text = CONFIGURATION.format(
-            modules=modules, folder=self.folder, http=self.http, rtmp=self.rtmp, timeout=timeout, edges=edges,
-            user="user root;" if os.geteuid() == 0 else "",
+            modules=modules, folder=self.folder, http=self.http, rtmp=self.rtmp, narrow=self.narrow, timeout=timeout,
+            edges=edges, user="user root;" if os.geteuid() == 0 else "",
             temporary=" ".join(f"{kind}_temp_path {self.folder}/{kind};" for kind in kinds))
         (self.folder / "nginx.conf").write_text(text)
         environment = dict(os.environ)

@@ -6,6 +6,7 @@ QBFLV_RELOADS and QBFLV_CONNECTIONS set the number of reloads (default: 50) and 
 
 import collections
 import http.client
+import json
 import os
 import random
 import socket
@@ -13,7 +14,7 @@ import time
 import urllib.request
 
 import flv
-from films import long_tags
+from films import key_frames, long_tags, scattered_tags
 from server_case import IS_SANITIZED, ServerCase, main
 
 RELOADS = int(os.environ.get("QBFLV_RELOADS", "50"))
@@ -29,11 +30,18 @@ class TroubleTest(ServerCase):
     def more_films(cls):
         # Larger than all sockets and queues between server and client.
         long = long_tags()
-        return {"long.flv": (flv.write(long), long)}
+        scattered, scattered_file = scattered_tags()
+        keys = key_frames()
+        return {"long.flv": (flv.write(long), long), "scattered.flv": (flv.write(scattered_file), scattered),
+                "key-frames.flv": (flv.write(keys), keys)}
 
-    def connect(self, port, greeting=b""):
-        client = socket.create_connection(("127.0.0.1", port), timeout=60)
+    def connect(self, port, greeting=b"", buffer=None):
+        client = socket.socket()
         self.addCleanup(client.close)
+        if buffer:
+            client.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, buffer)
+        client.settimeout(60)
+        client.connect(("127.0.0.1", port))
         client.sendall(greeting)
         return client
 
@@ -91,6 +99,15 @@ class TroubleTest(ServerCase):
             self.assert_tags(flv.media(over_http.read()), part)
             self.assert_tags(over_rtmp.until("NetStream.Play.Complete"), part)
 
+    def test_slow_client_gets_the_whole_description(self):
+        client = self.connect(self.server.narrow, request("key-frames.flv?info", "1.0"), buffer=4096)
+        # Wait until the sockets are full.
+        time.sleep(1)
+        with client.makefile("rb") as response:
+            body = response.read().partition(b"\r\n\r\n")[2]
+        expected = [tag.time / 1000 for tag in self.more["key-frames.flv"][1]]
+        self.assertEqual(json.loads(body)["key_frames"], expected)
+
     def test_stalled_clients_are_disconnected(self):
         worker = self.server.workers()[0]
         before = self.server.descriptors(worker)
@@ -131,6 +148,9 @@ class TroubleTest(ServerCase):
             self.assertLess(self.server.resident(worker) - memory, 4 << 20)
 
     # Files
+
+    def test_tags_may_be_scattered_over_the_file(self):
+        self.assert_tags(flv.media(self.fetch("scattered.flv")[2]), self.more["scattered.flv"][1])
 
     def test_file_may_change_while_it_plays(self):
         data, tags = self.more["long.flv"]
