@@ -28,8 +28,7 @@ def request(name, version="1.1"):
 class TroubleTest(ServerCase):
     @classmethod
     def more_films(cls):
-        # Larger than all sockets and queues between server and client.
-        long = long_tags()
+        long = long_tags()  # larger than all sockets and queues between server and client
         scattered, scattered_file = scattered_tags()
         keys = key_frames()
         return {"long.flv": (flv.write(long), long), "scattered.flv": (flv.write(scattered_file), scattered),
