@@ -58,7 +58,7 @@ void FilmRequest::Open(std::shared_ptr<const flv::FileSource> file, off_t fileSi
   m_request->read_event_handler = ngx_http_test_reading;
   m_request->write_event_handler = OnWritable;
   m_playback = std::make_unique<Playback>(m_engine, *m_tasks, std::move(file), [this] { OnReady(); });
-  m_playback->EndAt(m_address.end);
+  if (!m_address.wantsInfo) m_playback->EndAt(m_address.end);
   m_playback->Seek(m_address.start.value_or(0));
 }
 
