@@ -275,7 +275,9 @@ ngx_int_t OpenFile(ngx_http_request_t* r, ngx_open_file_info_t& file) {
     return SendReason(r, NGX_HTTP_NOT_FOUND, "There is no such film.");
   }
   ngx_log_error(NGX_LOG_CRIT, r->connection->log, file.err, "%s \"%V\" failed", file.failed, &path);
-  return file.err == NGX_EACCES ? NGX_HTTP_FORBIDDEN : NGX_HTTP_INTERNAL_SERVER_ERROR;
+  // The last two: a link that "disable_symlinks" forbids.
+  const bool isForbidden = file.err == NGX_EACCES || file.err == NGX_ELOOP || file.err == NGX_EMLINK;
+  return isForbidden ? NGX_HTTP_FORBIDDEN : NGX_HTTP_INTERNAL_SERVER_ERROR;
 }
 
 ngx_int_t StartRequest(ngx_http_request_t* r, const ngx_open_file_info_t& file, const Address& address) {
