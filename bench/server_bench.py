@@ -53,8 +53,9 @@ class Bench:
     def resident(self):
         return int(pathlib.Path(f"/proc/{self.worker}/statm").read_text().split()[1]) * 4096
 
-    def http(self, location):
-        subprocess.run(["curl", "-sS", "-o", "/dev/null", self.server.film_url(FILM, location)], check=True)
+    def http(self, location, arguments=""):
+        url = self.server.film_url(FILM, location) + arguments
+        subprocess.run(["curl", "-sSfL", "-o", "/dev/null", url], check=True)
         return self.packets
 
     def rtmpdump(self, application):
@@ -72,7 +73,10 @@ class Bench:
     def costs(self):
         systems = {
             "HTTP, this module": (lambda: self.http("vod"), 20),
+            # Nearly the whole film, with other timestamps.
+            "HTTP, this module, a part": (lambda: self.http("vod", "?start=2"), 20),
             "HTTP, sendfile": (lambda: self.http("plain"), 20),
+            "HTTP, sendfile without threads": (lambda: self.http("direct"), 20),
             "RTMP, this module": (lambda: self.rtmpdump("vod"), 6),
             "RTMP, nginx's own reader": (lambda: self.rtmpdump("own"), 6),
         }

@@ -28,6 +28,7 @@ http {{
     location /blocking/ {{ alias {folder}/films/; qbflv; aio off; qbflv_redirect off; }}
     location /own/ {{ alias {folder}/films/; flv; }}
     location /plain/ {{ alias {folder}/films/; sendfile on; }}
+    location /direct/ {{ alias {folder}/films/; sendfile on; aio off; }}
   }}
   server {{
     listen 127.0.0.1:{narrow} sndbuf=8k;
