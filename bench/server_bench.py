@@ -76,7 +76,7 @@ class Bench:
             # Nearly the whole film, with other timestamps.
             "HTTP, this module, a part": (lambda: self.http("vod", "?start=2"), 20),
             "HTTP, sendfile": (lambda: self.http("plain"), 20),
-            "HTTP, sendfile without threads": (lambda: self.http("direct"), 20),
+            "HTTP, sendfile, no threads": (lambda: self.http("direct"), 20),
             "RTMP, this module": (lambda: self.rtmpdump("vod"), 6),
             "RTMP, nginx's own reader": (lambda: self.rtmpdump("own"), 6),
         }
