@@ -21,6 +21,15 @@ TEST(InitFileFormat, WithoutContextOrArgument_IsRefusedWithoutEffect) {
   EXPECT_EQ(Lines{}, host.log.All());
 }
 
+TEST(InitPlugin, WhileAFileIsOpen_EndsItsDelivery) {
+  ScriptedHost host({.file = {.bytes = kSmall}});
+  ASSERT_TRUE(host.ReadHeaders());
+  EXPECT_EQ(kOk, host.InitPlugin());
+  host.log.Clear();
+  EXPECT_EQ(kOk, host.GetPacket(0));
+  EXPECT_EQ(Lines{}, host.log.All());
+}
+
 Bytes WithByte(Bytes bytes, std::size_t at, std::uint8_t value) {
   bytes.at(at) = value;
   return bytes;
