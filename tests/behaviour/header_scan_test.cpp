@@ -102,6 +102,14 @@ TEST(HeaderScan, AtTheEndOfTheFile_TakesWhatTheReadThereAllows) {
   }
 }
 
+TEST(HeaderScan, OfATagWhoseBodyIsCut_Fails) {
+  Bytes bytes = FlvBuilder(kBoth).Audio(0, 51).Audio(100, 51).File();
+  bytes.resize(bytes.size() - 5);
+  ScriptedHost host({.file = {.bytes = bytes}});
+  EXPECT_FALSE(host.OpenAndReadFileHeader());
+  EXPECT_EQ(kMalformed, host.log.Last("FileHeaderReady"));
+}
+
 TEST(HeaderScan, FindsThePictureSizeInTheFirstFrameThatTellsIt) {
   const Bytes vp6{0x14, 0x12, 0xAA, 0xBB, 0x12, 0x16};
   const auto cut = [](Bytes body, std::size_t size) {
