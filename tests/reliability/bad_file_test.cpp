@@ -2,13 +2,109 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <limits>
 
-#include "tests/reliability/exercise.h"
+#include "tests/support/library_heap.h"
+#include "tests/support/scripted_host.h"
 
 namespace qbflv::test {
 namespace {
+
+using Lines = CallLog::Lines;
+
+/// Operations for each byte of a file, and of the least file.
+constexpr std::size_t kMostOperations = 64;
+constexpr std::size_t kLeastFile = 64;
+constexpr std::int64_t kMostMemory = 64 << 20;
+
+/// The status in a line such as "InitDone 0x80004005".
+std::string StatusIn(const std::string& line) { return line.substr(line.find("0x"), 10); }
+
+/// Asks every stream to its end.
+void PlayToTheEnd(ScriptedHost& host) {
+  const std::size_t before = host.log.Count("StreamDone");
+  host.AskForAll();
+  EXPECT_EQ(before + host.StreamCount(), host.log.Count("StreamDone"));
+  EXPECT_EQ(0, host.OpenRequests());
+}
+
+/// "3: 0-46" for the packets of that stream.
+std::string Packets(const Lines& delivered, std::uint32_t stream) {
+  const std::string beginning = fmt::format("s{} t", stream);
+  Lines times;
+  for (const std::string& line : delivered) {
+    if (line.starts_with(beginning)) times.push_back(line.substr(beginning.size()));
+  }
+  return times.empty() ? "-" : fmt::format("{}: {}-{}", times.size(), times.front(), times.back());
+}
+
+std::string PlayOnce(ScriptedHost& host) {
+  if (!host.Open()) return "open " + StatusIn(host.log.Last("InitDone"));
+  host.GetFileHeader();
+  const std::string header = StatusIn(host.log.Last("FileHeaderReady"));
+  if (header != Hex(kOk)) return "header " + header;
+  Lines statuses;
+  for (std::uint16_t stream = 0; stream < host.StreamCount(); ++stream) {
+    host.GetStreamHeader(stream);
+    statuses.push_back(StatusIn(host.log.Last("StreamHeaderReady")));
+  }
+  if (std::ranges::count(statuses, Hex(kOk)) == std::ssize(statuses)) PlayToTheEnd(host);
+  Lines streams;
+  for (std::uint32_t stream = 0; stream < host.StreamCount(); ++stream) {
+    const bool isAudio = host.StreamProperty(stream, "PayloadType") == "8" || (stream == 0 && host.StreamCount() == 2);
+    const bool isReady = statuses[stream] == Hex(kOk);
+    streams.push_back((isAudio ? "a " : "v ") + (isReady ? Packets(host.log.Delivered(), stream) : statuses[stream]));
+  }
+  return fmt::format("{}", fmt::join(streams, ", "));
+}
+
+std::string ExerciseOnce(const FileScript& file) {
+  std::string outcome;
+  {
+    ForgetPeak();
+    ScriptedHost host({.file = file});
+    outcome = PlayOnce(host);
+    for (const std::uint32_t time : {20U, 0U, 0xFFFFFFF0U, 1U}) {
+      if (host.StreamCount() == 0) break;
+      EXPECT_EQ(kOk, host.Seek(time));
+      PlayToTheEnd(host);
+    }
+    EXPECT_LE(host.file->Operations(), kMostOperations * (file.bytes.size() + kLeastFile));
+    EXPECT_LE(ReadLibraryHeap().peakBytes, kMostMemory);
+    EXPECT_EQ(Lines(), host.Unasked());
+    host.Close();
+  }
+  EXPECT_EQ(0, ReadLibraryHeap().live);
+  EXPECT_EQ(kOk, Exports().canUnload());
+  return outcome;
+}
+
+/// Opens, plays to the end, seeks and plays on, in every combination of completing inline or later, with and without a
+/// known size, jumping or front to back, short or failing at the end. Each time every request must be completed, the
+/// work and the memory must be bounded, and nothing may be left.
+///
+/// Returns the outcome of the first play, inline, with a known size, jumping, short at the end: "open 0x80004005" or
+/// "header 0x80004005" when that failed; otherwise each stream's number of packets with the first and the last time,
+/// as in "a 3: 0-46, v 2: 0-40"; "a -" for no packets, "a 0x80040009" for no header.
+std::string Exercise(const Bytes& file) {
+  std::string reference;
+  for (const Stat stat : {Stat::kPresent, Stat::kAbsent}) {
+    for (const Status hint : {kOk, kPrefersLinearAccess}) {
+      for (const bool failsAtEnd : {false, true}) {
+        SCOPED_TRACE(fmt::format("{} size, {}, {} at the end", stat == Stat::kPresent ? "known" : "unknown",
+                                 hint == kOk ? "jumping" : "front to back", failsAtEnd ? "failing" : "short"));
+        FileScript script{.bytes = file, .stat = stat, .failsAtEnd = failsAtEnd, .accessHint = hint};
+        const std::string outcome = ExerciseOnce(script);
+        script.completes = Completes::kLater;
+        EXPECT_EQ(outcome, ExerciseOnce(script)) << "completed later";
+        if (reference.empty()) reference = outcome;
+      }
+    }
+  }
+  return reference;
+}
 
 struct BadFile {
   std::string name;
