@@ -7,7 +7,7 @@
 #include <limits>
 
 #include "tests/support/library_heap.h"
-#include "tests/support/scripted_host.h"
+#include "tests/support/seek_script.h"
 
 namespace qbflv::test {
 namespace {
@@ -120,75 +120,63 @@ void Try(const std::vector<BadFile>& files) {
   }
 }
 
-/// Ten tags at 0, 40, 80 … ms, audio and video in turn, a key frame every other time.
-FlvBuilder& Play(FlvBuilder& flv, std::uint32_t start = 0) {
-  for (std::uint32_t i = 0; i < 5; ++i) flv.Audio(start + i * 40, 30).Video(start + i * 40, 40, i % 2 == 0);
+// Ten tags at 0, 40, 80 … ms, audio and video in turn, a key frame every other time: in short, and behind other tags.
+constexpr char kFilm[] = "a0 k0 a40 p40 a80 k80 a120 p120 a160 k160";
+constexpr char kWhole[] = "a 5: 0-160, v 5: 0-160";
+
+FlvBuilder Film(FlvBuilder flv) {
+  for (std::uint32_t i = 0; i < 5; ++i) flv.Audio(i * 40, 30).Video(i * 40, 40, i % 2 == 0);
   return flv;
 }
 
-Bytes Film(std::uint8_t flags = kBoth, const Bytes& metadata = QuickMetadata()) {
-  FlvBuilder flv(flags);
-  return Play(flv.Metadata(metadata)).File();
-}
-
-constexpr char kWhole[] = "a 5: 0-160, v 5: 0-160";
+Bytes FilmWith(const Bytes& metadata) { return Film(FlvBuilder(kBoth).Metadata(metadata)).File(); }
 
 Bytes Cut(Bytes bytes, std::size_t size) {
   bytes.resize(size);
   return bytes;
 }
 
-Bytes WithOffset(std::uint32_t offset) {
-  Bytes bytes = Film();
-  for (std::size_t i = 0; i < 4; ++i) bytes[5 + i] = static_cast<std::uint8_t>(offset >> (24 - 8 * i));
-  return bytes;
-}
-
 TEST(BadFile, WithABrokenHeader_HasThisOutcome) {
-  Bytes signature = Film();
-  signature[0] = 'f';
+  const auto patched = [](std::uint32_t at, std::uint32_t value) { return TagsOf(kFilm).Patch(at, value).File(); };
   Try({{"empty", {}, "header 0x80040009"},
-       {"10 bytes", Cut(Film(), 10), "a 0x80040009, v -"},
-       {"13 bytes", Cut(Film(), 13), "a 0x80040009, v -"},
-       {"another signature", signature, "open 0x80004005"},
-       {"data offset 0", WithOffset(0), "header 0x80040009"},
-       {"data offset inside the header", WithOffset(5), "header 0x80040009"},
-       {"data offset after the start of the metadata", WithOffset(13), "header 0x80040009"},
-       {"data offset beyond the file", WithOffset(100000), "a 0x80040009, v -"},
-       {"data offset at the last offset", WithOffset(0xFFFFFFFF), "a 0x80040009, v -"}});
+       {"10 bytes", Cut(TagsOf(kFilm).File(), 10), "a 0x80040009, v -"},
+       {"13 bytes", Cut(TagsOf(kFilm).File(), 13), "a 0x80040009, v -"},
+       {"another signature", patched(0, 0x664C5601), "open 0x80004005"},
+       {"data offset 0", patched(5, 0), "header 0x80040009"},
+       {"data offset inside the header", patched(5, 5), "header 0x80040009"},
+       {"data offset after the start of the metadata", patched(5, 13), "header 0x80040009"},
+       {"data offset beyond the file", patched(5, 100000), "a 0x80040009, v -"},
+       {"data offset at the last offset", patched(5, 0xFFFFFFFF), "a 0x80040009, v -"}});
 }
 
 TEST(BadFile, WhoseFlagsLie_HasThisOutcome) {
-  const auto tags = [](std::uint8_t flags, bool audio, bool video) {
-    FlvBuilder flv(flags);
-    flv.Metadata(QuickMetadata());
-    for (std::uint32_t i = 0; i < 5 && audio; ++i) flv.Audio(i * 40, 30);
-    for (std::uint32_t i = 0; i < 5 && video; ++i) flv.Video(i * 40, 40);
-    return flv.File();
+  const auto with = [](std::uint8_t flags, std::string_view tags) {
+    return TagsOf(tags).Patch(1, 0x4C560100U | flags).File();
   };
-  Try({{"audio alone, as announced", tags(kAudio, true, false), "a -, v -"},
-       {"video alone, as announced", tags(kVideo, false, true), "v 5: 0-160"},
-       {"both announced, audio there", tags(kBoth, true, false), "a -, v -"},
-       {"both announced, video there", tags(kBoth, false, true), "a -, v -"},
-       {"both announced, nothing there", tags(kBoth, false, false), "a -, v -"},
-       {"nothing announced, both there", Film(0), "header 0x80040009"},
-       {"nothing announced, nothing there", tags(0, false, false), "header 0x80040009"},
-       {"audio announced, both there", Film(kAudio), kWhole},
-       {"video announced, both there", Film(kVideo), "v 5: 0-160"},
-       {"audio announced, video there", tags(kAudio, false, true), "a -, v -"},
-       {"video announced, audio there", tags(kVideo, true, false), "v -"},
-       {"every flag", Film(0xFF), kWhole}});
+  constexpr char kSound[] = "a0 a40 a80 a120 a160";
+  constexpr char kPictures[] = "k0 k40 k80 k120 k160";
+  Try({{"audio alone, as announced", with(kAudio, kSound), "a -, v -"},
+       {"video alone, as announced", with(kVideo, kPictures), "v 5: 0-160"},
+       {"both announced, audio there", with(kBoth, kSound), "a -, v -"},
+       {"both announced, video there", with(kBoth, kPictures), "a -, v -"},
+       {"both announced, nothing there", with(kBoth, ""), "a -, v -"},
+       {"nothing announced, both there", with(0, kFilm), "header 0x80040009"},
+       {"nothing announced, nothing there", with(0, ""), "header 0x80040009"},
+       {"audio announced, both there", with(kAudio, kFilm), kWhole},
+       {"video announced, both there", with(kVideo, kFilm), "v 5: 0-160"},
+       {"audio announced, video there", with(kAudio, kPictures), "a -, v -"},
+       {"video announced, audio there", with(kVideo, kSound), "v -"},
+       {"every flag", with(0xFF, kFilm), kWhole}});
 }
 
 TEST(BadFile, WhosePreviousSizesLie_HasThisOutcome) {
+  // A video tag takes 40 + 15 bytes with its field, an audio tag 30 + 15; the size leaves out the field.
   const auto patched = [](const std::vector<std::uint32_t>& sizes) {
-    FlvBuilder flv(kBoth);
-    Play(flv.Metadata(QuickMetadata()));
+    FlvBuilder flv = Film(FlvBuilder(kBoth).Metadata(QuickMetadata()));
     for (std::size_t i = 0; i < sizes.size(); ++i) flv.Patch(flv.Field(flv.Tags() - i), sizes[i]);
     return flv.File();
   };
   const auto all = [&](std::uint32_t size) { return patched(std::vector<std::uint32_t>(11, size)); };
-  // A video tag takes 40 + 15 bytes with its field, an audio tag 30 + 15; the size leaves out the field.
   Try({{"all zero", all(0), "a 5: 0-160, v 4: 0-120"},
        {"all one", all(1), "a 5: 0-160, v 4: 0-120"},
        {"all huge", all(0xFFFFFFFF), "a 5: 0-160, v 4: 0-120"},
@@ -198,25 +186,17 @@ TEST(BadFile, WhosePreviousSizesLie_HasThisOutcome) {
 }
 
 TEST(BadFile, WhoseTagsLie_HasThisOutcome) {
-  const auto with = [](auto add) {
-    FlvBuilder flv(kBoth);
-    flv.Metadata(QuickMetadata()).Audio(0, 30).Video(0, 40);
-    add(flv);
-    flv.Audio(40, 30).Video(40, 40);
-    return flv.File();
-  };
-  const auto tag = [&](std::uint8_t type, const Bytes& body, std::optional<std::uint32_t> claimedSize = {}) {
-    return with([&](FlvBuilder& flv) { flv.Tag(type, 20, body, claimedSize); });
+  const auto tag = [](std::uint8_t type, const Bytes& body, std::optional<std::uint32_t> claimedSize = {}) {
+    return TagsOf("a0 k0").Tag(type, 20, body, claimedSize).Audio(40, 30).Video(40, 40).File();
   };
   const Bytes body = AudioBody(20);
-  FlvBuilder last(kBoth);
-  Play(last.Metadata(QuickMetadata())).Tag(kVideoTag, 200, VideoBody(20, 0x22), 0xFFFFFF);
-  Bytes twice = Film();
-  const Bytes second = Film();
-  twice.insert(twice.end(), second.begin(), second.end());
+  const Bytes last = TagsOf(kFilm).Tag(kVideoTag, 200, VideoBody(20, 0x22), 0xFFFFFF).File();
+  const Bytes once = TagsOf(kFilm).File();
+  Bytes twice = once;
+  twice.insert(twice.end(), once.begin(), once.end());
   Try({{"a size past the end, in the middle", tag(kAudioTag, body, 5000), "a 1: 0-0, v -"},
        {"the largest size, in the middle", tag(kAudioTag, body, 0xFFFFFF), "a 1: 0-0, v -"},
-       {"the largest size, in the last tag", last.File(), kWhole},
+       {"the largest size, in the last tag", last, kWhole},
        {"the largest size, in a tag to skip", tag(0x55, body, 0xFFFFFF), "a 1: 0-0, v -"},
        {"a size that is too small", tag(kVideoTag, body, 1), "a 1: 0-0, v -"},
        {"an audio tag of size 0", tag(kAudioTag, {}), "a 2: 0-40, v 2: 0-40"},
@@ -236,22 +216,20 @@ TEST(BadFile, WhoseTagsLie_HasThisOutcome) {
 }
 
 TEST(BadFile, WhoseTimesLie_HasThisOutcome) {
-  const auto times = [](const std::vector<std::uint32_t>& list) {
-    FlvBuilder flv(kBoth);
-    flv.Metadata(QuickMetadata());
-    for (const std::uint32_t time : list) flv.Audio(time, 30).Video(time, 40);
-    return flv.File();
-  };
-  constexpr std::uint32_t kHalf = 0x80000000;
-  Try({{"standing still", times({7, 7, 7, 7}), "a 1: 7-7, v 1: 7-7"},
-       {"jumping ahead", times({0, 40, 100000000, 100000040}), "a 4: 0-100000040, v 4: 0-100000040"},
-       {"jumping by half of all", times({0, 40, kHalf, kHalf + 40}), "a 4: 0-2147483688, v 4: 0-2147483688"},
-       {"going back", times({1000, 1040, 500, 540, 1080}), "a 5: 1000-1080, v 5: 1000-1080"},
-       {"falling", times({400, 300, 200, 100, 0}), "a 5: 400-0, v 5: 400-0"},
-       {"wrapping", times({0xFFFFFFC0, 0xFFFFFFE8, 16, 56}), "a 4: 4294967232-56, v 4: 4294967232-56"},
-       {"from the middle of all", times({kHalf, kHalf + 40, kHalf + 80}),
+  Try({{"standing still", TagsOf("a7 k7 a7 k7 a7 k7 a7 k7").File(), "a 1: 7-7, v 1: 7-7"},
+       {"jumping ahead", TagsOf("a0 k0 a40 k40 a100000000 k100000000 a100000040 k100000040").File(),
+        "a 4: 0-100000040, v 4: 0-100000040"},
+       {"jumping by half of all", TagsOf("a0 k0 a40 k40 a2147483648 k2147483648 a2147483688 k2147483688").File(),
+        "a 4: 0-2147483688, v 4: 0-2147483688"},
+       {"going back", TagsOf("a1000 k1000 a1040 k1040 a500 k500 a540 k540 a1080 k1080").File(),
+        "a 5: 1000-1080, v 5: 1000-1080"},
+       {"falling", TagsOf("a400 k400 a300 k300 a200 k200 a100 k100 a0 k0").File(), "a 5: 400-0, v 5: 400-0"},
+       {"wrapping", TagsOf("a4294967232 k4294967232 a4294967272 k4294967272 a16 k16 a56 k56").File(),
+        "a 4: 4294967232-56, v 4: 4294967232-56"},
+       {"from the middle of all",
+        TagsOf("a2147483648 k2147483648 a2147483688 k2147483688 a2147483728 k2147483728").File(),
         "a 3: 2147483648-2147483728, v 3: 2147483648-2147483728"},
-       {"at the last time", times({0xFFFFFFFF, 0xFFFFFFFF}),
+       {"at the last time", TagsOf("a4294967295 k4294967295 a4294967295 k4294967295").File(),
         "a 1: 4294967295-4294967295, v 1: 4294967295-4294967295"}});
 }
 
@@ -263,43 +241,39 @@ Bytes NestedMetadata(std::size_t levels) {
 }
 
 TEST(BadFile, WhoseMetadataLies_HasThisOutcome) {
-  const auto with = [](const std::vector<Bytes>& tags) {
-    FlvBuilder flv(kBoth);
-    for (const Bytes& body : tags) flv.Tag(kScriptTag, 0, body);
-    return Play(flv.Metadata(QuickMetadata())).File();
+  // Each stands before metadata that is well-formed.
+  const auto with = [](const Bytes& body) {
+    return Film(FlvBuilder(kBoth).Tag(kScriptTag, 0, body).Metadata(QuickMetadata())).File();
   };
   const Bytes name = amf::String("onMetaData");
   const auto named = [&](const Bytes& value) {
     Bytes body = name;
     body.insert(body.end(), value.begin(), value.end());
-    return body;
+    return with(body);
   };
   FlvBuilder none(kBoth);
   for (std::uint32_t i = 0; i < 14; ++i) none.Audio(i * 500, 30).Video(i * 500, 40, i % 2 == 0);
   Try({{"absent", none.File(), "a 14: 0-6500, v 14: 0-6500"},
-       {"repeated", with({named(QuickMetadata()), named(QuickMetadata())}), kWhole},
-       {"without a value", with({name}), kWhole},
-       {"of another name", with({amf::String("onCuePoint")}), kWhole},
-       {"without a name", with({QuickMetadata()}), "header 0x80004005"},
-       {"100 000 levels deep", with({named(NestedMetadata(100000))}), "header 0x80004005"},
-       {"4 billion values", with({named({10, 0xFF, 0xFF, 0xFF, 0xFF, 5})}), "header 0x80004005"},
-       {"4 billion entries", with({named(amf::MixedArray({{"a", amf::Null()}}, 0xFFFFFFFF))}), kWhole},
-       {"a text of 4 billion bytes", with({named({12, 0xFF, 0xFF, 0xFF, 0xFF, 'x'})}), "header 0x80004005"},
-       {"an unknown type", with({named({99})}), "header 0x80004005"}});
+       {"repeated", named(QuickMetadata()), kWhole},
+       {"without a value", with(name), kWhole},
+       {"of another name", with(amf::String("onCuePoint")), kWhole},
+       {"without a name", with(QuickMetadata()), "header 0x80004005"},
+       {"100 000 levels deep", named(NestedMetadata(100000)), "header 0x80004005"},
+       {"4 billion values", named({10, 0xFF, 0xFF, 0xFF, 0xFF, 5}), "header 0x80004005"},
+       {"4 billion entries", named(amf::MixedArray({{"a", amf::Null()}}, 0xFFFFFFFF)), kWhole},
+       {"a text of 4 billion bytes", named({12, 0xFF, 0xFF, 0xFF, 0xFF, 'x'}), "header 0x80004005"},
+       {"an unknown type", named({99}), "header 0x80004005"}});
 }
 
 TEST(BadFile, WithMetadataCutAnywhere_PlaysOrFailsInItsHeader) {
   const Bytes value = QuickMetadata({{"keyframes", amf::KeyFrames({0, 0.08, 0.16}, {300, 400, 500})}});
-  int played = 0;
-  for (std::size_t size = 0; size <= value.size(); ++size) {
-    SCOPED_TRACE(size);
-    const std::string outcome = Exercise(Film(kBoth, Cut(value, size)));
-    played += outcome == kWhole ? 1 : 0;
-    // Without a value it is as good as absent, and the file too short for an audio rate of its own.
-    const std::string otherwise = size == 0 ? "a 0x80040009, v -" : "header 0x80004005";
-    EXPECT_TRUE(outcome == kWhole || outcome == otherwise) << outcome;
+  for (std::size_t size = 1; size < value.size(); ++size) {
+    const std::string outcome = Exercise(FilmWith(Cut(value, size)));
+    EXPECT_TRUE(outcome == kWhole || outcome == "header 0x80004005") << size << ": " << outcome;
   }
-  EXPECT_GE(played, 1) << "when it is whole";
+  EXPECT_EQ(kWhole, Exercise(FilmWith(value)));
+  // Without a value it is as good as absent, and the file too short for an audio rate of its own.
+  EXPECT_EQ("a 0x80040009, v -", Exercise(FilmWith({})));
 }
 
 TEST(BadFile, WithUnthinkableNumbers_PlaysToItsEnd) {
@@ -310,54 +284,49 @@ TEST(BadFile, WithUnthinkableNumbers_PlaysToItsEnd) {
                               0x1p64, -0x1p63, -1.0, 0.0, 1e-300, 4294967296.0}) {
     SCOPED_TRACE(number);
     for (const std::string_view name : names) {
-      const std::string outcome = Exercise(Film(kBoth, QuickMetadata({{name, amf::Number(number)}})));
+      const std::string outcome = Exercise(FilmWith(QuickMetadata({{name, amf::Number(number)}})));
       EXPECT_EQ(kWhole, outcome) << name;
     }
     const std::vector<double> numbers(4, number);
-    EXPECT_EQ(kWhole, Exercise(Film(kBoth, QuickMetadata({{"keyframes", amf::KeyFrames(numbers, {13, 14, 15, 16})}}))));
-    EXPECT_EQ(kWhole, Exercise(Film(kBoth, QuickMetadata({{"keyframes", amf::KeyFrames({0, 1, 2, 3}, numbers)}}))));
+    EXPECT_EQ(kWhole, Exercise(FilmWith(QuickMetadata({{"keyframes", amf::KeyFrames(numbers, {13, 14, 15, 16})}}))));
+    EXPECT_EQ(kWhole, Exercise(FilmWith(QuickMetadata({{"keyframes", amf::KeyFrames({0, 1, 2, 3}, numbers)}}))));
   }
 }
 
 TEST(BadFile, WhoseKeyFrameListLies_PlaysAllTheSame) {
   const auto with = [](const std::vector<double>& times, const std::vector<double>& positions) {
-    return Film(kBoth, QuickMetadata({{"keyframes", amf::KeyFrames(times, positions)}}));
+    return FilmWith(QuickMetadata({{"keyframes", amf::KeyFrames(times, positions)}}));
   };
-  const auto many = [](std::size_t count) {
-    std::vector<double> times(count);
-    for (std::size_t i = 0; i < count; ++i) times[i] = static_cast<double>(i) * 0.001;
-    return times;
-  };
+  std::vector<double> many(1000000);
+  for (std::size_t i = 0; i < many.size(); ++i) many[i] = static_cast<double>(i) * 0.001;
+  const std::vector<double> quarter(many.begin(), many.begin() + 250000);
   Try({{"unsorted", with({0.16, 0, 0.08}, {500, 300, 400}), kWhole},
        {"doubled", with({0, 0, 0.08, 0.08}, {300, 300, 400, 400}), kWhole},
        {"beyond the file", with({0, 0.08, 0.16}, {1e6, 2e6, 4e9}), kWhole},
        {"in the middle of tags", with({0, 0.08, 0.16}, {303, 404, 505}), kWhole},
        {"of different lengths", with({0, 0.08, 0.16}, {300}), kWhole},
        {"empty", with({}, {}), kWhole},
-       {"of a quarter of a million entries", with(many(250000), many(250000)), kWhole},
+       {"of a quarter of a million entries", with(quarter, quarter), kWhole},
        // A tag's tree beyond 64 MiB fails. Two lists of a million do not fit into a tag.
-       {"of a million times", with(many(1000000), {13, 14, 15}), "header 0x8007000E"}});
+       {"of a million times", with(many, {13, 14, 15}), "header 0x8007000E"}});
 }
 
 /// What waits for another packet when the file breaks off is dropped: one of the other stream, and one behind it.
 TEST(BadFile, CutAnywhere_DeliversNearlyAllOfItsWholeTags) {
-  FlvBuilder flv(kBoth);
-  Play(flv.Metadata(QuickMetadata()));
-  const Bytes whole = flv.File();
-  for (std::size_t size = 0; size < whole.size(); ++size) {
-    SCOPED_TRACE(size);
+  const FlvBuilder flv = TagsOf(kFilm);
+  const Bytes& whole = flv.File();
+  for (std::size_t size = 0, tags = 0; size < whole.size(); ++size) {
     const std::string outcome = Exercise(Cut(whole, size));
-    std::size_t tags = 0;
-    while (tags + 2 <= flv.Tags() && flv.Field(tags + 2) <= size) ++tags;
+    if (tags + 2 <= flv.Tags() && flv.Field(tags + 2) <= size) ++tags;
     std::size_t audio = 0;
     std::size_t video = 0;
     // "a 3: 0-80, v 2: 0-40"
     static_cast<void>(std::sscanf(outcome.c_str(), "a %zu: %*u-%*u, v %zu", &audio, &video));
     if (audio > 0) {
-      EXPECT_TRUE(outcome.starts_with(fmt::format("a {}: 0-{}", audio, (audio - 1) * 40))) << outcome;
+      EXPECT_TRUE(outcome.starts_with(fmt::format("a {}: 0-{}", audio, (audio - 1) * 40))) << size << ": " << outcome;
     }
-    EXPECT_LE(audio + video, tags) << outcome;
-    EXPECT_GE(audio + video + 2, tags) << outcome;
+    EXPECT_LE(audio + video, tags) << size << ": " << outcome;
+    EXPECT_GE(audio + video + 2, tags) << size << ": " << outcome;
   }
 }
 
