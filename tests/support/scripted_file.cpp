@@ -13,33 +13,13 @@ namespace {
 
 /// The fault as a rule for an operation with that count or size.
 void Apply(Failing how, Status refusal, std::uint32_t count, Rule& rule) {
-  switch (how) {
-    case Failing::kNot:
-      return;
-    case Failing::kRefuses:
-    case Failing::kRefusesAndCompletes:
-      rule.result = refusal;
-      rule.silent = how == Failing::kRefuses;
-      return;
-    case Failing::kCompletesWithFailure:
-      rule.status = kFailed;
-      return;
-    case Failing::kCompletesHalf:
-      rule.size = count / 2;
-      return;
-    case Failing::kCompletesEmpty:
-      rule.size = 0;
-      return;
-    case Failing::kCompletesMore:
-      rule.size = count + 8;
-      return;
-    case Failing::kNull:
-      rule.hasNoBuffer = true;
-      return;
-    case Failing::kNeverCompletes:
-      rule.silent = true;
-      return;
-  }
+  if (how == Failing::kRefuses || how == Failing::kRefusesAndCompletes) rule.result = refusal;
+  if (how == Failing::kRefuses || how == Failing::kNeverCompletes) rule.silent = true;
+  if (how == Failing::kCompletesWithFailure) rule.status = kFailed;
+  if (how == Failing::kCompletesHalf) rule.size = count / 2;
+  if (how == Failing::kCompletesEmpty) rule.size = 0;
+  if (how == Failing::kCompletesMore) rule.size = count + 8;
+  if (how == Failing::kNull) rule.hasNoBuffer = true;
 }
 
 }  // namespace

@@ -186,34 +186,24 @@ void ScriptedHost::OnSink(const host::SinkEvent& event) {
 }
 
 void ScriptedHost::Note(const host::SinkEvent& event) {
-  switch (event.kind) {
-    case Kind::kInitDone:
-      m_initStatus = event.status;
-      m_streamCount = 0;
-      m_fileHeader = nullptr;
-      m_streamHeaders.clear();
-      return;
-    case Kind::kFileHeaderReady: {
-      const auto list = QueryFor<host::PropertyList>(event.header.Get());
-      const host::Property* const count = list ? list->Find("StreamCount") : nullptr;
-      m_fileHeader = event.header;
-      m_streamCount = count != nullptr ? count->number : 0;
-      m_headersRead = 0;
-      m_streamsDone = 0;
-      return;
-    }
-    case Kind::kStreamHeaderReady:
-      m_streamHeaders.push_back(event.header);
-      if (Succeeded(event.status)) ++m_headersRead;
-      return;
-    case Kind::kSeekDone:
-      m_streamsDone = 0;
-      return;
-    case Kind::kStreamDone:
-      ++m_streamsDone;
-      return;
-    case Kind::kPacketReady:
-      return;
+  if (event.kind == Kind::kInitDone) {
+    m_initStatus = event.status;
+    m_streamCount = 0;
+    m_fileHeader = nullptr;
+    m_streamHeaders.clear();
+  } else if (event.kind == Kind::kFileHeaderReady) {
+    m_fileHeader = event.header;
+    m_streamCount = 0;
+    if (m_fileHeader) static_cast<void>(m_fileHeader->GetULONG32("StreamCount", &m_streamCount));
+    m_headersRead = 0;
+    m_streamsDone = 0;
+  } else if (event.kind == Kind::kStreamHeaderReady) {
+    m_streamHeaders.push_back(event.header);
+    if (Succeeded(event.status)) ++m_headersRead;
+  } else if (event.kind == Kind::kSeekDone) {
+    m_streamsDone = 0;
+  } else if (event.kind == Kind::kStreamDone) {
+    ++m_streamsDone;
   }
 }
 
