@@ -29,7 +29,7 @@ Lines Perform(test::ScriptedHost& host, const test::RandomCase& c, const test::R
       host.GetPacket(event.stream);
     }
   });
-  const bool stops = request.then == Then::kSeekAfterCompletions && c.completes == test::Completes::kLater;
+  const bool stops = request.then == Then::kSeekAfterCompletions && c.file.completes == test::Completes::kLater;
   if (request.kind == test::RandomRequest::Kind::kSeek) {
     host.Seek(request.time);
   } else {

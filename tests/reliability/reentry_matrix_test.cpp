@@ -296,8 +296,7 @@ bool PlaysFromTheTime(const Course& course) {
   }
   if (played.size() > whole.size() || !std::equal(played.rbegin(), played.rend(), whole.rbegin())) return false;
   return std::ranges::any_of(played, [](const std::string& line) {
-    return std::ranges::any_of(std::array{" t=0 ", " t=400 ", " t=800 "},
-                               [&](const char* time) { return line.find(time) != std::string::npos; });
+    return line.find(" t=0 ") != line.npos || line.find(" t=400 ") != line.npos || line.find(" t=800 ") != line.npos;
   });
 }
 
@@ -315,19 +314,19 @@ bool StartsAgain(const Course& course) {
   return std::ranges::count(course.after, "SeekDone 0x00000000") > 0 && course.after.back() == "Close";
 }
 
+Session::Call GetPacket(std::uint16_t stream) {
+  return [stream](Session& session) { return session.host.GetPacket(stream); };
+}
+
 /// What a host may call inside a callback, and what may come of a call that returns 0: the first outcome that holds.
 const struct Action {
   const char* name;
   Session::Call call;
   std::vector<std::pair<char, bool (*)(const Course&)>> outcomes;
 } kActions[] = {
-    {"GetPacket(0)",
-     [](Session& session) { return session.host.GetPacket(0); },
-     {{kTaken, IsAsBefore}, {kReadsOn, ReadsOn}}},
-    {"GetPacket(1)",
-     [](Session& session) { return session.host.GetPacket(1); },
-     {{kTaken, IsAsBefore}, {kReadsOn, ReadsOn}}},
-    {"GetPacket(9)", [](Session& session) { return session.host.GetPacket(9); }, {}},
+    {"GetPacket(0)", GetPacket(0), {{kTaken, IsAsBefore}, {kReadsOn, ReadsOn}}},
+    {"GetPacket(1)", GetPacket(1), {{kTaken, IsAsBefore}, {kReadsOn, ReadsOn}}},
+    {"GetPacket(9)", GetPacket(9), {}},
     {"Seek", [](Session& session) { return session.host.Seek(kSoughtTime); }, {{kSought, PlaysFromTheTime}}},
     {"Close", &Session::Close, {{kClosed, IsClosed}}},
     {"last Release", &Session::Release, {{kClosed, IsClosed}}},

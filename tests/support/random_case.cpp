@@ -127,10 +127,10 @@ RandomCase MakeRandomCase(Decisions& dice) {
   RandomCase c;
   c.flags = dice.Of<std::uint8_t>({kBoth, kBoth, kBoth, kVideo, kAudio});
   if (dice.OneIn(2)) c.durationInSeconds = dice.Of<std::uint32_t>({0, 1, 20, 300, 3600, 40000});
-  if (dice.OneIn(2)) c.completes = Completes::kLater;
-  c.stat = dice.Of<Stat>({Stat::kPresent, Stat::kPresent, Stat::kAbsent, Stat::kFailing});
-  c.failsAtEnd = dice.OneIn(2);
-  c.frontToBack = dice.OneIn(3);
+  if (dice.OneIn(2)) c.file.completes = Completes::kLater;
+  c.file.stat = dice.Of<Stat>({Stat::kPresent, Stat::kPresent, Stat::kAbsent, Stat::kFailing});
+  c.file.failsAtEnd = dice.OneIn(2);
+  if (dice.OneIn(3)) c.file.accessHint = kPrefersLinearAccess;
   // The tail scan finds nothing without the last size.
   c.closed = c.HasTailScan() || !dice.OneIn(4);
   if (dice.OneIn(4)) c.processTimeUnits = 1 + dice.Below(6);
@@ -155,13 +155,9 @@ FlvBuilder Build(const RandomCase& c) {
 }
 
 HostScript Script(const RandomCase& c, const FlvBuilder& flv) {
-  HostScript script;
+  HostScript script{.file = c.file};
   script.file.bytes = flv.File();
   if (!c.closed) script.file.bytes.resize(script.file.bytes.size() - 4);
-  script.file.completes = c.completes;
-  script.file.stat = c.stat;
-  script.file.failsAtEnd = c.failsAtEnd;
-  script.file.accessHint = c.frontToBack ? kPrefersLinearAccess : kOk;
   if (c.processTimeUnits != 0) script.url += "?ProcessTimeUnits=" + std::to_string(c.processTimeUnits);
   if (!c.disableThumbnails.empty()) {
     script.preferences.emplace_back("DisableFLVThumbnailSeekModification", c.disableThumbnails);
@@ -173,20 +169,16 @@ HostScript Script(const RandomCase& c, const FlvBuilder& flv) {
 std::string Describe(const RandomCase& c) {
   std::string text =
       fmt::format("flags {}, completes {}, stat {}, {} units, span '{}', tags behind the metadata:\n", c.flags,
-                  static_cast<int>(c.completes), static_cast<int>(c.stat), c.processTimeUnits, c.maxTimespan);
+                  static_cast<int>(c.file.completes), static_cast<int>(c.file.stat), c.processTimeUnits, c.maxTimespan);
   for (const RandomTag& tag : c.tags) {
     text += fmt::format("  type {} at {} ms, {} bytes{}\n", tag.type, tag.time, tag.size, tag.key ? ", key" : "");
   }
-  text += "requests:\n";
   for (const RandomRequest& request : c.requests) {
     const bool plays = request.kind == RandomRequest::Kind::kPlay;
-    text += plays ? fmt::format("  play {} packets", request.packets) : fmt::format("  seek to {}", request.time);
-    if (request.then != RandomRequest::Then::kNothing) {
-      const bool inside = request.then == RandomRequest::Then::kSeekInsidePacket;
-      text += fmt::format(", and seek to {} {} {}", request.thenTime, inside ? "inside packet" : "after completions",
-                          request.after);
-    }
-    text += "\n";
+    text += plays ? fmt::format("play {} packets", request.packets) : fmt::format("seek to {}", request.time);
+    constexpr const char* kThen[] = {"", ", seek to {} inside packet {}", ", seek to {} after {} completions"};
+    const auto then = static_cast<std::size_t>(request.then);
+    text += fmt::format(fmt::runtime(kThen[then]), request.thenTime, request.after) + "\n";
   }
   return text;
 }

@@ -55,10 +55,8 @@ struct RandomCase {
   /// Whether the size of the last tag follows it.
   bool closed = true;
 
-  Completes completes = Completes::kInline;
-  Stat stat = Stat::kPresent;
-  bool failsAtEnd = false;
-  bool frontToBack = false;
+  /// Without its bytes.
+  FileScript file = {};
   /// In the URL, unless it is 0.
   std::uint32_t processTimeUnits = 0;
   /// Preferences as text; empty for none.
@@ -67,7 +65,7 @@ struct RandomCase {
 
   std::vector<RandomRequest> requests = {};
 
-  bool HasTailScan() const { return stat == Stat::kPresent && !frontToBack; }
+  bool HasTailScan() const { return file.stat == Stat::kPresent && file.accessHint == kOk; }
 };
 
 RandomCase MakeRandomCase(Decisions& dice);

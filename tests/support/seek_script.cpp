@@ -3,18 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <sstream>
 
 namespace qbflv::test {
 
 namespace {
-
-std::uint32_t NumberIn(std::string_view text) {
-  std::uint32_t number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number;
-}
 
 std::string Joined(const CallLog::Lines& lines) { return fmt::format("{}", fmt::join(lines, " ")); }
 
@@ -52,7 +45,7 @@ std::string Walk(const FlvBuilder& flv, const CallLog::Lines& lines) {
   CallLog::Lines words;
   for (const std::string& line : lines) {
     if (line.starts_with("Seek(")) {
-      words.push_back(PlaceOf(flv, NumberIn(std::string_view(line).substr(5))));
+      words.push_back(PlaceOf(flv, static_cast<std::uint32_t>(std::stoul(line.substr(5)))));
     } else if (line == "Read(16)") {
       words.emplace_back("r");
     } else if (line.starts_with("SeekDone ")) {

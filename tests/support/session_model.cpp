@@ -134,7 +134,7 @@ void SessionModel::Seek(std::uint32_t time) {
     const Tag* const tag = TagAt(offset);
     if (tag == nullptr || offset + kHeaderAndByte > m_fileSize) {
       m_position = m_fileSize;
-      const bool fails = m_case.failsAtEnd && offset >= m_fileSize;
+      const bool fails = m_case.file.failsAtEnd && offset >= m_fileSize;
       return Issue("SeekDone " + Hex(fails ? kFailed : kOk));
     }
     if (tag->isMedia) {
@@ -269,7 +269,7 @@ CallLog::Lines SessionModel::Perform(const RandomRequest& request) {
   m_packets = 0;
   m_lines.clear();
   const bool isSuperseded = request.then == RandomRequest::Then::kSeekAfterCompletions;
-  const bool stops = isSuperseded && m_case.completes == Completes::kLater;
+  const bool stops = isSuperseded && m_case.file.completes == Completes::kLater;
   m_completionsLeft = stops ? request.after : kAll;
   request.kind == RandomRequest::Kind::kSeek ? Seek(request.time) : Play(stops);
   m_completionsLeft = kAll;
