@@ -72,22 +72,13 @@ std::string Hex(Status status) { return fmt::format("0x{:08X}", static_cast<std:
 
 std::string Describe(const host::SinkEvent& event) {
   using Kind = host::SinkEvent::Kind;
-  switch (event.kind) {
-    case Kind::kInitDone:
-      return "InitDone " + Hex(event.status);
-    case Kind::kPacketReady:
-      if (event.status != kOk || !event.packet) return "PacketReady " + Hex(event.status);
-      return DescribePacket(*event.packet);
-    case Kind::kSeekDone:
-      return "SeekDone " + Hex(event.status);
-    case Kind::kFileHeaderReady:
-      return "FileHeaderReady " + Hex(event.status) + " " + DescribeList(event.header.Get());
-    case Kind::kStreamHeaderReady:
-      return "StreamHeaderReady " + Hex(event.status) + " " + DescribeList(event.header.Get());
-    case Kind::kStreamDone:
-      return "StreamDone s=" + std::to_string(event.stream);
-  }
-  return "?";
+  constexpr const char* kNames[] = {"InitDone",        "PacketReady",       "SeekDone",
+                                    "FileHeaderReady", "StreamHeaderReady", "StreamDone"};
+  const std::string name = kNames[static_cast<std::size_t>(event.kind)];
+  if (event.kind == Kind::kStreamDone) return fmt::format("{} s={}", name, event.stream);
+  if (event.kind == Kind::kPacketReady && event.status == kOk && event.packet) return DescribePacket(*event.packet);
+  const bool hasList = event.kind == Kind::kFileHeaderReady || event.kind == Kind::kStreamHeaderReady;
+  return name + " " + Hex(event.status) + (hasList ? " " + DescribeList(event.header.Get()) : "");
 }
 
 std::string Value(IQBPropertyList* list, std::string_view name) {
