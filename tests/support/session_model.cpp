@@ -23,18 +23,17 @@ std::int32_t Span(std::uint32_t from, std::uint32_t to) { return static_cast<std
 
 SessionModel::SessionModel(const RandomCase& c, const FlvBuilder& flv)
     : m_case(c), m_fileSize(flv.Size() - (c.closed ? 0 : 4)), m_streams(c.flags == kBoth ? 2 : 1) {
-  m_tags.push_back({.type = kScriptTag, .offset = flv.Field(0), .next = flv.Field(1)});
   std::optional<std::uint32_t> first[2];
-  for (std::size_t i = 0; i < c.tags.size(); ++i) {
-    const RandomTag& tag = c.tags[i];
-    Tag& made = m_tags.emplace_back(Tag{.type = tag.type, .size = tag.size, .time = tag.time});
-    made.isMedia = tag.IsMedia();
-    made.isAnnounced = made.isMedia && (c.flags & (tag.type == kAudioTag ? kAudio : kVideo)) != 0;
-    made.isKey = tag.type == kAudioTag || (tag.type == kVideoTag && tag.key);
-    made.stream = tag.type == kVideoTag && c.flags == kBoth ? 1 : 0;
-    made.offset = flv.Field(i + 1);
-    made.next = flv.Field(i + 2);
-    if (made.isAnnounced && !first[made.stream]) first[made.stream] = tag.time;
+  m_tags.push_back({{.type = kScriptTag}});
+  for (const RandomTag& tag : c.tags) m_tags.push_back({tag});
+  for (std::size_t i = 0; i < m_tags.size(); ++i) {
+    Tag& made = m_tags[i];
+    made.isAnnounced = made.IsMedia() && (c.flags & (made.type == kAudioTag ? kAudio : kVideo)) != 0;
+    made.isKey = made.type == kAudioTag || (made.type == kVideoTag && made.key);
+    made.stream = made.type == kVideoTag && c.flags == kBoth ? 1 : 0;
+    made.offset = flv.Field(i);
+    made.next = flv.Field(i + 1);
+    if (made.isAnnounced && !first[made.stream]) first[made.stream] = made.time;
   }
   const std::uint32_t base = std::min(*first[0], first[1].value_or(*first[0]));
   for (Tag& tag : m_tags) tag.relative = tag.time - base;
@@ -137,7 +136,7 @@ void SessionModel::Seek(std::uint32_t time) {
       const bool fails = m_case.file.failsAtEnd && offset >= m_fileSize;
       return Issue("SeekDone " + Hex(fails ? kFailed : kOk));
     }
-    if (tag->isMedia) {
+    if (tag->IsMedia()) {
       if (tag->relative >= time) break;
       std::optional<Position>& restart = m_streams[tag->stream].restart;
       if (tag->isAnnounced && tag->isKey && (!restart || tag->relative > restart->time)) {
@@ -182,7 +181,7 @@ void SessionModel::ReadOn() {
     const Tag* const tag = TagAt(m_position);
     if (tag == nullptr || m_position + kHeader > m_fileSize) return EndAll();
     const bool hasPacket = tag->isAnnounced && tag->size > 0;
-    if (!tag->isMedia) {
+    if (!tag->IsMedia()) {
       Issue(SeekTo(tag->next));
       if (!IsCompleted()) return;
     } else if (tag->size > 0) {

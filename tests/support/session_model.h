@@ -21,14 +21,10 @@ class SessionModel {
   CallLog::Lines Perform(const RandomRequest& request);
 
  private:
-  struct Tag {
-    std::uint8_t type = 0;
-    bool isMedia = false;
+  struct Tag : RandomTag {
     /// Of a stream that the file's header announces.
     bool isAnnounced = false;
-    std::uint32_t size = 0;
-    /// As the file has it, and counted from the first tag that is heard or seen.
-    std::uint32_t time = 0;
+    /// The time, counted from the first tag that is heard or seen.
     std::uint32_t relative = 0;
     /// Whether a stream can restart here.
     bool isKey = false;
