@@ -243,7 +243,7 @@ TEST(FaultSweep, OfEveryAllocation_DoesNoHarmAndIsReported) {
         std::optional<HeapShortage> heapShortage(std::in_place, nth, shortage, everyAfter);
         Session session(script);
         session.Run();
-        const auto failure = heapShortage->Struck() ? std::optional(session.FirstFailure()) : std::nullopt;
+        auto failure = heapShortage->Struck() ? std::optional(session.FirstFailure()) : std::nullopt;
         heapShortage.reset();
         session.PlayAgain();
         session.Close();
