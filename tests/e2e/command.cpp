@@ -2,13 +2,11 @@
 #include "tests/e2e/command.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <sstream>
 #include <stdexcept>
-#include <system_error>
 
 #include "tests/support/temporary_folder.h"
 
@@ -24,18 +22,16 @@ CommandResult RunCommand(const Words& words) {
   const auto out = folder.Write("out", "");
   const auto err = folder.Write("err", "");
   std::vector<char*> arguments;
-  arguments.reserve(words.size() + 1);
   for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), O_WRONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), O_WRONLY, 0);
-  pid_t child = 0;
-  const int error = posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (error != 0) throw std::system_error(error, std::generic_category(), words[0]);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+    dup2(open(out.c_str(), O_WRONLY), STDOUT_FILENO);
+    dup2(open(err.c_str(), O_WRONLY), STDERR_FILENO);
+    execvp(arguments[0], arguments.data());
+    _exit(127);
+  }
   int waited = 0;
   if (waitpid(child, &waited, 0) != child) throw std::runtime_error("lost " + words[0]);
   const int status = WIFSIGNALED(waited) ? 128 + WTERMSIG(waited) : WEXITSTATUS(waited);

@@ -103,6 +103,8 @@ TEST(Failure, OfTheJob_Ends1WithOneLineAndLeavesTheOldFile) {
       {{"remux", "--raw", noRate, out}, noRate, "0x80040009"},
       {{"remux", "--start", "99999999", tour, out}, tour, "there are no packets in this part"},
       {{"remux", tour, folder / "absent/out.flv"}, tour, "absent/out.flv"},
+      {{"remux", tour, folder.Path()}, tour, folder.Path().c_str()},
+      {{"remux", tour, "/dev/null"}, tour, "/dev/null"},
   };
   for (const auto& [words, file, reason] : cases) {
     SCOPED_TRACE(testing::PrintToString(words));

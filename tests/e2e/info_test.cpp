@@ -1,6 +1,8 @@
-// `qbflv info`: what it prints of a whole file, and of one whose audio stream gets no header.
+// `qbflv info`: what it prints of a whole file, and of one whose audio stream gets no header; and the README's sample
+// output.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "tests/e2e/command.h"
@@ -37,6 +39,27 @@ TEST(Info, OfAShortFile_ShowsWhichHeaderIsMissing) {
   const Json streams = Json::parse(RunQbflv({"info", "--json", path}).out).at("streams");
   EXPECT_EQ(streams.at(0), Json({{"error", "0x80040009"}}));
   EXPECT_EQ(streams.at(1).at("Width"), 176);
+}
+
+/// Dots stand for the rest of a line and for omitted lines.
+TEST(Readme, SampleOutput_IsWhatTheCommandPrints) {
+  std::vector<std::string> printed;
+  for (const Words& words : {Words{"info"}, Words{"packets", "--limit", "20"}, Words{"packets", "--count"}}) {
+    const std::vector<std::string> lines = Lines(RunQbflv(words + Words{Sample("tour.flv")}).out);
+    printed.insert(printed.end(), lines.begin(), lines.end());
+  }
+  const std::vector<std::string> readme = Lines(ReadBytes(Sample("../README.md")));
+  auto line = std::ranges::find(readme, "Plug-in");
+  auto next = printed.begin();
+  for (; line < readme.end() && *line != "```"; ++line) {
+    const bool isCut = line->ends_with("...");
+    const std::string start = isCut ? line->substr(0, line->size() - 3) : *line;
+    next = std::find_if(next, printed.end(),
+                        [&](const std::string& l) { return isCut ? l.starts_with(start) : l == start; });
+    ASSERT_NE(next, printed.end()) << "not printed, or not in this order: " << *line;
+    ++next;
+  }
+  EXPECT_GT(next - printed.begin(), 30);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
-#include <utmp.h>
 
 #include <chrono>
 #include <csignal>
@@ -45,28 +44,24 @@ TEST(Play, FileThatStartsLate_CountsFromItsFirstPacket) {
   EXPECT_TRUE(result.out.starts_with("0:00.")) << result.out;
 }
 
+/// Modes that every new terminal has.
+constexpr tcflag_t kTerminalModes = ICANON | ECHO | ISIG;
+
 /// The command in a terminal of its own.
 class Terminal {
  public:
   explicit Terminal(const Words& options) {
     winsize size{24, 100, 0, 0};
-    int inner = -1;
-    if (openpty(&m_terminal, &inner, nullptr, nullptr, &size) != 0) throw std::runtime_error("no terminal");
-    // Before the command can change them.
-    m_modes = Modes();
-    m_child = fork();
-    if (m_child == 0) {
-      close(m_terminal);
-      login_tty(inner);
-      // Whoever runs the tests may ignore some of them.
-      for (const int each : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) std::signal(each, SIG_DFL);
-      std::vector<const char*> words{QBFLV_COMMAND, "play"};
-      for (const std::string& option : options) words.push_back(option.c_str());
-      words.push_back(nullptr);
-      execv(words[0], const_cast<char* const*>(words.data()));
-      _exit(127);
-    }
-    close(inner);
+    m_child = forkpty(&m_terminal, nullptr, nullptr, &size);
+    if (m_child < 0) throw std::runtime_error("no terminal");
+    if (m_child > 0) return;
+    // Whoever runs the tests may ignore some of them.
+    for (const int each : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) std::signal(each, SIG_DFL);
+    std::vector<const char*> words{QBFLV_COMMAND, "play"};
+    for (const std::string& option : options) words.push_back(option.c_str());
+    words.push_back(nullptr);
+    execv(words[0], const_cast<char* const*>(words.data()));
+    _exit(127);
   }
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
@@ -104,20 +99,15 @@ class Terminal {
     if (!hasEnded) kill(m_child, SIGKILL);
     int status = 0;
     waitpid(std::exchange(m_child, -1), &status, 0);
-    EXPECT_EQ(m_modes, Modes());
+    termios modes{};
+    tcgetattr(m_terminal, &modes);
+    EXPECT_EQ(modes.c_lflag & kTerminalModes, kTerminalModes);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
 
  private:
-  tcflag_t Modes() const {
-    termios modes{};
-    tcgetattr(m_terminal, &modes);
-    return modes.c_lflag & (ICANON | ECHO | ISIG);
-  }
-
   int m_terminal = -1;
   pid_t m_child = -1;
-  tcflag_t m_modes = 0;
   std::string m_shown;
 };
 

@@ -1,17 +1,44 @@
-// AMF0 values: what bytes decode into, and how a tree is asked.
+// AMF0 values: what bytes decode into, how a tree is asked, and the memory, depth and stack that decoding may take.
 #include "plugin/meta/amf_value.h"
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <sstream>
 #include <string>
 #include <vector>
 
-#include "tests/unit/byte_text.h"
+#include "tests/support/library_heap.h"
+#include "tests/support/small_stack.h"
 
 namespace qbflv {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
+
+void AppendBigEndian(Bytes& bytes, std::uint64_t value, int count) {
+  for (int shift = 8 * (count - 1); shift >= 0; shift -= 8) bytes.push_back(static_cast<std::uint8_t>(value >> shift));
+}
+
+/// Words, separated by spaces: an even count of hex digits stands for its bytes; `=text` for a u16 length and the text;
+/// `#1000` for a big-endian double.
+Bytes BytesOf(const std::string& text) {
+  Bytes bytes;
+  std::istringstream words(text);
+  for (std::string word; words >> word;) {
+    if (word[0] == '=') {
+      AppendBigEndian(bytes, word.size() - 1, 2);
+      bytes.insert(bytes.end(), word.begin() + 1, word.end());
+    } else if (word[0] == '#') {
+      AppendBigEndian(bytes, std::bit_cast<std::uint64_t>(std::stod(word.substr(1))), 8);
+    } else {
+      for (std::size_t i = 0; i + 1 < word.size(); i += 2) {
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(word.substr(i, 2), nullptr, 16)));
+      }
+    }
+  }
+  return bytes;
+}
 
 /// A tree as text: numbers, true, 'text', null, end, and tN for the other types, with what it holds in braces.
 std::string Text(const AMFValue& value) {
@@ -35,12 +62,15 @@ Status Decode(const Bytes& bytes, AMFValue& value) {
 }
 
 TEST(AMFValue, Bytes_DecodeIntoTheTreeOrFailWhereTheyGoWrong) {
+  const char* const old = "03 =a 00 #1 =b 05 = 09";
   const struct {
     const char* name;
     const char* bytes;
     const char* tree;
     Status status;
     std::uint32_t remaining = 0;
+    /// What the value was decoded from before.
+    const char* before = nullptr;
   } cases[] = {
       {"number", "00 #1000", "1000", kOk},
       {"number, short", "00 408F4000000000", "0", kFailed, 7},
@@ -82,11 +112,19 @@ TEST(AMFValue, Bytes_DecodeIntoTheTreeOrFailWhereTheyGoWrong) {
       {"array with a refused element", "0A 00000003 05 10 05", "t10{null t16{} 0}", kFailed, 1},
       {"array without a count", "0A 0000", "t10{}", kFailed, 2},
       {"a failure below passes through all", "0A 00000001 03 =a 08 00000001 =b 02 0009 61", "t10{t3{}}", kFailed, 1},
+
+      {"object in place of another", "03 =c 05", "t3{c=null}", kOk, 0, old},
+      {"object that fails and leaves the other", "03 =c 12", "t3{a=1 b=null =end}", kFailed, 0, old},
+      {"mixed array in place of an object", "08 00000001 =c 05", "t8{c=null}", kOk, 0, old},
+      {"array in place of an object", "0A 00000000", "t10{}", kOk, 0, old},
+      {"string in place of an object", "02 =text", "'text'", kOk, 0, old},
   };
   for (const auto& row : cases) {
+    AMFValue value;
+    const Status before = row.before == nullptr ? kOk : Decode(BytesOf(row.before), value);
+    EXPECT_EQ(kOk, before) << row.name;
     const Bytes bytes = BytesOf(row.bytes);
     AMFInput input{ByteCursor(bytes)};
-    AMFValue value;
     EXPECT_EQ(row.status, value.ReadValue(input)) << row.name;
     EXPECT_EQ(row.tree, Text(value)) << row.name;
     EXPECT_EQ(row.remaining, input.cursor.remaining) << row.name;
@@ -155,20 +193,70 @@ TEST(AMFValue, Accessors_OfEntriesThatAreNotThere_GiveNothing) {
   }
 }
 
-TEST(AMFValue, DecodedAgain_HasTheNewEntriesOrAfterAFailedObjectTheOldOnes) {
-  const char* const old = "03 =a 00 #1 =b 05 = 09";
-  const std::pair<const char*, const char*> cases[] = {
-      {"03 =c 05", "t3{c=null}"},
-      {"03 =c 12", "t3{a=1 b=null =end}"},
-      {"08 00000001 =c 05", "t8{c=null}"},
-      {"0A 00000000", "t10{}"},
-      {"02 =text", "'text'"},
+/// The head, and the piece so many times.
+Bytes Filled(const char* head, const Bytes& piece, std::size_t times) {
+  Bytes bytes = BytesOf(head);
+  for (std::size_t i = 0; i < times; ++i) bytes.insert(bytes.end(), piece.begin(), piece.end());
+  return bytes;
+}
+
+TEST(AMFMemory, OfATagsTree_IsBounded) {
+  test::WatchNothrow();
+  Bytes text = BytesOf("0C 00E4E1C0");
+  text.resize(text.size() + 15'000'000, 'x');
+  Bytes object = Filled("03", BytesOf("= 05"), 100'000);
+  object.insert(object.end(), {0, 0, 9});
+  const struct {
+    const char* name;
+    Bytes bytes;
+    Status status;
+  } cases[] = {
+      {"elements within", Filled("0A 000C3500", BytesOf("05"), 800'000), kOk},
+      {"elements beyond", Filled("0A 001E8480", BytesOf("05"), 2'000'000), kOutOfMemory},
+      {"object beyond", Filled("03", BytesOf("= 05"), 600'000), kOutOfMemory},
+      {"unbelievable array beyond", Filled("0A FFFFFFFF", BytesOf("05"), 2'000'000), kOutOfMemory},
+      {"unbelievable mixed array beyond", Filled("08 FFFFFFFF", BytesOf("= 05"), 600'000), kOutOfMemory},
+      {"arrays of 4 billion in each other", Filled("", BytesOf("0A FFFFFFFF"), 4), kFailed},
+      {"texts within", Filled("0A 00000004", text, 4), kOk},
+      {"texts beyond", Filled("0A 00000005", text, 5), kOutOfMemory},
+      // What arrays gave back as they grew and were cut to size is there for the next ones.
+      {"objects within", Filled("0A 00000003", object, 3), kOk},
+      {"objects beyond", Filled("0A 00000005", object, 5), kOutOfMemory},
+      {"a failed object", BytesOf("03 =a 02 =text =b 0A 00000002 05 05 =c 12"), kFailed},
   };
-  for (const auto& [bytes, tree] : cases) {
+  for (const auto& row : cases) {
+    const std::int64_t before = test::ReadLibraryHeap().bytes;
+    test::ForgetPeak();
+    AMFInput input{ByteCursor(row.bytes)};
     AMFValue value;
-    EXPECT_EQ(kOk, Decode(BytesOf(old), value));
-    static_cast<void>(Decode(BytesOf(bytes), value));
-    EXPECT_EQ(tree, Text(value)) << bytes;
+    EXPECT_EQ(row.status, value.ReadValue(input)) << row.name;
+    EXPECT_LE(test::ReadLibraryHeap().peakBytes - before, AMFInput::kMaxTreeBytes) << row.name;
+    EXPECT_LE(test::ReadLibraryHeap().bytes - before, AMFInput::kMaxTreeBytes - input.memoryLeft) << row.name;
+    value.Clear();
+    EXPECT_EQ(before, test::ReadLibraryHeap().bytes) << row.name;
+  }
+}
+
+TEST(AMFDepth, Containers_NestTo128LevelsOnASmallStackAndNoDeeper) {
+  const std::pair<const char*, Status> kinds[] = {
+      {"0A 00000001", kOk},
+      {"08 00000001 =", kOk},
+      {"03 =", kOk},
+      // A count of 4 billion fails in any case: the bytes end before.
+      {"0A FFFFFFFF", kFailed},
+  };
+  for (const auto& [kind, within] : kinds) {
+    for (const std::uint32_t levels : {AMFInput::kMaxDepth, AMFInput::kMaxDepth + 1, 20000U}) {
+      Bytes bytes = Filled("", BytesOf(kind), levels);
+      bytes.push_back(kAMFNull);
+      Status status = kOk;
+      test::RunOnASmallStack([&] {
+        AMFInput input{ByteCursor(bytes)};
+        AMFValue value;
+        status = value.ReadValue(input);
+      });
+      EXPECT_EQ(levels > AMFInput::kMaxDepth ? kFailed : within, status) << levels << " of " << kind;
+    }
   }
 }
 

@@ -15,7 +15,9 @@
 namespace qbflv {
 namespace {
 
-/// The list as text: "name=12 other='ab'", where a buffer's last byte, its NUL, is left out and any other is "\0".
+using namespace std::string_literals;
+
+/// The list as text: "name=12 other='ab'". A buffer's last byte, its NUL, is left out.
 std::string Describe(IQBPropertyList* list) {
   if (list == nullptr) return "no list";
   std::string text;
@@ -28,10 +30,7 @@ std::string Describe(IQBPropertyList* list) {
     EXPECT_EQ(property.kind, host::Property::Kind::kBytes) << property.name;
     const auto bytes = host::BufferBytes(property.buffer.Get());
     EXPECT_FALSE(bytes.empty() || bytes.back() != 0) << property.name;
-    text += "'";
-    for (const auto byte : bytes.first(bytes.size() - 1))
-      text += byte == 0 ? "\\0" : std::string(1, static_cast<char>(byte));
-    text += "'";
+    text += "'" + std::string(bytes.begin(), bytes.end() - 1) + "'";
   }
   return text;
 }
@@ -45,7 +44,7 @@ std::string OptionsOf(const std::string& url, IUnknown* context) {
 TEST(URLOptions, Queries_BecomeTypedOptions) {
   const struct {
     std::string query;
-    const char* options;
+    std::string options;
   } cases[] = {
       {"ProcessTimeUnits=25", "ProcessTimeUnits=25"},
       {"Start=1:30.5", "Start=90500"},
@@ -53,7 +52,7 @@ TEST(URLOptions, Queries_BecomeTypedOptions) {
       {"Start=\"5\"", "Start=5000"},
       {"Start=5%002:0", "Start=5000"},
       {"n%61me=%41%zz%4", "name='A%zz%4'"},
-      {"x=a%00b&y=1%002", "x='a\\0b' y='1\\02'"},
+      {"x=a%00b&y=1%002", "x='a\0b' y='1\0002'"s},
       {"x=\"12\"", "x='12'"},
       {"x=\"", "x='\"'"},
       {"x=\"\"", "x=''"},

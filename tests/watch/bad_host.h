@@ -1,9 +1,11 @@
 // A small host that can make every mistake that the watch layer reports.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -13,80 +15,160 @@
 #include "host/plugin_library.h"
 #include "host/recording_sink.h"
 #include "host/request.h"
+#include "tests/support/temporary_folder.h"
 
 namespace qbflv::test {
 
 /// Queues its operations; the host completes them, rightly or wrongly.
 class BadFile final : public host::ComObject<IQBSourceFile, IQBFileStat> {
  public:
-  explicit BadFile(std::vector<std::uint8_t> bytes) : m_bytes(std::move(bytes)) {}
+  Status Init(std::uint32_t /*flags*/, IQBFileResponse* borrowed) override {
+    response = ComPtr<IQBFileResponse>::Retain(borrowed);
+    return Queue([to = response] { to->InitDone(kOk); });
+  }
 
-  Status Init(std::uint32_t flags, IQBFileResponse* borrowed) override;
-  Status Close() override;
-  Status Read(std::uint32_t count) override;
-  Status Seek(std::uint32_t offset, BOOL relative) override;
+  Status Close() override {
+    DropPending();
+    return kOk;
+  }
+
+  Status Read(std::uint32_t count) override {
+    const std::string bytes = m_bytes.substr(std::min(m_position, m_bytes.size()), count);
+    m_position += bytes.size();
+    buffers.push_back(host::MakeObject<host::Buffer>());
+    static_cast<void>(buffers.back()->Set(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                          static_cast<std::uint32_t>(bytes.size())));
+    return Queue([to = response, buffer = buffers.back()] { to->ReadDone(kOk, buffer.Get()); });
+  }
+
+  Status Seek(std::uint32_t offset, BOOL /*relative*/) override {
+    m_position = offset;
+    return Queue([to = response] { to->SeekDone(kOk); });
+  }
+
   Status SetAccessHint(std::uint32_t /*hint*/) override { return kOk; }
-  Status Stat(IQBFileStatResponse* borrowed) override;
+
+  Status Stat(IQBFileStatResponse* borrowed) override {
+    return Queue(
+        [to = ComPtr<IQBFileStatResponse>::Retain(borrowed), size = reportedSize] { to->StatDone(kOk, size); });
+  }
 
   bool IsPending() const { return !m_pending.empty(); }
-  /// Completes the oldest pending operation, or the latest.
-  void Complete();
-  void CompleteLatest();
+
+  /// Completes the oldest pending operation.
+  void Complete() {
+    const auto completion = std::move(m_pending.front());
+    m_pending.pop_front();
+    completion();
+  }
+
+  void CompleteLatest() {
+    std::rotate(m_pending.begin(), m_pending.end() - 1, m_pending.end());
+    Complete();
+  }
+
   void DropPending() { m_pending.clear(); }
 
-  ComPtr<IQBFileResponse> response;
-  /// The buffers of all reads.
-  std::vector<ComPtr<IQBBuffer>> buffers;
-  /// What Stat reports; 0 for the true size.
-  std::uint32_t reportedSize = 0;
-
  private:
-  std::vector<std::uint8_t> m_bytes;
+  Status Queue(std::function<void()> completion) {
+    m_pending.push_back(std::move(completion));
+    return kOk;
+  }
+
+  const std::string m_bytes = ReadBytes(QBFLV_SAMPLE);
   std::size_t m_position = 0;
   std::deque<std::function<void()>> m_pending;
+
+ public:
+  ComPtr<IQBFileResponse> response;
+  /// The buffers of all reads.
+  std::vector<ComPtr<host::Buffer>> buffers;
+  /// What Stat reports.
+  std::uint32_t reportedSize = static_cast<std::uint32_t>(m_bytes.size());
 };
 
 /// Its own factory, which creates the objects of the reference host unless a row says otherwise.
 class BadContext final : public host::ComObject<IQBObjectFactory> {
  public:
-  using Create = std::function<bool(const GUID& classId, void** object)>;
+  Status QueryInterface(const GUID& id, void** object) override {
+    if (onQuery) onQuery();
+    return ComObject::QueryInterface(id, object);
+  }
 
-  Status QueryInterface(const GUID& id, void** object) override;
-  Status CreateInstance(const GUID& classId, void** object) override;
+  Status CreateInstance(const GUID& classId, void** object) override {
+    if (!create || !(classId == replaced)) return m_factory->CreateInstance(classId, object);
+    *object = create();
+    return kOk;
+  }
 
   std::function<void()> onQuery;
-  /// Returns false to leave the creation to the reference host.
-  Create create;
+  /// The class whose instances this creates instead.
+  GUID replaced{};
+  std::function<IUnknown*()> create;
 
  private:
   ComPtr<host::ObjectFactory> m_factory = host::MakeObject<host::ObjectFactory>();
 };
 
 struct BadHost {
-  BadHost();
+  BadHost() = default;
   BadHost(const BadHost&) = delete;
   BadHost& operator=(const BadHost&) = delete;
   /// Closes and releases the object.
-  ~BadHost();
+  ~BadHost() {
+    if (format) format->Close();
+    file->response = nullptr;
+  }
 
   /// InitPlugin and InitFileFormat, without the completions.
-  void StartOpening();
-  void Pump();
-  void Open();
-  void ReadHeaders();
-  /// Requests a packet of both streams.
-  void GetPackets();
-  /// Requests packets until both streams are done.
-  void Play();
+  void StartOpening() {
+    plugin->InitPlugin(context.Get());
+    format->InitFileFormat(request.Get(), sink.Get(), file.Get());
+  }
 
-  host::PluginLibrary library;
-  ComPtr<BadFile> file;
+  void Pump() {
+    while (file->IsPending()) file->Complete();
+  }
+
+  void Open() {
+    StartOpening();
+    Pump();
+  }
+
+  void ReadHeaders() {
+    Open();
+    format->GetFileHeader();
+    Pump();
+    format->GetStreamHeader(0);
+    format->GetStreamHeader(1);
+  }
+
+  /// Requests a packet of both streams.
+  void GetPackets() {
+    format->GetPacket(0);
+    format->GetPacket(1);
+  }
+
+  /// Requests packets until both streams are done.
+  void Play() {
+    isPlaying = true;
+    ReadHeaders();
+    GetPackets();
+    Pump();
+  }
+
+  host::PluginLibrary library{QBFLV_WATCH_PATH};
+  ComPtr<BadFile> file = host::MakeObject<BadFile>();
   ComPtr<BadContext> context = host::MakeObject<BadContext>();
   ComPtr<host::Request> request = host::MakeObject<host::Request>("film.flv");
-  std::function<void(const host::SinkEvent&)> onSinkCall;
-  ComPtr<host::RecordingSink> sink;
-  ComPtr<IQBPlugin> plugin;
-  ComPtr<IQBFileFormatObject> format;
+  bool isPlaying = false;
+  std::function<void(const host::SinkEvent&)> onSinkCall = [](const host::SinkEvent& /*event*/) {};
+  ComPtr<host::RecordingSink> sink = host::MakeObject<host::RecordingSink>([this](const host::SinkEvent& event) {
+    onSinkCall(event);
+    if (isPlaying && event.packet) format->GetPacket(event.packet->GetStreamNumber());
+  });
+  ComPtr<IQBPlugin> plugin = library.CreateInstance();
+  ComPtr<IQBFileFormatObject> format = plugin.Query<IQBFileFormatObject>();
 };
 
 }  // namespace qbflv::test

@@ -15,32 +15,8 @@
 namespace qbflv::test {
 namespace {
 
-/// A buffer of 9 bytes that calls a function in GetSize, and has bytes or not.
-class OddBuffer final : public host::ComObject<IQBBuffer> {
- public:
-  explicit OddBuffer(bool hasBytes) : m_hasBytes(hasBytes) {}
-  Status Set(const std::uint8_t* /*bytes*/, std::uint32_t /*length*/) override { return kOk; }
-  Status SetSize(std::uint32_t /*size*/) override { return kOk; }
-  std::uint32_t GetSize() override {
-    if (onGetSize) onGetSize();
-    return sizeof(m_bytes);
-  }
-  std::uint8_t* GetBuffer() override { return m_hasBytes ? m_bytes : nullptr; }
-
-  std::function<void()> onGetSize;
-
- private:
-  bool m_hasBytes;
-  std::uint8_t m_bytes[9] = {'F', 'L', 'V', 1, 5, 0, 0, 0, 9};
-};
-
-class LatePacket final : public host::BasicPacket<IQBPacket> {
- public:
-  std::uint32_t GetTime() override { return BasicPacket::GetTime() + 1; }
-};
-
-/// Has no reference when it is returned.
-class UncountedList final : public IQBPropertyList {
+/// A buffer that counts no reference when it is returned, and may have a size without bytes.
+class OddBuffer final : public IQBBuffer {
  public:
   Status QueryInterface(const GUID& /*id*/, void** object) override {
     *object = nullptr;
@@ -48,15 +24,24 @@ class UncountedList final : public IQBPropertyList {
   }
   std::uint32_t AddRef() override { return ++m_count; }
   std::uint32_t Release() override { return --m_count; }
-  Status SetULONG32(const char* /*name*/, std::uint32_t /*value*/) override { return kOk; }
-  Status GetULONG32(const char* /*name*/, std::uint32_t* /*value*/) override { return kFailed; }
-  Status SetBuffer(const char* /*name*/, IQBBuffer* /*value*/) override { return kOk; }
-  Status GetBuffer(const char* /*name*/, IQBBuffer** /*value*/) override { return kFailed; }
-  Status SetCString(const char* /*name*/, IQBBuffer* /*value*/) override { return kOk; }
-  Status GetCString(const char* /*name*/, IQBBuffer** /*value*/) override { return kFailed; }
+  Status Set(const std::uint8_t* /*bytes*/, std::uint32_t /*length*/) override { return kOk; }
+  Status SetSize(std::uint32_t /*size*/) override { return kOk; }
+  std::uint32_t GetSize() override {
+    if (onGetSize) onGetSize();
+    return size;
+  }
+  std::uint8_t* GetBuffer() override { return nullptr; }
+
+  std::uint32_t size = 0;
+  std::function<void()> onGetSize;
 
  private:
   std::uint32_t m_count = 0;
+};
+
+class LatePacket final : public host::BasicPacket<IQBPacket> {
+ public:
+  std::uint32_t GetTime() override { return BasicPacket::GetTime() + 1; }
 };
 
 ComPtr<host::Buffer> BufferOf(std::uint32_t size) {
@@ -65,16 +50,11 @@ ComPtr<host::Buffer> BufferOf(std::uint32_t size) {
   return buffer;
 }
 
-/// Opens the file up to Read(9), which is pending then.
-void StartFirstRead(BadHost& host) {
+/// Completes the file's first read, of 9 bytes, with another buffer, and goes on.
+void CompleteFirstReadWith(BadHost& host, Status status, IQBBuffer* buffer) {
   host.StartOpening();
   host.file->Complete();
   host.file->Complete();
-}
-
-/// Completes Read(9) with another buffer, and goes on.
-void CompleteFirstReadWith(BadHost& host, Status status, IQBBuffer* buffer) {
-  StartFirstRead(host);
   host.file->DropPending();
   host.file->response->ReadDone(status, buffer);
   host.Pump();
@@ -100,32 +80,10 @@ void ChangeList(BadHost& host) {
   host.Open();
 }
 
-void CreateInstead(BadHost& host, const GUID& replaced, IUnknown* object) {
-  host.context->create = [replaced, object](const GUID& classId, void** out) {
-    if (!(classId == replaced)) return false;
-    *out = object;
-    return true;
-  };
-  host.ReadHeaders();
-}
-
-void CreateLatePackets(BadHost& host) {
-  host.context->create = [](const GUID& classId, void** out) {
-    if (!(classId == IQBPacket::kId)) return false;
-    IQBPacket* const packet = host::MakeObject<LatePacket>().Detach();
-    *out = packet;
-    return true;
-  };
-  host.Play();
-}
-
-void CreateFullBuffers(BadHost& host) {
-  host.context->create = [](const GUID& classId, void** out) {
-    if (!(classId == IQBBuffer::kId)) return false;
-    IQBBuffer* const buffer = BufferOf(5).Detach();
-    *out = buffer;
-    return true;
-  };
+/// Other objects of a class than the reference host's.
+void CreateInstead(BadHost& host, const GUID& replaced, std::function<IUnknown*()> create) {
+  host.context->replaced = replaced;
+  host.context->create = std::move(create);
   host.ReadHeaders();
 }
 
@@ -148,17 +106,16 @@ void KeepPacket(BadHost& host) {
   host.Play();
 }
 
+void CallPlugin(BadHost& host) { host.plugin->GetPluginInfo(nullptr, nullptr, nullptr, nullptr, nullptr); }
+
 void CallFromBuffer(BadHost& host) {
-  const auto buffer = host::MakeObject<OddBuffer>(true);
-  buffer->onGetSize = [&] { host.plugin->GetPluginInfo(nullptr, nullptr, nullptr, nullptr, nullptr); };
-  CompleteFirstReadWith(host, kOk, buffer.Get());
-  buffer->onGetSize = nullptr;
+  OddBuffer buffer;
+  buffer.onGetSize = [&] { CallPlugin(host); };
+  CompleteFirstReadWith(host, kOk, &buffer);
 }
 
 void CallFromTwoThreads(BadHost& host) {
-  host.onSinkCall = [&](const host::SinkEvent& /*event*/) {
-    std::thread([&] { host.plugin->GetPluginInfo(nullptr, nullptr, nullptr, nullptr, nullptr); }).join();
-  };
+  host.onSinkCall = [&](const host::SinkEvent& /*event*/) { std::thread([&] { CallPlugin(host); }).join(); };
   host.Open();
 }
 
@@ -174,17 +131,6 @@ void CallAfterRelease(BadHost& host) {
   host.format = nullptr;
   host.plugin = nullptr;
   format->GetFileFormatInfo(nullptr, nullptr, nullptr);
-}
-
-void CompleteOnTheObject(BadHost& host) {
-  host.Open();
-  host.plugin.Query<IQBFileResponse>()->SeekDone(kOk);
-}
-
-void CompleteAfterClose(BadHost& host) {
-  host.Open();
-  host.format->Close();
-  host.file->response->SeekDone(kOk);
 }
 
 struct Mistake {
@@ -212,8 +158,17 @@ const Mistake kMistakes[] = {
        host.Open();
        host.format->GetFileHeader();
      }},
-    {"wrong-object", CompleteOnTheObject},
-    {"completed-after-close", CompleteAfterClose},
+    {"wrong-object",
+     [](BadHost& host) {
+       host.Open();
+       host.plugin.Query<IQBFileResponse>()->SeekDone(kOk);
+     }},
+    {"completed-after-close",
+     [](BadHost& host) {
+       host.Open();
+       host.format->Close();
+       host.file->response->SeekDone(kOk);
+     }},
     {"read-too-long", [](BadHost& host) { CompleteFirstReadWith(host, kOk, BufferOf(20).Get()); }},
     {"read-without-buffer", [](BadHost& host) { CompleteFirstReadWith(host, kOk, nullptr); }},
     {"size-wraps",
@@ -228,18 +183,28 @@ const Mistake kMistakes[] = {
        static_cast<void>(host.file->buffers.front()->SetSize(3));
      }},
     {"buffer-without-bytes",
-     [](BadHost& host) { CompleteFirstReadWith(host, kOk, host::MakeObject<OddBuffer>(false).Get()); }},
+     [](BadHost& host) {
+       OddBuffer buffer;
+       buffer.size = 9;
+       CompleteFirstReadWith(host, kOk, &buffer);
+     }},
     {"list-changed", ChangeList},
-    {"packet-changed", CreateLatePackets},
+    {"packet-changed",
+     [](BadHost& host) {
+       CreateInstead(host, IQBPacket::kId, [] { return host::MakeObject<LatePacket>().Detach(); });
+       host.GetPackets();
+       host.Pump();
+     }},
     {"packet-kept", KeepPacket},
     {"call-from-data", CallFromBuffer},
-    {"success-without-object", [](BadHost& host) { CreateInstead(host, IQBBuffer::kId, nullptr); }},
+    {"success-without-object", [](BadHost& host) { CreateInstead(host, IQBBuffer::kId, [] { return nullptr; }); }},
     {"returned-without-reference",
      [](BadHost& host) {
-       static UncountedList list;
-       CreateInstead(host, IQBPropertyList::kId, &list);
+       static OddBuffer buffer;
+       CreateInstead(host, IQBBuffer::kId, [] { return &buffer; });
      }},
-    {"instance-not-empty", CreateFullBuffers},
+    {"instance-not-empty",
+     [](BadHost& host) { CreateInstead(host, IQBBuffer::kId, [] { return BufferOf(5).Detach(); }); }},
     {"unknown-status", [](BadHost& host) { CompleteFirstReadWith(host, MakeStatus(0x80001234), nullptr); }},
     {"wrong-state", [](BadHost& host) { host.format->GetFileHeader(); }},
     {"packet-requested-twice",

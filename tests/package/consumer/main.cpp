@@ -12,49 +12,30 @@
 
 namespace {
 
-int Fail(const char* what) {
-  std::fprintf(stderr, "consumer: %s\n", what);
-  return 1;
-}
-
 #ifdef _WIN32
-using Library = HMODULE;
-Library Load(const char* path) { return LoadLibraryA(path); }
-void* Find(Library library, const char* name) { return reinterpret_cast<void*>(GetProcAddress(library, name)); }
-void Unload(Library library) { FreeLibrary(library); }
+void* Find(const char* name) { return reinterpret_cast<void*>(GetProcAddress(LoadLibraryA(PLUGIN_PATH), name)); }
 #else
-using Library = void*;
-Library Load(const char* path) { return dlopen(path, RTLD_NOW | RTLD_LOCAL); }
-void* Find(Library library, const char* name) { return dlsym(library, name); }
-void Unload(Library library) { dlclose(library); }
+void* Find(const char* name) { return dlsym(dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL), name); }
 #endif
-
-int PrintPluginInfo(qbflv::CreateInstanceFunction createInstance) {
-  qbflv::ComPtr<qbflv::IUnknown> object;
-  if (qbflv::Failed(createInstance(object.Out()))) return Fail("no object");
-  const auto plugin = object.Query<qbflv::IQBPlugin>();
-  if (!plugin) return Fail("the object is no plug-in");
-  std::uint32_t flag = 0;
-  std::uint32_t version = 0;
-  const char* description = nullptr;
-  const char* copyright = nullptr;
-  const char* moreInfo = nullptr;
-  plugin->GetPluginInfo(&flag, &description, &copyright, &moreInfo, &version);
-  std::printf("%s\n", description);
-  return 0;
-}
 
 }  // namespace
 
 int main() {
-  const Library library = Load(PLUGIN_PATH);
-  if (library == nullptr) return Fail("cannot load " PLUGIN_PATH);
-  const auto createInstance =
-      reinterpret_cast<qbflv::CreateInstanceFunction>(Find(library, qbflv::kCreateInstanceName));
-  const auto canUnload = reinterpret_cast<qbflv::CanUnloadFunction>(Find(library, qbflv::kCanUnloadName));
-  if (createInstance == nullptr || canUnload == nullptr) return Fail("an export is missing");
-  const int result = PrintPluginInfo(createInstance);
-  if (canUnload() != qbflv::kOk) return Fail("the plug-in counts objects that are gone");
-  Unload(library);
-  return result;
+  const auto createInstance = reinterpret_cast<qbflv::CreateInstanceFunction>(Find(qbflv::kCreateInstanceName));
+  const auto canUnload = reinterpret_cast<qbflv::CanUnloadFunction>(Find(qbflv::kCanUnloadName));
+  if (createInstance == nullptr || canUnload == nullptr) return 1;
+  {
+    qbflv::ComPtr<qbflv::IUnknown> object;
+    if (qbflv::Failed(createInstance(object.Out()))) return 2;
+    const auto plugin = object.Query<qbflv::IQBPlugin>();
+    if (!plugin) return 3;
+    std::uint32_t flag = 0;
+    std::uint32_t version = 0;
+    const char* description = nullptr;
+    const char* copyright = nullptr;
+    const char* moreInfo = nullptr;
+    plugin->GetPluginInfo(&flag, &description, &copyright, &moreInfo, &version);
+    std::printf("%s\n", description);
+  }
+  return canUnload() == qbflv::kOk ? 0 : 4;
 }
