@@ -137,11 +137,17 @@ struct BadHost {
 
   void ReadHeaders() {
     Open();
-    format->GetFileHeader();
+    GetFileHeader();
     Pump();
     format->GetStreamHeader(0);
     format->GetStreamHeader(1);
   }
+
+  void GetFileHeader() { format->GetFileHeader(); }
+  void Close() { format->Close(); }
+
+  /// Completes a seek, whether one is pending or not.
+  void CompleteSeek() { file->response->SeekDone(kOk); }
 
   /// Requests a packet of both streams.
   void GetPackets() {

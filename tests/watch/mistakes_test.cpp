@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 
@@ -14,6 +12,9 @@
 
 namespace qbflv::test {
 namespace {
+
+/// Something that a host does.
+using Step = std::function<void(BadHost& host)>;
 
 /// A buffer that counts no reference when it is returned, and may have a size without bytes.
 class OddBuffer final : public IQBBuffer {
@@ -38,6 +39,8 @@ class OddBuffer final : public IQBBuffer {
  private:
   std::uint32_t m_count = 0;
 };
+
+OddBuffer uncountedBuffer;
 
 class LatePacket final : public host::BasicPacket<IQBPacket> {
  public:
@@ -80,11 +83,12 @@ void ChangeList(BadHost& host) {
   host.Open();
 }
 
-/// Other objects of a class than the reference host's.
-void CreateInstead(BadHost& host, const GUID& replaced, std::function<IUnknown*()> create) {
-  host.context->replaced = replaced;
-  host.context->create = std::move(create);
-  host.ReadHeaders();
+/// Has the host create other objects of a class than the reference host's.
+Step CreateInstead(const GUID& replaced, std::function<IUnknown*()> create) {
+  return [replaced, create = std::move(create)](BadHost& host) {
+    host.context->replaced = replaced;
+    host.context->create = create;
+  };
 }
 
 void ShareFile(BadHost& host) {
@@ -108,6 +112,12 @@ void KeepPacket(BadHost& host) {
 
 void CallPlugin(BadHost& host) { host.plugin->GetPluginInfo(nullptr, nullptr, nullptr, nullptr, nullptr); }
 
+void CompleteWithoutBytes(BadHost& host) {
+  OddBuffer buffer;
+  buffer.size = 9;
+  CompleteFirstReadWith(host, kOk, &buffer);
+}
+
 void CallFromBuffer(BadHost& host) {
   OddBuffer buffer;
   buffer.onGetSize = [&] { CallPlugin(host); };
@@ -116,11 +126,9 @@ void CallFromBuffer(BadHost& host) {
 
 void CallFromTwoThreads(BadHost& host) {
   host.onSinkCall = [&](const host::SinkEvent& /*event*/) { std::thread([&] { CallPlugin(host); }).join(); };
-  host.Open();
 }
 
 void ReleaseTwice(BadHost& host) {
-  host.Open();
   IQBFileResponse* const response = host.file->response.Get();
   host.file->response = nullptr;
   response->Release();
@@ -135,116 +143,61 @@ void CallAfterRelease(BadHost& host) {
 
 struct Mistake {
   /// The rule that the layer reports; "none" for a host that makes no mistake.
-  const char* rule;
-  void (*make)(BadHost& host);
+  std::string rule;
+  std::vector<Step> steps;
 };
 
-const Mistake kMistakes[] = {
-    {"none", [](BadHost& host) { host.Play(); }},
-    {"completed-twice",
-     [](BadHost& host) {
-       host.Open();
-       host.file->response->SeekDone(kOk);
-     }},
-    {"not-requested",
-     [](BadHost& host) {
-       host.StartOpening();
-       host.file->response->SeekDone(kOk);
-       host.Pump();
-     }},
-    {"out-of-order", CompleteOutOfOrder},
-    {"never-completed",
-     [](BadHost& host) {
-       host.Open();
-       host.format->GetFileHeader();
-     }},
-    {"wrong-object",
-     [](BadHost& host) {
-       host.Open();
-       host.plugin.Query<IQBFileResponse>()->SeekDone(kOk);
-     }},
-    {"completed-after-close",
-     [](BadHost& host) {
-       host.Open();
-       host.format->Close();
-       host.file->response->SeekDone(kOk);
-     }},
-    {"read-too-long", [](BadHost& host) { CompleteFirstReadWith(host, kOk, BufferOf(20).Get()); }},
-    {"read-without-buffer", [](BadHost& host) { CompleteFirstReadWith(host, kOk, nullptr); }},
-    {"size-wraps",
-     [](BadHost& host) {
-       host.file->reportedSize = 1000;
-       host.Play();
-     }},
-    {"file-shared", ShareFile},
+const std::vector<Mistake> kMistakes = {
+    {"none", {&BadHost::Play}},
+    {"completed-twice", {&BadHost::Open, &BadHost::CompleteSeek}},
+    {"not-requested", {&BadHost::StartOpening, &BadHost::CompleteSeek, &BadHost::Pump}},
+    {"out-of-order", {CompleteOutOfOrder}},
+    {"never-completed", {&BadHost::Open, &BadHost::GetFileHeader}},
+    {"wrong-object", {&BadHost::Open, [](BadHost& host) { host.plugin.Query<IQBFileResponse>()->SeekDone(kOk); }}},
+    {"completed-after-close", {&BadHost::Open, &BadHost::Close, &BadHost::CompleteSeek}},
+    {"read-too-long", {[](BadHost& host) { CompleteFirstReadWith(host, kOk, BufferOf(20).Get()); }}},
+    {"read-without-buffer", {[](BadHost& host) { CompleteFirstReadWith(host, kOk, nullptr); }}},
+    {"size-wraps", {[](BadHost& host) { host.file->reportedSize = 1000; }, &BadHost::Play}},
+    {"file-shared", {ShareFile}},
     {"buffer-changed",
-     [](BadHost& host) {
-       host.Open();
-       static_cast<void>(host.file->buffers.front()->SetSize(3));
-     }},
-    {"buffer-without-bytes",
-     [](BadHost& host) {
-       OddBuffer buffer;
-       buffer.size = 9;
-       CompleteFirstReadWith(host, kOk, &buffer);
-     }},
-    {"list-changed", ChangeList},
+     {&BadHost::Open, [](BadHost& host) { static_cast<void>(host.file->buffers.front()->SetSize(3)); }}},
+    {"buffer-without-bytes", {CompleteWithoutBytes}},
+    {"list-changed", {ChangeList}},
     {"packet-changed",
-     [](BadHost& host) {
-       CreateInstead(host, IQBPacket::kId, [] { return host::MakeObject<LatePacket>().Detach(); });
-       host.GetPackets();
-       host.Pump();
-     }},
-    {"packet-kept", KeepPacket},
-    {"call-from-data", CallFromBuffer},
-    {"success-without-object", [](BadHost& host) { CreateInstead(host, IQBBuffer::kId, [] { return nullptr; }); }},
+     {CreateInstead(IQBPacket::kId, [] { return host::MakeObject<LatePacket>().Detach(); }), &BadHost::Play}},
+    {"packet-kept", {KeepPacket}},
+    {"call-from-data", {CallFromBuffer}},
+    {"success-without-object", {CreateInstead(IQBBuffer::kId, [] { return nullptr; }), &BadHost::ReadHeaders}},
     {"returned-without-reference",
-     [](BadHost& host) {
-       static OddBuffer buffer;
-       CreateInstead(host, IQBBuffer::kId, [] { return &buffer; });
-     }},
-    {"instance-not-empty",
-     [](BadHost& host) { CreateInstead(host, IQBBuffer::kId, [] { return BufferOf(5).Detach(); }); }},
-    {"unknown-status", [](BadHost& host) { CompleteFirstReadWith(host, MakeStatus(0x80001234), nullptr); }},
-    {"wrong-state", [](BadHost& host) { host.format->GetFileHeader(); }},
-    {"packet-requested-twice",
-     [](BadHost& host) {
-       host.ReadHeaders();
-       host.format->GetPacket(0);
-       host.format->GetPacket(0);
-     }},
-    {"unknown-stream",
-     [](BadHost& host) {
-       host.ReadHeaders();
-       host.format->GetPacket(7);
-     }},
-    {"null-argument", [](BadHost& host) { host.plugin->InitPlugin(nullptr); }},
+     {CreateInstead(IQBBuffer::kId, [] { return &uncountedBuffer; }), &BadHost::ReadHeaders}},
+    {"instance-not-empty", {CreateInstead(IQBBuffer::kId, [] { return BufferOf(5).Detach(); }), &BadHost::ReadHeaders}},
+    {"unknown-status", {[](BadHost& host) { CompleteFirstReadWith(host, MakeStatus(0x80001234), nullptr); }}},
+    {"wrong-state", {&BadHost::GetFileHeader}},
+    {"packet-requested-twice", {&BadHost::ReadHeaders, &BadHost::GetPackets, &BadHost::GetPackets}},
+    {"unknown-stream", {&BadHost::ReadHeaders, [](BadHost& host) { host.format->GetPacket(7); }}},
+    {"null-argument", {[](BadHost& host) { host.plugin->InitPlugin(nullptr); }}},
     {"time-wraps",
-     [](BadHost& host) {
-       host.ReadHeaders();
-       host.format->Seek(static_cast<std::uint32_t>(-5));
-       host.Pump();
-     }},
-    {"two-threads", CallFromTwoThreads},
-    {"released-too-often", ReleaseTwice},
-    {"used-after-release", CallAfterRelease},
-    {"never-released", [](BadHost& host) { host.plugin->AddRef(); }},
+     {&BadHost::ReadHeaders, [](BadHost& host) { host.format->Seek(static_cast<std::uint32_t>(-5)); }, &BadHost::Pump}},
+    {"two-threads", {CallFromTwoThreads, &BadHost::Open}},
+    {"released-too-often", {&BadHost::Open, ReleaseTwice}},
+    {"used-after-release", {CallAfterRelease}},
+    {"never-released", {[](BadHost& host) { host.plugin->AddRef(); }}},
 };
 
 class Watch : public testing::TestWithParam<Mistake> {};
 
 /// The layer writes its totals when the process ends.
 void MakeAndExit(const Mistake& mistake) {
-  if (mistake.rule == std::string("never-completed")) setenv("QBFLVPLUS_WATCH_PATIENCE", "0", 1);
+  if (mistake.rule == "never-completed") setenv("QBFLVPLUS_WATCH_PATIENCE", "0", 1);
   {
     BadHost host;
-    mistake.make(host);
+    for (const Step& step : mistake.steps) step(host);
   }
   std::exit(0);
 }
 
 TEST_P(Watch, Mistake_IsReportedAlone) {
-  const std::string rule = GetParam().rule;
+  const std::string& rule = GetParam().rule;
   const std::string report = rule == "none" ? "" : "qbflvplus-watch: " + rule + ": (.|\n)*";
   const std::string count = rule == "none" ? "none" : "[0-9]+ x " + rule;
   GTEST_FLAG_SET(death_test_style, "fast");
@@ -255,7 +208,7 @@ TEST(WatchLog, AsJson_HasTheRuleAndTheCalls) {
   GTEST_FLAG_SET(death_test_style, "fast");
   const auto makeAsJson = [] {
     setenv("QBFLVPLUS_WATCH_FORMAT", "json", 1);
-    MakeAndExit({"wrong-state", [](BadHost& host) { host.format->GetFileHeader(); }});
+    MakeAndExit({"wrong-state", {&BadHost::GetFileHeader}});
   };
   EXPECT_EXIT(makeAsJson(), testing::ExitedWithCode(0),
               "\\{\"violation\":\"wrong-state\",\"what\":\".*\",\"rule\":\".*\",\"calls\":\\[\\{\"call\":"
@@ -265,12 +218,10 @@ TEST(WatchLog, AsJson_HasTheRuleAndTheCalls) {
 
 /// A rule that is added needs a row above and a line in the guide.
 TEST(WatchRules, EachHasAMistake_AndALineInTheHostGuide) {
-  std::ifstream file(QBFLV_HOST_GUIDE);
-  const std::string guide(std::istreambuf_iterator<char>(file), {});
+  const std::string guide = ReadBytes(QBFLV_HOST_GUIDE);
   for (std::size_t i = 0; i < watch::kRuleCount; ++i) {
     const watch::RuleText& rule = watch::Text(static_cast<watch::Rule>(i));
-    EXPECT_TRUE(std::ranges::any_of(kMistakes, [&](const Mistake& row) { return row.rule == std::string(rule.name); }))
-        << rule.name;
+    EXPECT_TRUE(std::ranges::any_of(kMistakes, [&](const Mistake& row) { return row.rule == rule.name; })) << rule.name;
     const std::string line = std::string("| `") + rule.name + "` | " + rule.sentence + " |";
     EXPECT_NE(guide.find(line), std::string::npos) << line;
   }
