@@ -22,6 +22,8 @@ struct Tag {
   bool IsAvc() const { return type == kVideoTag && (Byte(0) & 0x0F) == 7; }
   /// A codec configuration, not a frame.
   bool IsConfiguration() const { return (IsAac() || IsAvc()) && Byte(1) == 0; }
+  /// Of a file with both.
+  int Stream() const { return type == kVideoTag ? 1 : 0; }
   int Byte(std::size_t at) const { return static_cast<std::uint8_t>(body[at]); }
   std::uint32_t Checksum() const;
   friend bool operator==(const Tag&, const Tag&) = default;
@@ -33,8 +35,6 @@ struct FlvFile {
   /// The whole ones, in the order of the file.
   std::vector<Tag> tags;
 
-  /// Audio is stream 0 where there is any, video comes next.
-  int StreamOf(const Tag& tag) const { return tag.type == kVideoTag && hasAudio ? 1 : 0; }
   std::vector<Tag> TagsOfType(std::uint8_t type) const;
 };
 

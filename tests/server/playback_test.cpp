@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "host/buffer.h"
+#include "host/event_loop.h"
 #include "tests/support/flv_builder.h"
 #include "tests/support/temporary_folder.h"
 
@@ -18,23 +19,14 @@ namespace {
 using server::MediaTag;
 using server::Playback;
 
-/// Runs tasks only when RunOne is called.
-class LateTasks final : public server::TaskRunner {
- public:
+/// Runs tasks only when the test says so.
+struct LateTasks final : server::TaskRunner {
   bool Run(std::function<void()> work, std::function<void()> done) override {
-    m_tasks.emplace_back([work = std::move(work), done = std::move(done)] { work(), done(); });
-    return true;
-  }
-  bool RunOne() {
-    if (m_tasks.empty()) return false;
-    const auto task = std::move(m_tasks.front());
-    m_tasks.pop_front();
-    task();
+    loop.Post([work = std::move(work), done = std::move(done)] { work(), done(); });
     return true;
   }
 
- private:
-  std::deque<std::function<void()>> m_tasks;
+  host::EventLoop loop;
 };
 
 /// Type, time and size.
@@ -57,7 +49,7 @@ class Server {
       const int wakes = m_wakes;
       const Playback::Result result = playback.Next(tag);
       if (result != Playback::Result::kPending) return result;
-      while (m_wakes == wakes && m_tasks.RunOne()) {
+      while (m_wakes == wakes && m_tasks.loop.RunOne()) {
       }
       if (m_wakes == wakes) return Playback::Result::kPending;
     }

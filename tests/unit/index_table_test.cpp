@@ -63,24 +63,20 @@ TEST(FileIndexTable, Streams_AreKeptApart) {
   CFileIndexTable index;
   EXPECT_EQ(kFailed, index.AddEntry(0, 0, 0, 0)) << "before Init";
   ASSERT_EQ(kOk, index.Init(2, 10, 8, 0));
-  ASSERT_EQ(kOk, index.AddEntry(0, 10, 1000, 0));
-  ASSERT_EQ(kOk, index.AddEntry(1, 20, 2000, 0));
+  for (std::uint16_t stream = 0; stream < 2; ++stream) {
+    ASSERT_EQ(kOk, index.AddEntry(stream, 10U + stream, 1000U + stream, 0));
+  }
   index.NoteTime(1, 90);
   index.NoteTime(2, 99);
-  const struct {
-    Status status;
-    std::uint32_t time;
-    std::uint32_t offset;
-    std::uint32_t coveredUpTo;
-  } streams[] = {{kBeyondSeen, 10, 1000, 10}, {kOk, 20, 2000, 20}, {kFailed, 90, 77, 0}};
+  const Status statuses[] = {kBeyondSeen, kOk, kFailed};
   for (std::uint16_t stream = 0; stream < 3; ++stream) {
-    const auto& expected = streams[stream];
+    const bool exists = stream < 2;
     std::uint32_t time = 90;
     std::uint32_t offset = 77;
-    EXPECT_EQ(expected.status, index.Lookup(stream, &time, &offset, nullptr)) << stream;
-    EXPECT_TRUE(time == expected.time && offset == expected.offset) << stream;
-    EXPECT_EQ(stream < 2 ? 1 : 0, index.IsCovered(stream, expected.coveredUpTo)) << stream;
-    EXPECT_EQ(0, index.IsCovered(stream, expected.coveredUpTo + 1)) << "seen at most, in " << stream;
+    EXPECT_EQ(statuses[stream], index.Lookup(stream, &time, &offset, nullptr)) << stream;
+    EXPECT_TRUE(time == (exists ? 10U + stream : 90U) && offset == (exists ? 1000U + stream : 77U)) << stream;
+    EXPECT_EQ(exists ? 1 : 0, index.IsCovered(stream, exists ? 10U + stream : 0)) << stream;
+    EXPECT_EQ(0, index.IsCovered(stream, 11U + stream)) << "seen at most, in " << stream;
   }
   index.SetGranularity(1000);
   for (std::uint16_t stream = 0; stream < 3; ++stream) EXPECT_EQ(kFailed, index.AddEntry(stream, 500, 0, 0)) << stream;
