@@ -54,7 +54,7 @@ FlvFile ParseFlv(const std::string& bytes) {
   return file;
 }
 
-std::string FormatFlv(const FlvFile& file) {
+std::string FormatFlv(const FlvFile& file, bool hasSizes) {
   std::string bytes("FLV\x01", 4);
   AppendNumber(bytes, (file.hasAudio ? 4U : 0U) | (file.hasVideo ? 1U : 0U), 1);
   AppendNumber(bytes, kFileHeaderSize, 4);
@@ -66,7 +66,7 @@ std::string FormatFlv(const FlvFile& file) {
     AppendNumber(bytes, tag.time >> 24, 1);
     AppendNumber(bytes, 0, 3);
     bytes += tag.body;
-    AppendNumber(bytes, kTagHeaderSize + tag.body.size(), 4);
+    AppendNumber(bytes, hasSizes ? kTagHeaderSize + tag.body.size() : 0, 4);
   }
   return bytes;
 }

@@ -41,7 +41,7 @@ struct FlvFile {
 /// The part of the file that is whole. Throws when the file header is not.
 FlvFile ParseFlv(const std::string& bytes);
 
-/// The file that these tags make, ended by the last one's size.
-std::string FormatFlv(const FlvFile& file);
+/// The file that these tags make, ended by the last one's size. hasSizes: otherwise the sizes behind the tags are 0.
+std::string FormatFlv(const FlvFile& file, bool hasSizes = true);
 
 }  // namespace qbflv::e2e

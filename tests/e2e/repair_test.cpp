@@ -46,17 +46,6 @@ std::string Garbage(std::size_t size) {
   return garbage;
 }
 
-/// Every size field behind a tag becomes 0.
-std::string WithoutSizes(const Tags& tags) {
-  std::string bytes = Format({});
-  const std::size_t headSize = bytes.size();
-  for (const Tag& tag : tags) {
-    const std::string one = Format({tag});
-    bytes += one.substr(headSize, one.size() - headSize - 4) + std::string(4, '\0');
-  }
-  return bytes;
-}
-
 std::vector<DamagedFile> DamagedFiles() {
   const Tags tags = ParseFlv(ReadBytes(Sample("tour.flv"))).tags;
   const std::string whole = Format(tags);
@@ -93,7 +82,7 @@ std::vector<DamagedFile> DamagedFiles() {
       {"garbage in a tag", "garbage " + list, start.substr(0, inBody) + Garbage(7) + whole.substr(inBody), tags},
       {"garbage at the end", "garbage", whole + Garbage(1000), tags},
       {"zeros at the end", "garbage", whole + std::string(1000, '\0'), tags},
-      {"no sizes", "wrong-size", WithoutSizes(tags), tags},
+      {"no sizes", "wrong-size", FormatFlv({true, true, tags}, false), tags},
       {"files joined as bytes", "joined-files wrong-duration time-jumps-back", whole + whole, twice},
       {"joined recordings", "wrong-duration time-jumps-back", Format(twice), twice},
       {"a leap of an hour", "wrong-duration time-leaps-ahead", Format(Joined(tags, Later(tags, 3'600'000))), twice},
