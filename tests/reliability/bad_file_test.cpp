@@ -27,7 +27,7 @@ void PlayToTheEnd(ScriptedHost& host) {
   const std::size_t before = host.log.Count("StreamDone");
   host.AskForAll();
   EXPECT_EQ(before + host.StreamCount(), host.log.Count("StreamDone"));
-  EXPECT_EQ(0, host.OpenRequests());
+  EXPECT_EQ(0U, host.OpenRequests());
 }
 
 /// "3: 0-46" for the packets of that stream.

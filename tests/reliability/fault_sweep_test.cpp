@@ -50,7 +50,7 @@ class Session {
   void PlayAgain() {
     if (!m_host.plugin || m_firstFailure.starts_with("Init")) return;
     if (m_host.StreamCount() == 0) m_host.GetFileHeader();
-    EXPECT_GT(m_host.StreamCount(), 0);
+    EXPECT_GT(m_host.StreamCount(), 0U);
     GetStreamHeaders();
     EXPECT_EQ(kOk, m_host.Seek(0));
     m_packets = 0;
@@ -224,7 +224,7 @@ TEST(FaultSweep, OfEverythingThatTheHostIsAskedFor_DoesNoHarmAndIsReported) {
       session.Run();
       session.Close();
       if (session.HasStruck()) return std::optional(session.FirstFailure());
-      EXPECT_GE(session.Packets(), 15);
+      EXPECT_GE(session.Packets(), 15U);
       EXPECT_EQ("", session.FirstFailure());
       return std::optional<std::string>();
     });
