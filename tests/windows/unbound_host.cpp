@@ -23,6 +23,7 @@ int main(int count, char** arguments) {
   int block = 0;
   int successes = 0;
   std::fputs("attempts:\n", stderr);
+  std::fflush(stderr);
   for (int i = 0; i < 3; ++i) {
     auto* object = reinterpret_cast<qbflv::IUnknown*>(&block);
     successes += create(&object) == qbflv::kOutOfMemory && object == nullptr ? 0 : 1;
