@@ -87,6 +87,29 @@ TEST(Metadata, GivesTheStreamHeadersTheirNumbers) {
   }
 }
 
+/// The frames tell 176 x 144.
+TEST(Metadata, OfAPictureSize_CountsOnlyAsAPair) {
+  const std::pair<const char*, Bytes> width{"width", Number(640.99)};
+  const std::pair<const char*, Bytes> height{"height", Number(360)};
+  const struct {
+    const char* name;
+    amf::Entries entries;
+    const char* expected;
+  } cases[] = {{"both", {width, height}, "640x360"},
+               {"no height", {width}, "176x144"},
+               {"no width", {height}, "176x144"},
+               {"less than one is known, too", {{"width", Number(0.5)}, {"height", Number(0)}}, "0x0"}};
+  for (const auto& row : cases) {
+    amf::Entries entries{{"framerate", Number(25)}, {"audiodatarate", Number(64)}};
+    entries.insert(entries.end(), row.entries.begin(), row.entries.end());
+    ScriptedHost host({.file = Described(kBoth, {amf::MixedArray(entries)})});
+    ASSERT_TRUE(host.ReadHeaders()) << row.name;
+    EXPECT_EQ(row.expected, host.StreamProperty(1, "Width") + "x" + host.StreamProperty(1, "Height")) << row.name;
+    EXPECT_EQ(row.expected, host.StreamProperty(1, "FrameWidth") + "x" + host.StreamProperty(1, "FrameHeight"))
+        << row.name;
+  }
+}
+
 TEST(Metadata, ThatTellsAPicture_AnnouncesTheVideoThatTheHeaderLeftOut) {
   const std::pair<const char*, Bytes> width{"width", Number(320)};
   const std::pair<const char*, Bytes> height{"height", Number(240)};
