@@ -15,9 +15,9 @@ namespace {
 using Lines = CallLog::Lines;
 
 /// Operations for each byte of a file, and of the least file.
-constexpr std::size_t kMostOperations = 64;
+constexpr std::size_t kMaxOperations = 64;
 constexpr std::size_t kLeastFile = 64;
-constexpr std::int64_t kMostMemory = 64 << 20;
+constexpr std::int64_t kMaxMemory = 64 << 20;
 
 /// The status in a line such as "InitDone 0x80004005".
 std::string StatusIn(const std::string& line) { return line.substr(line.find("0x"), 10); }
@@ -71,8 +71,8 @@ std::string ExerciseOnce(const FileScript& file) {
       EXPECT_EQ(kOk, host.Seek(time));
       PlayToTheEnd(host);
     }
-    EXPECT_LE(host.file->Operations(), kMostOperations * (file.bytes.size() + kLeastFile));
-    EXPECT_LE(ReadLibraryHeap().peakBytes, kMostMemory);
+    EXPECT_LE(host.file->Operations(), kMaxOperations * (file.bytes.size() + kLeastFile));
+    EXPECT_LE(ReadLibraryHeap().peakBytes, kMaxMemory);
     EXPECT_EQ(Lines(), host.Unasked());
     host.Close();
   }

@@ -16,7 +16,7 @@ namespace qbflv::test {
 namespace {
 
 /// More than any session here needs, and less than one that never ends.
-constexpr std::uint64_t kMostOperations = 2000;
+constexpr std::uint64_t kMaxOperations = 2000;
 
 /// All that a host does with a file, whatever fails on the way.
 class Session {
@@ -42,7 +42,7 @@ class Session {
       Note("Seek", m_host.Seek(time));
       Play(time == 1000 ? 100 : 2);
     }
-    EXPECT_LE(m_host.file->Operations(), kMostOperations);
+    EXPECT_LE(m_host.file->Operations(), kMaxOperations);
     CheckRequests();
   }
 
