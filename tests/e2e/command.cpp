@@ -25,6 +25,7 @@ CommandResult RunCommand(const Words& words) {
   for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   const pid_t child = fork();
+  if (child < 0) throw std::runtime_error("no process for " + words[0]);
   if (child == 0) {
     dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
     dup2(open(out.c_str(), O_WRONLY), STDOUT_FILENO);

@@ -150,8 +150,9 @@ TEST(BadFile, WithABrokenHeader_HasThisOutcome) {
 }
 
 TEST(BadFile, WhoseFlagsLie_HasThisOutcome) {
-  const auto with = [](std::uint8_t flags, std::string_view tags) {
-    return TagsOf(tags).Patch(1, 0x4C560100U | flags).File();
+  // The three bytes behind the flags are zero in every file here.
+  const auto with = [](std::uint32_t flags, std::string_view tags) {
+    return TagsOf(tags).Patch(4, flags << 24U).File();
   };
   constexpr char kSound[] = "a0 a40 a80 a120 a160";
   constexpr char kPictures[] = "k0 k40 k80 k120 k160";
