@@ -58,6 +58,20 @@ TEST(Metadata, GivesTheFileHeaderItsTexts) {
   }
 }
 
+/// The second scan ends at its first tag, before the metadata: all else is known by then.
+TEST(Metadata, OfAHeaderThatCouldNotBeMade_IsThereWhenItIsRequestedAgain) {
+  FlvBuilder flv = FlvBuilder(kBoth).Video(0, 20);
+  flv.Metadata(QuickMetadata({{"title", amf::String("T")}})).Audio(0, 20).Video(0, 20);
+  ScriptedHost host({.file = {.bytes = flv.File(), .stat = Stat::kAbsent}});
+  ASSERT_TRUE(host.Open());
+  host.faults.Arm({{Asked::kObject}, Failing::kRefuses, 1});
+  host.GetFileHeader();
+  EXPECT_EQ("FileHeaderReady 0x8007000E null", host.log.All().back());
+  host.log.Clear();
+  host.GetFileHeader();
+  EXPECT_EQ("FileHeaderReady 0x00000000 {StreamCount=2 Title='T'/2}", host.log.All().back());
+}
+
 TEST(Metadata, GivesTheStreamHeadersTheirNumbers) {
   const struct {
     const char* name;

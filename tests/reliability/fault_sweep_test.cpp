@@ -64,8 +64,8 @@ class Session {
     m_isClosed = true;
     m_host.Pump();
     EXPECT_EQ(Hex(kInvalidState), Hex(m_host.Seek(0)));
-    m_host.ReleasePlugin();
     EXPECT_EQ(0, m_host.Abandon()) << "objects and references that are left";
+    m_host.ReleasePlugin();
   }
 
   std::size_t Packets() const { return m_packets; }
