@@ -62,6 +62,15 @@ TEST(Delivery, HandsOverTheBuffersThatWereRead) {
   EXPECT_EQ(5, delivered);
 }
 
+TEST(Delivery, ToAHostThatKeepsOneReference_IsComplete) {
+  ScriptedHost host({.file = {.bytes = SmallFile().File()}});
+  ASSERT_TRUE(host.ReadHeaders());
+  host.plugin = nullptr;  // host.format stays
+  host.AskForAll();
+  EXPECT_EQ(5U, host.log.Count("PacketReady"));
+  EXPECT_EQ(2U, host.log.Count("StreamDone"));
+}
+
 /// Audio goes on while video has nothing queued once a limit is passed.
 TEST(Delivery, WaitsForTheOtherStreamUpToItsLimits) {
   const struct {

@@ -89,6 +89,7 @@ TEST(AMFValue, Bytes_DecodeIntoTheTreeOrFailWhereTheyGoWrong) {
       {"object without bytes", "03", "t3{}", kFailed},
       {"object without an end", "03 =a 05 =b 05", "t3{a=null b=null}", kOk},
       {"object that ends in a name", "03 =a 05 0005 62", "t3{}", kFailed, 1},
+      {"object with half the length of a name", "03 =a 05 00", "t3{}", kFailed, 1},
       {"object with a refused value", "03 =a 05 =b 12 05", "t3{}", kFailed, 1},
       {"object ended under a name", "03 =a 05 =z 09 05", "t3{a=null z=end}", kOk, 1},
       {"object that grows with what it owns",
