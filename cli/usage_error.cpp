@@ -65,11 +65,18 @@ std::string MismatchText(const CLI::App& parser, std::string_view text) {
   return fmt::format("{} needs a value: {}", name, option->get_type_name());
 }
 
+/// Returns true for an option of the command that stands before its name.
+bool IsTooEarly(const CLI::App& app, const CLI::App& parser, const std::string& option) {
+  if (&parser == &app || parser.get_option_no_throw(option) == nullptr) return false;
+  return std::ranges::any_of(app.remaining(false), [&](const std::string& word) { return word.starts_with(option); });
+}
+
 std::string ReasonText(const CLI::App& app, const CLI::App& parser, const CLI::ParseError& error) {
   const std::vector<std::string> words = app.remaining(true);
   for (const std::string& word : words) {
     if (!word.starts_with('-')) continue;
     const std::string name = word.substr(0, word.find('='));
+    if (IsTooEarly(app, parser, name)) return fmt::format("{} must follow the command", name);
     return fmt::format("unknown option {}{}", name, Suggestion(name, OptionNames(parser)));
   }
   if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ArgumentMismatch)) {

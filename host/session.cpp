@@ -23,6 +23,11 @@ ComPtr<Request> MakeRequest(const SessionOptions& options) {
 /// Returns the event's list. Succeeds for every list that this host's factory created.
 ComPtr<PropertyList> ListOf(const SinkEvent& event) { return event.header.Query<PropertyList>(); }
 
+/// Returns true for a time after the last playable tag. The plug-in itself only knows the end of the closing tags.
+bool IsPastEnd(const flv::ViewLayout& layout, std::uint32_t time) {
+  return std::int64_t{time} > flv::TimeBetween(layout.TimeBase(), layout.LatestTime());
+}
+
 ComPtr<FileObject> OpenFileObject(const SessionOptions& options, EventLoop& loop) {
   if (!options.view) return FileObject::Open(options.file, options.fileOptions, loop);
   FileOptions fileOptions = options.fileOptions;
@@ -118,6 +123,7 @@ SeekResult Session::Seek(std::uint32_t time) {
   const SinkEvent completion = RunRequest(SinkEvent::Kind::kSeekDone, "seeking", [&] { return m_format->Seek(time); });
   // Must follow the completion: packets that arrive before it belong to the old position.
   ResetDelivery();
+  m_isPastEnd = m_view && IsPastEnd(m_view->Layout(), time);
   const FileCounts& after = m_file->Counts();
   return {time,
           completion.status,
@@ -164,7 +170,7 @@ void Session::OnDelivery(const SinkEvent& event) {
     throw HostError(fmt::format("the plug-in delivered a packet of stream {}, which does not exist", event.stream));
   }
   m_streams[event.stream].requested = false;
-  if (isPacket && IsClosing(*event.packet)) {
+  if (isPacket && (m_isPastEnd || IsClosing(*event.packet))) {
     if (!m_stopped) RequestPacket(event.stream);
     return;
   }

@@ -27,7 +27,8 @@ struct SessionOptions {
   std::filesystem::path plugin;
   std::filesystem::path file;
   /// If set, the plug-in reads this view instead of the bare file. The file object then reports no size, because the
-  /// plug-in would take durations from the view's closing tags. The session drops the packets of the closing tags.
+  /// plug-in would take durations from the view's closing tags. The session drops the packets of the closing tags,
+  /// and all packets after a seek past the last playable tag.
   std::shared_ptr<const flv::View> view;
   std::string url;
   /// Text headers of the request.
@@ -146,6 +147,8 @@ class Session {
   std::deque<SinkEvent> m_undelivered;
   std::size_t m_streamsLeft = 0;
   bool m_stopped = true;
+  /// The last seek went past the end of the view: no packet is passed on.
+  bool m_isPastEnd = false;
   std::exception_ptr m_failure;
 };
 

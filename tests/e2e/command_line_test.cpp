@@ -22,6 +22,7 @@ TEST(CommandLine, BadUsage_Ends2WithOneLineThatPointsToTheHelp) {
       {{"info"}, "info: FILE is required"},
       {{"info", tour, "another"}, "unexpected argument 'another'"},
       {{"info", tour, "--jsn"}, "unknown option --jsn; did you mean --json?"},
+      {{"--json", "info", tour}, "--json must follow the command"},
       {{"packets", tour, "--limit", "few"}, "from 0 to 18446744073709551615"},
       {{"packets", tour, "--limit", "-1"}, "from 0 to 18446744073709551615"},
       {{"packets", tour, "--stream", "65536"}, "from 0 to 65535"},
@@ -101,7 +102,8 @@ TEST(Failure, OfTheJob_Ends1WithOneLineAndLeavesTheOldFile) {
       {{"remux", empty, out}, empty, "not an FLV file: it is empty"},
       {{"remux", nothingAnnounced, out}, nothingAnnounced, "no audio or video"},
       {{"remux", "--raw", noRate, out}, noRate, "0x80040009"},
-      {{"remux", "--start", "99999999", tour, out}, tour, "there are no packets in this part"},
+      // The last packet is at 10065 ms.
+      {{"remux", "--start", "10066", tour, out}, tour, "there are no packets in this part"},
       {{"remux", tour, folder / "absent/out.flv"}, tour, "absent/out.flv"},
       {{"remux", tour, folder.Path()}, tour, folder.Path().c_str()},
       {{"remux", tour, "/dev/null"}, tour, "/dev/null"},
