@@ -16,6 +16,7 @@
 #include "host/file_url.h"
 #include "host/host_error.h"
 #include "host/open_file.h"
+#include "host/plugin_library.h"
 
 namespace qbflv::cli {
 
@@ -61,8 +62,8 @@ CheckCommand::CheckCommand(CLI::App& app)
   });
   Parser().add_flag("--json", m_json, "Print one JSON object per file, each on one line");
   Parser().footer(
-      "Exit status: 0 no findings, 1 findings, 2 wrong usage, 3 a file or folder cannot be read, or a folder has no "
-      ".flv file.\n"
+      "Exit status: 0 no findings, 1 findings, 2 wrong usage, 3 incomplete: a file or folder cannot be read, a folder\n"
+      "has no .flv file, the plug-in cannot be loaded, or the output cannot be written.\n"
       "With several files, the command prints one line per file.\n\nExample:\n  qbflv check -r --only warning films");
 }
 
@@ -106,6 +107,7 @@ void CheckCommand::Fail(const fs::path& path, const std::string& reason) {
 int CheckCommand::Run() {
   CatchInterrupts();
   if (m_plays && m_plugin.empty()) m_plugin = FindPlugin();
+  if (m_plays) static_cast<void>(host::PluginLibrary(m_plugin));  // fails once, not for each file
   const std::vector<fs::path> files = Files();
   const bool isAlone = files.size() == 1 && !m_recursive;
   for (const fs::path& file : files) m_total += SizeOf(file);
@@ -153,16 +155,19 @@ FileReport CheckCommand::Examine(const fs::path& path) {
 }
 
 void CheckCommand::Check(const fs::path& path, bool isAlone, Output& output) {
-  FileReport report;
   try {
-    report = Examine(path);
+    const FileReport report = Examine(path);
+    Print(report, isAlone, output);
+    if (!report.findings.empty()) m_status = std::max(m_status, kHasFindings);
     if (!m_html.empty()) WriteHtml(report);
   } catch (const host::HostError& error) {
     m_progress.Clear();
     output.Flush();
     Fail(path, error.what());
-    return;
   }
+}
+
+void CheckCommand::Print(const FileReport& report, bool isAlone, Output& output) const {
   if (m_json) {
     // Paths may be invalid UTF-8, which JSON does not allow.
     output.Print("{}\n", ReportAsJson(report).dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
@@ -171,7 +176,6 @@ void CheckCommand::Check(const fs::path& path, bool isAlone, Output& output) {
   } else {
     output.Print("{}\n", ReportLine(report));
   }
-  if (!report.findings.empty()) m_status = std::max(m_status, kHasFindings);
 }
 
 void CheckCommand::WriteHtml(const FileReport& report) const {

@@ -36,6 +36,7 @@ class CheckCommand final : public Command {
   FileReport Examine(const std::filesystem::path& path);
   /// Throws HostError if the file cannot be read.
   std::shared_ptr<const flv::FileFacts> Scan(const flv::ByteSource& file);
+  void Print(const FileReport& report, bool isAlone, Output& output) const;
   void WriteHtml(const FileReport& report) const;
   host::SessionOptions SessionOn(const std::filesystem::path& file) const;
 

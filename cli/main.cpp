@@ -59,8 +59,8 @@ int main(int argumentCount, char** arguments) {
   app.allow_windows_style_options(false);  // a path may also begin with a slash
   app.get_formatter()->column_width(34);
   app.footer(
-      "Exit status: 0 success, 1 failure, 2 wrong usage, 130 interrupted by Ctrl-C.\n\nExample:\n  qbflv info "
-      "film.flv");
+      "Exit status: 0 success, 1 failure, 2 wrong usage, 3 a check was incomplete, 128 + N ended by signal N.\n\n"
+      "Example:\n  qbflv info film.flv");
   qbflv::cli::InfoCommand info(app);
   qbflv::cli::PacketsCommand packets(app);
   qbflv::cli::SeekCommand seek(app);

@@ -161,6 +161,7 @@ TEST(Check, WritesAPageAboutOneFile) {
   EXPECT_EQ(html.find("a<b>"), std::string::npos);
   EXPECT_EQ(RunQbflv({"check", "--html", page, in, in}).status, 2) << "of two files";
   EXPECT_EQ(RunQbflv({"check", "--html", in, in}).status, 3) << "over the film";
+  EXPECT_EQ(RunQbflv({"check", "--plugin", page, in}).status, 3) << "without the plug-in";
   EXPECT_EQ(ReadBytes(in).size(), whole.size() + 99);
 }
 
