@@ -41,8 +41,11 @@ TemporaryFile::TemporaryFile(const std::filesystem::path& target)
   }
   if (replaces && access(m_target.string().c_str(), W_OK) != 0) Fail(errno);
   Create(m_target.parent_path());
-  // Ignores errors: if the old permissions cannot be kept, those of a new file are good enough.
-  if (replaces) std::filesystem::permissions(m_path, old.permissions(), error);
+  if (!replaces) return;
+  // Ignores errors: if the old owner and permissions cannot be kept, those of a new file are good enough. The owner
+  // comes first, because a change of owner clears permissions.
+  host::system::CopyOwner(m_target, m_file.Number());
+  std::filesystem::permissions(m_path, old.permissions(), error);
 }
 
 TemporaryFile::~TemporaryFile() {

@@ -23,6 +23,9 @@ bool WriteAt(int descriptor, std::uint64_t offset, std::span<const std::uint8_t>
 /// Truncates the file to size bytes. Returns false with errno on failure.
 bool Truncate(int descriptor, std::uint64_t size);
 
+/// Gives the file the owner and group of another file, as far as the process may. Has no effect on Windows.
+void CopyOwner(const std::filesystem::path& from, int descriptor);
+
 /// Switches standard output to binary mode and returns its descriptor.
 int BinaryOutput();
 

@@ -2,6 +2,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -42,6 +43,14 @@ bool WriteAt(int descriptor, std::uint64_t offset, std::span<const std::uint8_t>
 }
 
 bool Truncate(int descriptor, std::uint64_t size) { return ftruncate(descriptor, static_cast<off_t>(size)) == 0; }
+
+void CopyOwner(const std::filesystem::path& from, int descriptor) {
+  struct stat status {};
+  if (stat(from.c_str(), &status) != 0) return;
+  // Only root may give a file away; other users may still keep the group, if they are members.
+  if (fchown(descriptor, status.st_uid, status.st_gid) == 0) return;
+  static_cast<void>(fchown(descriptor, static_cast<uid_t>(-1), status.st_gid) == 0);
+}
 
 int BinaryOutput() { return STDOUT_FILENO; }
 

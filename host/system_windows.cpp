@@ -45,6 +45,8 @@ bool Truncate(int descriptor, std::uint64_t size) {
   return _chsize_s(descriptor, static_cast<std::int64_t>(size)) == 0;
 }
 
+void CopyOwner(const std::filesystem::path& /*from*/, int /*descriptor*/) {}
+
 int BinaryOutput() {
   const int output = _fileno(stdout);
   _setmode(output, _O_BINARY);
