@@ -2,10 +2,11 @@
 #include "cli/play_delivery.h"
 
 #include <limits>
+#include <span>
 #include <utility>
 
 #include "cli/output.h"
-#include "flv/format.h"
+#include "flv/scan.h"
 #include "host/buffer.h"
 #include "host/status_text.h"
 
@@ -20,8 +21,6 @@ constexpr int kPacketsPerUpdate = 256;
 /// A bit rate is measured over the last kRateSpan ms of file time. It is unknown for less than kMinRateSpan.
 constexpr std::int64_t kRateSpan = 2000;
 constexpr std::int64_t kMinRateSpan = 500;
-/// Audio packets and key frames have this flag; other video frames do not.
-constexpr std::uint8_t kSwitchOnFlag = 1;
 
 /// Returns the part of the stream's MIME type before the slash.
 std::string Kind(const host::PropertyList& header) {
@@ -41,8 +40,10 @@ std::int64_t StatedDuration(const host::PropertyList& header) {
 PlayDelivery::PlayDelivery(host::Session& session, host::RestartFilter filter, double speed, std::uint32_t firstTime,
                            Time now)
     : m_session(session), m_clock(speed, now), m_filter(std::move(filter)), m_firstTime(firstTime) {
+  const std::vector<flv::TagType> types = session.StreamTypes();
   for (const host::StreamHeader& header : session.StreamHeaders()) {
     Stream stream;
+    stream.type = types[m_streams.size()];
     stream.shown.kind = Kind(*header.properties);
     m_streams.push_back(std::move(stream));
     m_statedDuration = std::max(m_statedDuration, StatedDuration(*header.properties));
@@ -146,15 +147,16 @@ void PlayDelivery::SendFirst() {
   const QueuedPacket first = std::move(m_queue.front());
   m_queue.pop_front();
   const auto buffer = ComPtr<IQBBuffer>::Adopt(first.packet->GetPacketBuffer());
-  const std::uint64_t bytes = host::BufferBytes(buffer.Get()).size();
+  const std::span<const std::uint8_t> body = host::BufferBytes(buffer.Get());
   if (!m_sentSince) m_sentSince = first.time;
 
   Stream& stream = m_streams[first.packet->GetStreamNumber()];
   --stream.shown.queuedPackets;
   ++stream.shown.packets;
-  if ((first.packet->GetASMFlags() & kSwitchOnFlag) != 0) ++stream.shown.keyFrames;
-  stream.sent.push_back({first.time, bytes});
-  stream.sentBytes += bytes;
+  const flv::TagContent content = flv::ContentOf(static_cast<std::uint8_t>(stream.type), body);
+  if (content == flv::TagContent::kKeyFrame) ++stream.shown.keyFrames;
+  stream.sent.push_back({first.time, body.size()});
+  stream.sentBytes += body.size();
   for (; stream.sent.front().time <= first.time - kRateSpan; stream.sent.pop_front()) {
     stream.sentBytes -= stream.sent.front().bytes;
   }

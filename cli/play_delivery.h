@@ -56,6 +56,7 @@ class PlayDelivery {
   };
 
   struct Stream {
+    flv::TagType type{};
     PlayedStream shown;
     std::int64_t lastQueued = 0;
     /// The packets of the last kRateSpan, and the sum of their bytes.
