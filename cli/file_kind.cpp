@@ -6,6 +6,7 @@
 #include <cctype>
 #include <string_view>
 
+#include "flv/format.h"
 #include "host/host_error.h"
 #include "host/open_file.h"
 
@@ -67,7 +68,8 @@ std::string WhyNotFlv(const flv::ByteSource& file) {
   const std::int64_t count = file.ReadAt(0, bytes);
   if (count < 0) return {};
   const std::string_view start(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(count));
-  return start.starts_with("FLV") ? std::string() : "not an FLV file" + Reason(start);
+  if (!start.starts_with("FLV")) return "not an FLV file" + Reason(start);
+  return start.size() < flv::kFileHeaderSize ? "not an FLV file: its header is incomplete" : std::string();
 }
 
 void RequireFlvFile(const std::filesystem::path& path) {

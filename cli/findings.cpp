@@ -33,14 +33,14 @@ struct DamageText {
 constexpr DamageText kDamageTexts[] = {
     {"{0} bytes belong to no tag", "garbage", "packets after the first of them may be lost", kRemux,
      flv::DamageKind::kGarbage, Severity::kError},
-    {"the file ends inside a tag", "truncated-tag", "the last tag cannot be played, and the durations are guessed",
+    {"the file ends inside a tag", "truncated-tag", "the last tag cannot be played, and the durations are not measured",
      kRemux, flv::DamageKind::kTruncatedTag, Severity::kWarning},
-    {"the file ends before the size of its last tag is complete", "truncated-size", "the durations are guessed", kRemux,
-     flv::DamageKind::kTruncatedSizeField, Severity::kNote},
+    {"the file ends before the size of its last tag is complete", "truncated-size", "the durations are not measured",
+     kRemux, flv::DamageKind::kTruncatedSizeField, Severity::kNote},
     {"{1} previous-tag sizes are wrong", "wrong-size",
      "the plug-in cannot find the last tags from the end of the file: durations may be wrong", kRemux,
      flv::DamageKind::kWrongSizeField, Severity::kWarning},
-    {"{1} file headers are between tags: recordings were concatenated byte by byte", "joined-files",
+    {"recordings were concatenated byte by byte; file headers between tags: {1}", "joined-files",
      "delivery ends at the first of them", kRetime, flv::DamageKind::kEmbeddedHeader, Severity::kError},
     {"{1} audio or video tags have no body", "empty-tag",
      "one of them among the first tags of the file prevents playing", kRemux, flv::DamageKind::kEmptyTag,
@@ -52,9 +52,9 @@ constexpr DamageText kDamageTexts[] = {
      Severity::kError},
     {"the metadata cannot be decoded to its end", "broken-metadata",
      "the plug-in makes no file header: it does not play", kRemux, flv::DamageKind::kBrokenScript, Severity::kError},
-    {"timestamps jump back {1} times", "time-jumps-back", "seeks go to the wrong place, and players stall or skip",
+    {"timestamps jump back; jumps: {1}", "time-jumps-back", "seeks go to the wrong place, and players stall or skip",
      kRetime, flv::DamageKind::kTimeBack, Severity::kWarning},
-    {"timestamps leap ahead {1} times", "time-leaps-ahead", "players wait as long as the leap", kRetime,
+    {"timestamps leap ahead; leaps: {1}", "time-leaps-ahead", "players wait as long as the leap", kRetime,
      flv::DamageKind::kTimeLeap, Severity::kWarning},
     {"a codec configuration differs from the one before, {1} times", "configuration-changes",
      "players that configure their decoder only once stop decoding", "", flv::DamageKind::kConfigurationChanged,
@@ -95,6 +95,10 @@ class Examination {
     ExamineTimes();
     m_facts.metadata ? ExamineMetadata() : ReportMissingMetadata();
     ExamineKeyFrameList();
+    if (m_facts.TagCount() == 0) {
+      // No command makes a file that plays out of this one.
+      for (Finding& finding : m_findings) finding.remedy = {};
+    }
     std::ranges::stable_sort(m_findings, {}, [](const Finding& finding) {
       return std::pair(finding.severity, finding.offset.value_or(std::numeric_limits<std::uint64_t>::max()));
     });

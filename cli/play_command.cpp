@@ -87,7 +87,7 @@ PlayCommand::PlayCommand(CLI::App& app)
                   "Without a terminal it prints one line per second and ends at the end of the file.\n\n" +
                   Parser().get_footer());
   Parser()
-      .add_option("--speed", m_speed, "Speed relative to real time (default: 1)")
+      .add_option("--speed", m_speed, "Speed relative to real time, 0.01 to 1000 (default: 1)")
       ->type_name("X")
       ->check(CLI::Validator(CheckSpeed, ""));
   AddRepairOption(Parser(), MutableOptions(), true);

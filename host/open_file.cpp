@@ -11,6 +11,7 @@ namespace qbflv::host {
 
 std::shared_ptr<const flv::FileSource> OpenFile(const std::filesystem::path& path) {
   std::shared_ptr<const flv::FileSource> file = flv::FileSource::Open(path);
+  if (!file && path == "-") throw HostError("standard input is not supported: a regular file is required");
   if (!file) throw HostError::System("cannot open the file", errno);
   flv::FileIdentity identity;
   flv::FileKind kind{};
@@ -26,6 +27,7 @@ std::shared_ptr<const flv::View> OpenRepaired(const std::filesystem::path& path,
   auto layout = flv::MakeLayout(*file, options, scan);
   if (!layout) throw HostError("it is not an FLV file");
   if (layout->Facts().readFailed) throw HostError("cannot read the file");
+  if (layout->TagCount() == 0) throw HostError("the file has no audio or video");
   return std::make_shared<flv::View>(std::move(file), std::move(layout));
 }
 
