@@ -332,7 +332,8 @@ struct IQBFileStat : IUnknown {
 
 /// Receives what the file-format object produces. The object keeps one reference until Close. The object calls every
 /// operation from inside a request or a completion. Each may call the object back: with any request, Close or the last
-/// Release. The object ignores the statuses. Lists and packets are borrowed for the call.
+/// Release. The object ignores the statuses. Lists and packets are borrowed for the call; the host releases the packets
+/// that it keeps before its last reference to the object.
 struct IQBFormatSink : IUnknown {
   /// Slot 3. Ends InitFileFormat.
   virtual Status InitDone(Status status) = 0;
@@ -394,12 +395,12 @@ struct IQBFileFormatObject : IUnknown {
   /// Slot 7. Requests the stream's next packet; ends with the sink's PacketReady or StreamDone. A stream can have one
   /// pending request. Allowed from FileHeaderReady on; a request before the last stream header is served after it.
   virtual Status GetPacket(std::uint16_t stream) = 0;
-  /// Slot 8. Moves delivery to a time in ms, relative to the file's first audio or video tag. Ends with the sink's
-  /// SeekDone, whose status is that of the last file operation. A time past the last tag succeeds too; the streams
-  /// then end at once. Allowed from FileHeaderReady on at any time, also inside a sink operation. Cancels the current
-  /// step and all pending requests, drops queued packets, and lets streams that were done deliver again. A later Seek
-  /// supersedes this one, which then gets no SeekDone. Returns kInvalidState without a file header; kOutOfMemory,
-  /// without effect, if it cannot remember the pending operation.
+  /// Slot 8. Moves delivery to a time in ms, relative to the file's first audio or video tag; hosts pass times less than
+  /// 2^31. Ends with the sink's SeekDone, whose status is that of the last file operation. A time past the last tag
+  /// succeeds too; the streams then end at once. Allowed from FileHeaderReady on at any time, also inside a sink
+  /// operation. Cancels the current step and all pending requests, drops queued packets, and lets streams that were
+  /// done deliver again. A later Seek supersedes this one, which then gets no SeekDone. Returns kInvalidState without a
+  /// file header; kOutOfMemory, without effect, if it cannot remember the pending operation.
   virtual Status Seek(std::uint32_t time) = 0;
   /// Slot 9. Closes the file, cancels all requests and releases all host objects. Allowed at any time, also
   /// repeatedly; the last Release does the same. The object then refuses requests until InitPlugin. Returns kOk.

@@ -330,7 +330,8 @@ struct IQBFileStat {
 };
 
 /* Receives what the object produces. Lists and packets are borrowed for the call, and lists are null on failure. The
-   object ignores the returned statuses.
+   host releases the packets that it keeps before its last reference to the object. The object ignores the returned
+   statuses.
    InitDone ends InitFileFormat; PacketReady ends one GetPacket of the packet's stream; SeekDone ends Seek;
    FileHeaderReady ends GetFileHeader; StreamHeaderReady ends GetStreamHeader. StreamDone: the stream has no more
    packets until a Seek; it also ends a pending GetPacket of the stream. */
@@ -370,8 +371,8 @@ struct IQBPlugin {
 /* Reads one file. A request that the present state does not allow returns QB_INVALID_STATE and changes nothing; one
    that returns QB_OK ends with a call to the sink, unless a later request cancels it. GetFileFormatInfo stores static
    arrays of texts that end with null. InitFileFormat keeps one reference to each argument until Close. GetPacket: one
-   pending request per stream. Seek: time in ms from the file's first audio or video tag; it cancels pending requests,
-   and a later Seek supersedes it. Close cancels everything and releases all host objects. */
+   pending request per stream. Seek: time in ms from the file's first audio or video tag, less than 2^31; it cancels
+   pending requests, and a later Seek supersedes it. Close cancels everything and releases all host objects. */
 typedef struct IQBFileFormatObjectTable {
   QBStatus (*QueryInterface)(IQBFileFormatObject* self, const QBGuid* id, void** object);
   uint32_t (*AddRef)(IQBFileFormatObject* self);
