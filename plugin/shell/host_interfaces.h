@@ -211,7 +211,7 @@ struct IQBObjectFactory : IUnknown {
   ~IQBObjectFactory() = default;
 };
 
-/// The host's settings. The plug-in gets it from the context by QueryInterface.
+/// The host's settings. Optional; the plug-in gets it from the context by QueryInterface.
 struct IQBPreferences : IUnknown {
   static constexpr GUID kId = FrameworkGuid(0x00000500);
 
@@ -360,12 +360,12 @@ struct IQBFormatSink : IUnknown {
 struct IQBPlugin : IUnknown {
   static constexpr GUID kId = FrameworkGuid(0x00000C00);
 
-  /// Slot 3. Allowed at any time. The texts are static. Each out pointer may be null. Returns kOk.
+  /// Slot 3. Allowed at any time. flag: always 1. The texts are static. Each out pointer may be null. Returns kOk.
   virtual Status GetPluginInfo(std::uint32_t* flag, const char** description, const char** copyright,
                                const char** moreInfo, std::uint32_t* version) = 0;
   /// Slot 4. Gives the object its context, of which it keeps one reference until Close or the next InitPlugin. The
-  /// context supports QueryInterface for IQBObjectFactory and IQBPreferences. Cancels the current step, if there is
-  /// one; the object then waits for InitFileFormat. Returns kOk; without effect kFailed if context is null, or
+  /// context supports QueryInterface for IQBObjectFactory and, optionally, IQBPreferences. Cancels the current step, if
+  /// there is one; the object then waits for InitFileFormat. Returns kOk; without effect kFailed if context is null, or
   /// kInvalidState during the last Release.
   virtual Status InitPlugin(IUnknown* context) = 0;
 
@@ -395,7 +395,7 @@ struct IQBFileFormatObject : IUnknown {
   /// Slot 7. Requests the stream's next packet; ends with the sink's PacketReady or StreamDone. A stream can have one
   /// pending request. Allowed from FileHeaderReady on; a request before the last stream header is served after it.
   virtual Status GetPacket(std::uint16_t stream) = 0;
-  /// Slot 8. Moves delivery to a time in ms, relative to the file's first audio or video tag; hosts pass times less than
+  /// Slot 8. Moves delivery to a time in ms, relative to the file's first audio or video tag; hosts pass times below
   /// 2^31. Ends with the sink's SeekDone, whose status is that of the last file operation. A time past the last tag
   /// succeeds too; the streams then end at once. Allowed from FileHeaderReady on at any time, also inside a sink
   /// operation. Cancels the current step and all pending requests, drops queued packets, and lets streams that were

@@ -354,7 +354,7 @@ struct IQBFormatSink {
    What the plug-in implements for the host
    ------------------------------------------------------------------------------------------------------------------ */
 
-/* The object's first interface. The texts of GetPluginInfo are static; each out pointer may be null.
+/* The object's first interface. GetPluginInfo: flag is always 1; the texts are static; each out pointer may be null.
    InitPlugin keeps one reference to context until Close. */
 typedef struct IQBPluginTable {
   QBStatus (*QueryInterface)(IQBPlugin* self, const QBGuid* id, void** object);
