@@ -179,6 +179,7 @@ static void Play(Sink* sink, File* file) {
   for (uint16_t i = 0; i < sink->streams; ++i) Check(sink->format->table->GetPacket(sink->format, i), "a packet");
   while (sink->streamsDone < sink->streams && RunCompletion(file, 1)) {
   }
+  if (sink->streamsDone < sink->streams) Check(QB_FAILED, "playing");
   printf("%u packets, %u bytes\n", sink->packets, sink->bytes);
 }
 
