@@ -210,8 +210,10 @@ class List(Object):
 
     def show(self):
         for name, (kind, value) in self.values.items():
-            if kind != "number":
-                value = bytes(Object.live[value].bytes).rstrip(b"\0") if kind == "text" else "(bytes)"
+            if kind == "text":
+                value = bytes(Object.live[value].bytes).rstrip(b"\0").decode(errors="replace")
+            elif kind == "bytes":
+                value = "(bytes)"
             print(f"  {name.decode()}: {value}")
 
 
@@ -291,22 +293,24 @@ class File(Object):
 
 
 class Sink(Object):
+    """Stores failures for the main loop, because ctypes ignores exceptions in callbacks."""
+
     slots = {3: (c_int32, (c_int32,), "ended"), 4: (c_int32, (c_int32, c_void_p), "packet"),
              5: (c_int32, (c_int32,), "ended"), 6: (c_int32, (c_int32, c_void_p), "header"),
              7: (c_int32, (c_int32, c_void_p), "header"), 8: (c_int32, (c_uint16,), "stream_done")}
 
     def __init__(self, format):
         super().__init__()
-        self.format, self.streams, self.has_ended = format, 0, False
+        self.format, self.streams, self.has_ended, self.status = format, 0, False, OK
         self.packets, self.bytes, self.streams_done = 0, 0, 0
 
     def ended(self, status):
-        check(status, "the request")
-        self.has_ended = True
+        self.has_ended, self.status = True, status
         return OK
 
     def header(self, status, address):
-        check(status, "a header")
+        if status < 0:
+            return self.ended(status)
         header = Object.live[address]
         print("Header")
         header.show()
@@ -319,7 +323,7 @@ class Sink(Object):
             print(f"first packet at {packet.get_time()} ms")
         self.packets += 1
         self.bytes += Object.live[packet.values[0]].size()
-        check(call(self.format, 7, c_uint16(packet.get_stream())), "the next packet")
+        self.status = min(self.status, call(self.format, 7, c_uint16(packet.get_stream())))
         return OK
 
     def stream_done(self, stream):
@@ -327,22 +331,23 @@ class Sink(Object):
         return OK
 
 
-def request(sink, file, slot, *arguments):
+def request(sink, file, what, slot, *arguments):
     """Makes a request and runs completions until it has ended. It may end inside its call."""
     sink.has_ended = False
-    check(call(sink.format, slot, *arguments), "a request")
+    check(call(sink.format, slot, *arguments), what)
     while not sink.has_ended and file.run():
         pass
-    if not sink.has_ended:
-        sys.exit("a request does not end")
+    check(sink.status if sink.has_ended else FAILED, what)
 
 
 def play(sink, file):
     sink.packets, sink.bytes, sink.streams_done = 0, 0, 0
     for stream in range(sink.streams):
         check(call(sink.format, 7, c_uint16(stream)), "a packet")
-    while sink.streams_done < sink.streams and file.run():
+    while sink.streams_done < sink.streams and sink.status >= 0 and file.run():
         pass
+    check(sink.status, "the next packet")
+    check(OK if sink.streams_done == sink.streams else FAILED, "playing")
     print(f"{sink.packets} packets, {sink.bytes} bytes")
 
 
@@ -354,12 +359,12 @@ def main(plugin_path, file_path):
     with open(file_path, "rb") as stream:
         context, file, sink, what = Context(), File(stream), Sink(format), Request()
         check(call(plugin, 4, c_void_p(context.address)), "the context")
-        request(sink, file, 4, *(c_void_p(each.address) for each in (what, sink, file)))
-        request(sink, file, 5)
+        request(sink, file, "opening", 4, *(c_void_p(each.address) for each in (what, sink, file)))
+        request(sink, file, "the file header", 5)
         for number in range(sink.streams):
-            request(sink, file, 6, c_uint16(number))
+            request(sink, file, "a stream header", 6, c_uint16(number))
         play(sink, file)
-        request(sink, file, 8, c_uint32(5000))
+        request(sink, file, "seeking to 5 s", 8, c_uint32(5000))
         play(sink, file)
         call(format, 9)
         for each in (context, file, sink, what):
