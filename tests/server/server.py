@@ -92,9 +92,11 @@ class Server:
             (self.folder / "leaks").write_text("leak:ngx_alloc\nleak:ngx_memalign\nleak:libcrypto.so\n")
             environment["LSAN_OPTIONS"] = f"suppressions={self.folder}/leaks:print_suppressions=0"
         self.errors = open(self.folder / "stderr.log", "wb")
+        # Debian has no /usr/sbin in the PATH of normal users.
+        nginx = shutil.which("nginx") or "/usr/sbin/nginx"
         # setpriv makes nginx end with this process, even if this process is killed.
         self.process = subprocess.Popen(
-            ["setpriv", "--pdeathsig", "TERM", "nginx", "-e", "stderr", "-c", self.folder / "nginx.conf"],
+            ["setpriv", "--pdeathsig", "TERM", nginx, "-e", "stderr", "-c", self.folder / "nginx.conf"],
             env=environment, stderr=self.errors)
         self.wait(lambda: self.workers(), "nginx does not start")
         self.wait(self.answers, "nginx does not answer")
