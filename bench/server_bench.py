@@ -1,7 +1,7 @@
-"""Measures the modules inside nginx beside what nginx has: server_bench.py MODULES FILM OUT.json
+"""Compares the modules inside nginx with nginx's own modules: server_bench.py MODULES FILM OUT.json
 
-The worker is pinned to one processor, the clients to the others. Systems take turns; each figure is the best of the rounds,
-or the median where it says so.
+The worker is pinned to one processor, the clients to the others. The systems take turns. Costs are those of the best round;
+times to the first frame are medians and 99th percentiles.
 """
 
 import json
@@ -33,7 +33,7 @@ class Bench:
         tags = flv.media(film)
         self.packets = len(tags)
         self.seconds = tags[-1].time / 1000
-        # nginx's own limit. Viewers who stall must stay.
+        # The default of nginx, so that it does not disconnect the stalled viewers.
         self.server = Server(modules, {FILM: film}, timeout=60)
         self.processors = sorted(os.sched_getaffinity(0))
         os.sched_setaffinity(0, set(self.processors[1:]) or {self.processors[0]})
@@ -64,7 +64,7 @@ class Bench:
         return len(flv.media(path.read_bytes()))
 
     def cost(self, play, times):
-        """Microseconds of the worker per delivered packet: user, system, and how many packets of each play came."""
+        """Returns the worker's user and system time per delivered packet in µs, and the packets per play."""
         before = self.processor_time()
         packets = sum(play() for _ in range(times))
         used = [(after - start) * 1e6 / packets for start, after in zip(before, self.processor_time())]
@@ -73,7 +73,7 @@ class Bench:
     def costs(self):
         systems = {
             "HTTP, this module": (lambda: self.http("vod"), 20),
-            # Nearly the whole film, with other timestamps.
+            # Almost the whole film, with other timestamps.
             "HTTP, this module, a part": (lambda: self.http("vod", "?start=2"), 20),
             "HTTP, sendfile": (lambda: self.http("plain"), 20),
             "HTTP, sendfile, no threads": (lambda: self.http("direct"), 20),
@@ -89,14 +89,14 @@ class Bench:
                        "packets": packets} for name, (user, system, packets) in best.items()}
 
     def new_worker(self):
-        """A worker that has not freed anything yet, and knows the film."""
+        """Starts a new worker, whose heap has no freed memory, and puts the film into its cache."""
         self.server.reload()
         self.server.wait(lambda: len(self.server.workers()) == 1, "the old worker stays")
         self.pin_worker()
         self.http("vod")
 
     def paced(self):
-        """Of the worker with many viewers at once: per cent of the processor, and how late their packets come."""
+        """Measures the worker's share of the processor with many viewers at once, and the delay of their packets."""
         def measure(action):
             before, begin = sum(self.processor_time()), time.monotonic()
             action()
@@ -115,7 +115,7 @@ class Bench:
         return results
 
     def stalled(self, connect):
-        """KiB of the worker for each viewer that takes nothing."""
+        """Returns stalled viewers, which read nothing, and the worker's memory for each of them in KiB."""
         self.new_worker()
         before = self.resident()
         viewers = [connect() for _ in range(STALLED)]
@@ -145,7 +145,7 @@ class Bench:
         return round(size, 1)
 
     def seek_times(self):
-        """Milliseconds from the seek to the first frame: median and 99 %."""
+        """Returns the times from the seek to the first frame in ms: median and 99th percentile."""
         results = {}
         times = []
         client = Client(f"{self.rtmp}/vod/{FILM}", buffer=1)

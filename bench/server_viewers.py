@@ -1,8 +1,9 @@
-"""Many viewers at once who take a film as fast as it plays.
+"""Many viewers at once who read a film as fast as it plays.
 
-HTTP: each takes every 200 ms what the film's time has brought. It is late by the film's time that is missing then.
-RTMP: the server paces, by the buffer that the viewer announces. Some viewers look at each packet; it is late by how much
-longer it took than the viewer's promptest packet. The others take what comes.
+HTTP: each viewer reads every 200 ms the bytes that are due. Its delay is the playing time of the bytes that are missing.
+RTMP: the server paces, by the buffer length that the viewer announces. Some viewers parse each packet. The delay of a
+packet is the difference between its latency and the smallest latency of this viewer's packets. The other viewers read
+all bytes that arrive, and do not parse them.
 """
 
 import ctypes
@@ -27,8 +28,8 @@ class HttpViewer:
         self.received = 0
         self.late = []
         self.socket = socket.socket()
-        # About a second of film, in segments as on Ethernet. Those of loopback make sockets that hold half a minute, which
-        # the server would fill before it is measured.
+        # The buffer holds about a second of film, in segments as on Ethernet. With the segments of loopback, sockets hold
+        # half a minute of film, and the server would fill them before the measurement.
         self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 16)
         self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_MAXSEG, 1448)
         self.socket.settimeout(60)
@@ -73,7 +74,7 @@ class RtmpViewer:
 
 
 class WatchedRtmpViewer(threading.Thread):
-    """Knows the time of each packet."""
+    """Records the arrival time of each packet."""
 
     def __init__(self, url, end):
         super().__init__()
@@ -91,7 +92,7 @@ class WatchedRtmpViewer(threading.Thread):
                 self.lags.append((tag.time, time.monotonic() - tag.time / 1000))
 
     def late(self):
-        # The first buffer comes at once.
+        # The server sends the first buffer at once, without pacing.
         lags = [lag for moment, lag in self.lags if moment > BUFFER * 1000]
         return [lag - min(lags) for lag in lags]
 
@@ -122,7 +123,7 @@ def watch_over_http(count, port, address, bytes_per_second, measure, seconds):
     viewers = []
     for _ in range(count):
         viewers.append(HttpViewer(port, address, bytes_per_second))
-        # Who waits for the others plays meanwhile.
+        # The connected viewers play while the others connect.
         if len(viewers) % 50 == 0:
             run_turns(viewers, TURNS * TURN)
     run_turns(viewers, 5)
