@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <utility>
 
 namespace qbflv::bench {
@@ -103,7 +104,10 @@ void Table::WriteJson(const std::string& path) const {
                     {"at_least", row.Target()}});
   }
   const nlohmann::ordered_json json = {{"rows", std::move(rows)}, {"growth", Growth()}};
-  std::ofstream(path) << json.dump(2) << '\n';
+  std::ofstream file(path);
+  file << json.dump(2) << '\n';
+  file.close();
+  if (!file) throw std::runtime_error("cannot write " + path);
 }
 
 }  // namespace qbflv::bench
