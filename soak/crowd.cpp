@@ -4,10 +4,10 @@
 #include <fmt/format.h>
 
 #include <atomic>
+#include <future>
 #include <mutex>
 #include <optional>
 #include <random>
-#include <thread>
 #include <vector>
 
 #include "soak/process_memory.h"
@@ -72,12 +72,21 @@ class Crowd {
   std::size_t Wrong() const { return m_wrong; }
 
  private:
+  /// Throws what a thread threw, after all have ended.
   template <typename Work>
   void OnAllThreads(Work work) {
-    std::vector<std::jthread> threads;
+    std::vector<std::future<void>> threads;
     for (std::size_t i = 0; i < m_options.threads; ++i) {
-      threads.emplace_back([work, seed = m_options.seed + i] { work(Random(seed)); });
+      threads.push_back(std::async(std::launch::async, [this, work, seed = m_options.seed + i] {
+        try {
+          work(Random(seed));
+        } catch (...) {
+          m_hasThrown = true;
+          throw;
+        }
+      }));
     }
+    for (std::future<void>& thread : threads) thread.get();
   }
 
   template <typename Work>
@@ -89,7 +98,8 @@ class Crowd {
   }
 
   void PlayOnThisThread(Random random) {
-    while (m_left > 0) {
+    // After an exception its object may never finish.
+    while (m_left > 0 && !m_hasThrown) {
       Member& member = m_members[random() % m_members.size()];
       const std::unique_lock lock(member.mutex, std::try_to_lock);
       if (!lock || member.finished) continue;
@@ -107,6 +117,7 @@ class Crowd {
   const CrowdOptions m_options;
   std::vector<Member> m_members;
   std::atomic<std::size_t> m_left;
+  std::atomic<bool> m_hasThrown = false;
   std::atomic<std::size_t> m_wrong = 0;
   std::atomic<std::uint64_t> m_packets = 0;
 };
