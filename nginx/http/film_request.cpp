@@ -160,6 +160,7 @@ ngx_int_t FilmRequest::SendBatches() {
   ngx_http_request_t* const r = m_request;
   ngx_event_t* const writing = r->connection->write;
   if (!m_playback->Film()->IsWhole()) return Abort();
+  if (writing->timer_set != 0 && writing->delayed == 0) ngx_del_timer(writing);
   for (int batch = 0; batch < kBatchesPerTurn; ++batch) {
     if (!m_isSending) {
       const Playback::Result result = FillBatch();
@@ -176,8 +177,9 @@ ngx_int_t FilmRequest::SendBatches() {
     if (m_isFinished) return sent;
     m_batch.Clear();
     m_isSending = false;
-    if (writing->timer_set != 0 && writing->delayed == 0) ngx_del_timer(writing);
   }
+  // A worker that shuts down gracefully exits when it has no timers, even if events are posted.
+  if (writing->delayed == 0) ngx_add_timer(writing, CoreLocation(r).send_timeout);
   ngx_post_event(writing, &ngx_posted_next_events);
   return NGX_AGAIN;
 }

@@ -5,6 +5,7 @@ QBFLV_RELOADS and QBFLV_CONNECTIONS set the number of reloads (default: 50) and 
 """
 
 import collections
+import concurrent.futures
 import http.client
 import json
 import os
@@ -208,6 +209,15 @@ class TroubleTest(ServerCase):
             finish()
         self.wait(lambda: len(self.server.workers()) == 1)
         self.assertLessEqual(self.server.descriptors(master), before)
+
+    def test_reload_lets_fast_downloads_end(self):
+        # The client takes everything at once, so the worker is often between two batches when it gets the signal.
+        size = len(self.fetch("long.flv", "blocking")[2])
+        with concurrent.futures.ThreadPoolExecutor(1) as administrator:
+            reloads = administrator.submit(lambda: [self.server.reload() for _ in range(RELOADS)])
+            while not reloads.done():
+                self.assertEqual(len(self.fetch("long.flv", "blocking")[2]), size)
+        reloads.result()
 
     def test_reload_waits_for_the_pass_over_a_film(self):
         # When the worker gets the signal to quit, the thread pool still reads the films of these requests.
