@@ -25,9 +25,12 @@ ngx_rtmp_play_pt g_nextPlay = nullptr;
 /// The state of a session. The connection's pool owns it, so that it is destroyed even if the play module does not call
 /// Done.
 struct SessionState {
-  std::unique_ptr<FilmPlayer> player;
   /// The end that the command "play" requested, in ms of the film.
   std::optional<std::uint32_t> end;
+  /// Number of media bytes that were added to the session's queue since it was last empty. A client can play several
+  /// films before it receives the first.
+  std::size_t queuedBytes = 0;
+  std::unique_ptr<FilmPlayer> player;
 };
 
 SessionState* StateOf(ngx_rtmp_session_t* s) {
@@ -77,7 +80,7 @@ ngx_int_t Init(ngx_rtmp_session_t* s, ngx_file_t* file, ngx_int_t aindex, ngx_in
     if (descriptor < 0) return NGX_ERROR;
     auto source = std::make_shared<flv::FileSource>(descriptor);
     if (engine == nullptr || state == nullptr) return NGX_ERROR;
-    state->player = std::make_unique<FilmPlayer>(s, *engine, std::move(source), state->end);
+    state->player = std::make_unique<FilmPlayer>(s, *engine, std::move(source), state->end, state->queuedBytes);
     return NGX_OK;
   });
 }

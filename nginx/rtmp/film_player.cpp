@@ -19,6 +19,9 @@ constexpr ngx_int_t kLongWait = 3600 * 1000;
 /// Status and control messages have priority 0, which reserves the last quarter of the queue for them.
 constexpr ngx_uint_t kMediaPriority = 1;
 constexpr std::size_t kMaxTagsPerCall = 64;
+/// Number of bytes in the queue after which nothing is added until it is empty. The queue itself limits only the number
+/// of messages, of up to 16 MiB each.
+constexpr std::size_t kMaxQueuedBytes = 2 * 1024 * 1024;
 
 ngx_rtmp_core_srv_conf_t* ServerOf(ngx_rtmp_session_t* s) {
   return static_cast<ngx_rtmp_core_srv_conf_t*>(ngx_rtmp_get_module_srv_conf(s, ngx_rtmp_core_module));
@@ -42,14 +45,25 @@ void CancelSending(ngx_rtmp_session_t* s) {
   }
 }
 
+bool IsQueueEmpty(const ngx_rtmp_session_t* s) { return s->out_pos == s->out_last; }
+
+std::size_t BytesOf(const ngx_chain_t* chain) {
+  std::size_t bytes = 0;
+  for (; chain != nullptr; chain = chain->next) bytes += static_cast<std::size_t>(ngx_buf_size(chain->buf));
+  return bytes;
+}
+
 /// Removes const for ngx_rtmp_send_status, which does not modify its arguments.
 char* Text(const char* text) { return const_cast<char*>(text); }
 
 }  // namespace
 
 FilmPlayer::FilmPlayer(ngx_rtmp_session_t* s, Engine& engine, std::shared_ptr<const flv::FileSource> file,
-                       std::optional<std::uint32_t> end)
-    : m_session(s), m_tasks(ReadingPool()), m_playback(engine, m_tasks, std::move(file), [this] { OnReady(); }) {
+                       std::optional<std::uint32_t> end, std::size_t& queuedBytes)
+    : m_session(s),
+      m_tasks(ReadingPool()),
+      m_playback(engine, m_tasks, std::move(file), [this] { OnReady(); }),
+      m_queuedBytes(queuedBytes) {
   m_playback.EndAt(end);
 }
 
@@ -95,7 +109,7 @@ ngx_int_t FilmPlayer::Send(ngx_uint_t& time) {
 }
 
 ngx_int_t FilmPlayer::SendSome() {
-  if (!SendKept()) return NGX_AGAIN;
+  if (!SendKept() || HasManyBytes()) return NGX_AGAIN;
   if (!m_hasMetadata) {
     const ngx_int_t result = SendMetadata();
     if (result != NGX_OK) return result;
@@ -178,16 +192,22 @@ ngx_int_t FilmPlayer::SendMessage(ngx_rtmp_header_t& header, ngx_rtmp_header_t* 
   if (m_kept == nullptr) return Fail("out of memory");
   if (m_playback.Film()->HasLostBytes()) return Fail("the film cannot be read to its end");
   ngx_rtmp_prepare_message(m_session, &header, last, m_kept);
-  return SendKept() ? NGX_OK : NGX_AGAIN;
+  return SendKept() && !HasManyBytes() ? NGX_OK : NGX_AGAIN;
 }
 
 /// Sends the kept message. Returns false if the queue is full; the message is then kept.
 bool FilmPlayer::SendKept() {
   if (m_kept == nullptr) return true;
+  if (IsQueueEmpty(m_session)) m_queuedBytes = 0;
   if (ngx_rtmp_send_message(m_session, m_kept, kMediaPriority) == NGX_AGAIN) return false;
+  m_queuedBytes += BytesOf(m_kept);
   DiscardKept();
   return true;
 }
+
+/// Returns true if the queue has so many bytes that it must become empty first. Then it is not empty, so that nginx
+/// waits for the client after NGX_AGAIN.
+bool FilmPlayer::HasManyBytes() const { return !IsQueueEmpty(m_session) && m_queuedBytes > kMaxQueuedBytes; }
 
 void FilmPlayer::DiscardKept() {
   if (m_kept != nullptr) ngx_rtmp_free_shared_chain(ServerOf(m_session), std::exchange(m_kept, nullptr));

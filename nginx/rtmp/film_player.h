@@ -14,9 +14,10 @@ namespace qbflv::server {
 /// Times are in ms of the film. The functions may throw the exceptions of Playback.
 class FilmPlayer {
  public:
-  /// end: playback ends before the first frame at or after this time.
+  /// end: playback ends before the first frame at or after this time. queuedBytes: see SessionState; must outlive this
+  /// object.
   FilmPlayer(ngx_rtmp_session_t* s, Engine& engine, std::shared_ptr<const flv::FileSource> file,
-             std::optional<std::uint32_t> end);
+             std::optional<std::uint32_t> end, std::size_t& queuedBytes);
   FilmPlayer(const FilmPlayer&) = delete;
   FilmPlayer& operator=(const FilmPlayer&) = delete;
   ~FilmPlayer();
@@ -38,6 +39,7 @@ class FilmPlayer {
   ngx_int_t SendTag(const MediaTag& tag);
   ngx_int_t SendMessage(ngx_rtmp_header_t& header, ngx_rtmp_header_t* last, std::span<const std::uint8_t> bytes);
   bool SendKept();
+  bool HasManyBytes() const;
   void DiscardKept();
   ngx_int_t Fail(const char* reason);
   ngx_int_t TimeUntilDue(std::uint32_t time);
@@ -46,6 +48,7 @@ class FilmPlayer {
   ngx_rtmp_session_t* const m_session;
   PoolTasks m_tasks;
   Playback m_playback;
+  std::size_t& m_queuedBytes;
   /// A message that did not fit into the queue.
   ngx_chain_t* m_kept = nullptr;
   /// A tag that is not due yet.

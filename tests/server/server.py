@@ -115,8 +115,9 @@ class Server:
         return len(os.listdir(f"/proc/{process}/fd"))
 
     def resident(self, process):
-        """Returns the resident memory of a process in bytes."""
-        return int(self.read(f"/proc/{process}/statm").split()[1]) * os.sysconf("SC_PAGE_SIZE")
+        """Returns the resident memory of a process in bytes, without mapped films."""
+        resident, shared = map(int, self.read(f"/proc/{process}/statm").split()[1:3])
+        return (resident - shared) * os.sysconf("SC_PAGE_SIZE")
 
     def workers(self):
         found = []

@@ -32,8 +32,9 @@ class TroubleTest(ServerCase):
         long = long_tags()  # larger than all sockets and queues between server and client
         scattered, scattered_file = scattered_tags()
         keys = key_frames()
+        large = [flv.Tag(flv.VIDEO, number * 40, b"\x12" + bytes(1 << 20)) for number in range(32)]
         return {"long.flv": (flv.write(long), long), "scattered.flv": (flv.write(scattered_file), scattered),
-                "key-frames.flv": (flv.write(keys), keys)}
+                "key-frames.flv": (flv.write(keys), keys), "large.flv": (flv.write(large), large)}
 
     def connect(self, port, greeting=b"", buffer=None):
         client = socket.socket()
@@ -107,6 +108,19 @@ class TroubleTest(ServerCase):
             body = response.read().partition(b"\r\n\r\n")[2]
         expected = [tag.time / 1000 for tag in self.more["key-frames.flv"][1]]
         self.assertEqual(json.loads(body)["key_frames"], expected)
+
+    def test_large_frames_do_not_fill_memory(self):
+        worker = self.server.workers()[0]
+        before = self.server.resident(worker)
+        client, restless = self.client("large.flv"), self.client("large.flv")
+        for _ in range(10):
+            time.sleep(0.1)
+            restless.command("closeStream")
+            restless.command("play", "large.flv")
+        # The sanitizer needs memory of its own.
+        if not IS_SANITIZED:
+            self.assertLess(self.server.resident(worker) - before, 12 << 20)
+        self.assert_tags(client.until("NetStream.Play.Complete"), self.more["large.flv"][1])
 
     def test_stalled_clients_are_disconnected(self):
         worker = self.server.workers()[0]
