@@ -1,6 +1,8 @@
 // The engine of a worker process and its options.
 #include "nginx/common/worker.h"
 
+#include <unistd.h>
+
 #include <exception>
 #include <string>
 
@@ -34,9 +36,19 @@ char* CompleteOptions(ngx_conf_t* cf, void* unset) {
   if (options.plugin.len == 0) options.plugin = StaticText(QBFLV_DEFAULT_PLUGIN);
   ngx_conf_init_size_value(options.films, kDefaultFilms);
   ngx_conf_init_size_value(options.readAhead, kDefaultReadAhead);
-  if (options.readAhead >= kMinReadAhead && options.readAhead <= kMaxReadAhead) return NGX_CONF_OK;
-  ngx_conf_log_error(NGX_LOG_EMERG, cf, 0, "\"qbflv_read_ahead\" must be from 4k to 16m");
-  return static_cast<char*>(NGX_CONF_ERROR);
+  if (options.readAhead < kMinReadAhead || options.readAhead > kMaxReadAhead) {
+    ngx_conf_log_error(NGX_LOG_EMERG, cf, 0, "\"qbflv_read_ahead\" must be from 4k to 16m");
+    return static_cast<char*>(NGX_CONF_ERROR);
+  }
+  // Relative to nginx's prefix, like the paths of "load_module".
+  const bool isRight = ngx_conf_full_name(cf->cycle, &options.plugin, 0) == NGX_OK && HasPlugin(cf, options);
+  return isRight ? NGX_CONF_OK : static_cast<char*>(NGX_CONF_ERROR);
+}
+
+bool HasPlugin(ngx_conf_t* cf, const WorkerOptions& options) {
+  if (options.isUsed == 0 || access(reinterpret_cast<const char*>(options.plugin.data), R_OK) == 0) return true;
+  ngx_conf_log_error(NGX_LOG_EMERG, cf, ngx_errno, "\"qbflv_plugin\": cannot read \"%V\"", &options.plugin);
+  return false;
 }
 
 void StartEngine(ngx_cycle_t* cycle, const WorkerOptions& options) {

@@ -43,6 +43,7 @@ char* MergeApplication(ngx_conf_t* /*cf*/, void* outer, void* inner) {
 /// Replaces the built-in FLV format. The play module would ignore a second format for ".flv".
 ngx_int_t ReplaceFormat(ngx_conf_t* cf) {
   if (g_options->isUsed == 0) return NGX_OK;
+  if (!HasPlugin(cf, *g_options)) return NGX_ERROR;
   if (ngx_thread_pool_add(cf, nullptr) == nullptr) return NGX_ERROR;
   void* const play = ngx_rtmp_conf_get_module_main_conf(cf, ngx_rtmp_play_module);
   const ngx_array_t& formats = static_cast<ngx_rtmp_play_main_conf_t*>(play)->fmts;

@@ -82,7 +82,7 @@ class Server:
             edges=edges, user="user root;" if os.geteuid() == 0 else "",
             temporary=" ".join(f"{kind}_temp_path {self.folder}/{kind};" for kind in kinds))
         (self.folder / "nginx.conf").write_text(text)
-        environment = dict(os.environ)
+        environment = self.environment = dict(os.environ)
         # Modules that are built with AddressSanitizer need its library in nginx.
         if "QBFLV_NGINX_PRELOAD" in environment:
             environment["LD_PRELOAD"] = environment["QBFLV_NGINX_PRELOAD"]
@@ -139,6 +139,13 @@ class Server:
         before = set(self.workers())
         self.process.send_signal(signal.SIGHUP)
         self.wait(lambda: set(self.workers()) - before, "nginx does not reload")
+
+    def check(self, found, replacement):
+        """Tests a changed configuration. Returns nginx's messages."""
+        path = self.folder / "changed.conf"
+        path.write_text((self.folder / "nginx.conf").read_text().replace(found, replacement))
+        return subprocess.run(["nginx", "-t", "-e", "stderr", "-c", path], env=self.environment, text=True,
+                              stderr=subprocess.PIPE, timeout=60).stderr
 
     def log(self):
         texts = [(self.folder / name).read_text(errors="replace") for name in ("stderr.log", "error.log")

@@ -198,6 +198,12 @@ class TroubleTest(ServerCase):
 
     # Administrators
 
+    def test_configuration_without_a_plugin_is_rejected(self):
+        for block in ("http {", "rtmp {"):
+            for plugin, result in (("none.so", '"qbflv_plugin": cannot read "/'), (__file__, "test is successful")):
+                with self.subTest(block=block, plugin=plugin):
+                    self.assertIn(result, self.server.check(block, f"{block} qbflv_plugin {plugin};"))
+
     def test_reload_with_viewers(self):
         tags = self.films["tour.flv"][1]
         master = self.server.process.pid
