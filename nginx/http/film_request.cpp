@@ -79,7 +79,7 @@ ngx_int_t FilmRequest::Continue() {
 
 ngx_int_t FilmRequest::Answer(const Part& part) {
   using State = Part::State;
-  if (part.state == State::kUnreadable) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  if (part.state == State::kUnreadable) return FailRequest(m_request, 0, "the film cannot be read");
   if (part.state == State::kNotFlv) {
     return SendReason(m_request, NGX_HTTP_UNSUPPORTED_MEDIA_TYPE, "This is not an FLV file.");
   }
@@ -121,7 +121,8 @@ ngx_int_t FilmRequest::Redirect(const Part& part) {
 
 ngx_int_t FilmRequest::StartFilm(const Part& part) {
   ngx_http_request_t* const r = m_request;
-  if (!m_playback->Film()) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  // Nothing has changed errno since the playback tried to map the film.
+  if (!m_playback->Film()) return FailRequest(m_request, ngx_errno, "the film cannot be mapped");
   m_batch.SetFilm(m_playback->Film(), m_file->Descriptor(), r->connection->log);
   m_start = part.start;
   const std::uint32_t end = std::min(m_address.end.value_or(part.FilmDuration()), part.FilmDuration());
@@ -252,7 +253,9 @@ ngx_int_t FindPool(ngx_http_request_t* r, ngx_thread_pool_t*& pool) {
   if (ngx_http_complex_value(r, core.thread_pool_value, &name) != NGX_OK) return NGX_ERROR;
   // ngx_thread_pool_get does not modify the cycle.
   pool = ngx_thread_pool_get(const_cast<ngx_cycle_t*>(ngx_cycle), &name);
-  return pool != nullptr ? NGX_OK : NGX_ERROR;
+  if (pool != nullptr) return NGX_OK;
+  ngx_log_error(NGX_LOG_ERR, r->connection->log, 0, "qbflv: thread pool \"%V\" not found", &name);
+  return NGX_ERROR;
 }
 
 /// Opens the file of the request. If there is no such film, sends the reason, also with the result NGX_OK.
@@ -284,16 +287,17 @@ ngx_int_t OpenFile(ngx_http_request_t* r, ngx_open_file_info_t& file) {
 
 ngx_int_t StartRequest(ngx_http_request_t* r, const ngx_open_file_info_t& file, const Address& address) {
   Engine* const engine = FindEngine();
+  if (engine == nullptr) return FailRequest(r, 0, "the plug-in is not loaded");
   ngx_thread_pool_t* pool = nullptr;
   ngx_pool_cleanup_t* const cleanup = ngx_pool_cleanup_add(r->pool, 0);
-  if (engine == nullptr || cleanup == nullptr || FindPool(r, pool) != NGX_OK) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  if (cleanup == nullptr || FindPool(r, pool) != NGX_OK) return NGX_HTTP_INTERNAL_SERVER_ERROR;
   auto* const film = new FilmRequest(r, *engine, pool, address);
   cleanup->data = film;
   cleanup->handler = [](void* data) { delete static_cast<FilmRequest*>(data); };
   ngx_http_set_ctx(r, film, ngx_http_qbflv_module);
   // Duplicate the descriptor, because nginx may close its own while a task reads.
   const int descriptor = fcntl(file.fd, F_DUPFD_CLOEXEC, 0);
-  if (descriptor < 0) return NGX_HTTP_INTERNAL_SERVER_ERROR;
+  if (descriptor < 0) return FailRequest(r, ngx_errno, "the file descriptor cannot be duplicated");
   film->Open(std::make_shared<flv::FileSource>(descriptor), file.size, file.mtime);
   const ngx_int_t result = film->Continue();
   if (result != NGX_AGAIN || film->IsFinished()) return result;
@@ -317,8 +321,7 @@ ngx_int_t HandleFilmRequest(ngx_http_request_t* r) {
     if (opened != NGX_OK || r->header_sent != 0) return opened;
     return StartRequest(r, file, *address);
   } catch (const std::exception& error) {
-    ngx_log_error(NGX_LOG_ERR, r->connection->log, 0, "qbflv: %s", error.what());
-    return NGX_HTTP_INTERNAL_SERVER_ERROR;
+    return FailRequest(r, 0, error.what());
   }
 }
 

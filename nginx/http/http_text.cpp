@@ -28,6 +28,11 @@ ngx_int_t SendReason(ngx_http_request_t* r, ngx_uint_t status, std::string_view 
   return SendText(r, status, "text/plain", std::string(reason) + "\n");
 }
 
+ngx_int_t FailRequest(ngx_http_request_t* r, ngx_err_t error, const char* reason) {
+  ngx_log_error(NGX_LOG_ERR, r->connection->log, error, "qbflv: %s", reason);
+  return NGX_HTTP_INTERNAL_SERVER_ERROR;
+}
+
 bool AddHeader(ngx_http_request_t* r, std::string_view name, std::string_view value) {
   auto* const header = static_cast<ngx_table_elt_t*>(ngx_list_push(&r->headers_out.headers));
   if (header == nullptr) return false;

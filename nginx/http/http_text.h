@@ -14,6 +14,9 @@ ngx_int_t SendText(ngx_http_request_t* r, ngx_uint_t status, std::string_view ty
 /// Like SendText, with one line of plain text. reason: without the line break.
 ngx_int_t SendReason(ngx_http_request_t* r, ngx_uint_t status, std::string_view reason);
 
+/// Logs the reason for status 500, and returns this status. nginx sends its own page. error: errno, or 0.
+ngx_int_t FailRequest(ngx_http_request_t* r, ngx_err_t error, const char* reason);
+
 /// Adds a response header. Returns false on allocation failure. name: must be a static string.
 bool AddHeader(ngx_http_request_t* r, std::string_view name, std::string_view value);
 

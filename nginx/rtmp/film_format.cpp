@@ -48,14 +48,18 @@ SessionState* MakeState(ngx_rtmp_session_t* s) {
   return state;
 }
 
+ngx_int_t Fail(ngx_rtmp_session_t* s, ngx_err_t error, const char* reason) {
+  ngx_log_error(NGX_LOG_ERR, s->connection->log, error, "qbflv: %s", reason);
+  return NGX_ERROR;
+}
+
 /// Runs an action. Returns NGX_ERROR if it throws, because exceptions must not reach nginx.
 template <typename Action>
 ngx_int_t Guarded(ngx_rtmp_session_t* s, Action action) {
   try {
     return action();
   } catch (const std::exception& error) {
-    ngx_log_error(NGX_LOG_ERR, s->connection->log, 0, "qbflv: %s", error.what());
-    return NGX_ERROR;
+    return Fail(s, 0, error.what());
   }
 }
 
@@ -74,12 +78,13 @@ ngx_int_t Init(ngx_rtmp_session_t* s, ngx_file_t* file, ngx_int_t aindex, ngx_in
   if (!IsOn(s)) return g_builtIn->init(s, file, aindex, vindex);
   return Guarded(s, [&]() -> ngx_int_t {
     Engine* const engine = FindEngine();
+    if (engine == nullptr) return Fail(s, 0, "the plug-in is not loaded");
     SessionState* const state = MakeState(s);
+    if (state == nullptr) return NGX_ERROR;
     // Duplicate the descriptor, because the play module may close its own while a task reads.
     const int descriptor = fcntl(file->fd, F_DUPFD_CLOEXEC, 0);
-    if (descriptor < 0) return NGX_ERROR;
+    if (descriptor < 0) return Fail(s, ngx_errno, "the file descriptor cannot be duplicated");
     auto source = std::make_shared<flv::FileSource>(descriptor);
-    if (engine == nullptr || state == nullptr) return NGX_ERROR;
     state->player = std::make_unique<FilmPlayer>(s, *engine, std::move(source), state->end, state->queuedBytes);
     return NGX_OK;
   });
