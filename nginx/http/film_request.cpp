@@ -46,6 +46,14 @@ std::string LastSegment(ngx_http_request_t* r) {
   return "./" + std::string(path.substr(path.rfind('/') + 1));
 }
 
+/// Returns the arguments in the request line. A redirect cannot change those that nginx adds when it rewrites the
+/// address: the client would be redirected endlessly.
+std::string_view ClientArguments(ngx_http_request_t* r) {
+  const std::string_view address = ViewOf(r->unparsed_uri);
+  const std::size_t mark = address.find('?');
+  return mark == std::string_view::npos ? "" : address.substr(mark + 1);
+}
+
 }  // namespace
 
 FilmRequest::FilmRequest(ngx_http_request_t* r, Engine& engine, ngx_thread_pool_t* pool, const Address& address)
@@ -95,8 +103,8 @@ ngx_int_t FilmRequest::Answer(const Part& part) {
     return SendReason(m_request, NGX_HTTP_RANGE_NOT_SATISFIABLE, "The end is not behind the start.");
   }
   if (LocationOf(m_request).redirects != 0 && m_address.start) {
-    const std::string arguments = WithStart(ViewOf(m_request->args), part.start);
-    if (arguments != ViewOf(m_request->args)) return Redirect(part);
+    const std::string arguments = WithStart(ClientArguments(m_request), part.start);
+    if (arguments != ClientArguments(m_request)) return Redirect(part, arguments);
   }
   return StartFilm(part);
 }
@@ -112,8 +120,7 @@ ngx_int_t FilmRequest::AnswerInfo(const Part& part) {
   return SendText(m_request, NGX_HTTP_OK, "application/json", FilmInfo(part, *m_playback));
 }
 
-ngx_int_t FilmRequest::Redirect(const Part& part) {
-  const std::string arguments = WithStart(ViewOf(m_request->args), part.start);
+ngx_int_t FilmRequest::Redirect(const Part& part, const std::string& arguments) {
   const std::string target = LastSegment(m_request) + (arguments.empty() ? "" : "?" + arguments);
   if (!AddHeader(m_request, "Location", target) || !AddStartHeader(part)) return NGX_HTTP_INTERNAL_SERVER_ERROR;
   return SendReason(m_request, NGX_HTTP_MOVED_TEMPORARILY, "The film is continued at a key frame.");

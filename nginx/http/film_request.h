@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -40,7 +41,8 @@ class FilmRequest {
   ngx_int_t Answer(const Part& part);
   ngx_int_t AnswerInfo(const Part& part);
   ngx_int_t StartFilm(const Part& part);
-  ngx_int_t Redirect(const Part& part);
+  /// arguments: those of the new address.
+  ngx_int_t Redirect(const Part& part, const std::string& arguments);
   bool AddValidators();
   bool AddStartHeader(const Part& part);
   ngx_int_t SendBatches();

@@ -22,6 +22,7 @@ http {{
   send_timeout {timeout}s; client_header_timeout {timeout}s;
   server {{
     listen 127.0.0.1:{http};
+    rewrite ^/vod/from/(.*)/(.*)$ /vod/$2?start=$1;
     location /origin/ {{ alias {folder}/films/; qbflv; sendfile on; access_log {folder}/origin.log addresses; }}
     location /vod/ {{ alias {folder}/films/; qbflv; sendfile on; }}
     location /slow/ {{ alias {folder}/films/; qbflv; sendfile on; limit_rate 100k; }}

@@ -95,7 +95,10 @@ class ServerTest(ServerCase):
             ("tour.flv?start=5.5", 302, "./tour.flv?start=4"), ("tour.flv?x=1&start=0%3A05.5&end=7", 302,
                                                                 "./tour.flv?start=4&x=1&end=7"),
             ("a%20b%25+%26.flv?start=5.5", 302, "./a%20b%25+%26.flv?start=4"), ("tour.flv?start=0", 302, "./tour.flv"),
-            ("tour.flv?start=4.0", 302, "./tour.flv?start=4"), ("tour.flv?start=11", 416, "This film ends at 10.105 s."),
+            ("tour.flv?start=4.0", 302, "./tour.flv?start=4"),
+            # The server rewrites these to start=5.5 and start=5.5&start=4.
+            ("from/5.5/tour.flv", 302, "./tour.flv?start=4"), ("from/5.5/tour.flv?start=4", 200, None),
+            ("tour.flv?start=11", 416, "This film ends at 10.105 s."),
             ("tour.flv?start=4&end=3", 416, "The end is not behind the start."),
             ("tour.flv?start=soon", 400, "A time is written as 61.5 or 1:01.5."),
             ("tour.flv?start=-1", 400, "A time is written as 61.5 or 1:01.5."),
