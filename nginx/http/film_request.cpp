@@ -96,11 +96,11 @@ ngx_int_t FilmRequest::Answer(const Part& part) {
   }
   if (part.state == State::kPastEnd) {
     return SendReason(m_request, NGX_HTTP_RANGE_NOT_SATISFIABLE,
-                      "This film ends at " + SecondsText(part.FilmDuration()) + " s.");
+                      "The last frame of this film is at " + SecondsText(part.film->LatestTime()) + " s.");
   }
   if (m_address.wantsInfo) return AnswerInfo(part);
   if (m_address.end && *m_address.end <= part.start) {
-    return SendReason(m_request, NGX_HTTP_RANGE_NOT_SATISFIABLE, "The end is not behind the start.");
+    return SendReason(m_request, NGX_HTTP_RANGE_NOT_SATISFIABLE, "The end is not after the start.");
   }
   if (LocationOf(m_request).redirects != 0 && m_address.start) {
     const std::string arguments = WithStart(ClientArguments(m_request), part.start);

@@ -98,8 +98,8 @@ class ServerTest(ServerCase):
             ("tour.flv?start=4.0", 302, "./tour.flv?start=4"),
             # The server rewrites these to start=5.5 and start=5.5&start=4.
             ("from/5.5/tour.flv", 302, "./tour.flv?start=4"), ("from/5.5/tour.flv?start=4", 200, None),
-            ("tour.flv?start=11", 416, "This film ends at 10.105 s."),
-            ("tour.flv?start=4&end=3", 416, "The end is not behind the start."),
+            ("tour.flv?start=11", 416, "The last frame of this film is at 10.065 s."),
+            ("tour.flv?start=4&end=3", 416, "The end is not after the start."),
             ("tour.flv?start=soon", 400, "A time is written as 61.5 or 1:01.5."),
             ("tour.flv?start=-1", 400, "A time is written as 61.5 or 1:01.5."),
             ("none.flv", 404, "There is no such film."), ("text.flv", 415, "This is not an FLV file."),
