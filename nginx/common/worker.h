@@ -23,8 +23,8 @@ struct WorkerOptions {
 void* CreateOptions(ngx_conf_t* cf);
 /// Sets the defaults of options that the configuration does not contain, and checks the values.
 char* CompleteOptions(ngx_conf_t* cf, void* unset);
-/// Returns false, and logs the reason, if the plug-in is used and its file cannot be read. A module that knows only after
-/// CompleteOptions whether the plug-in is used must call this function then.
+/// Returns false, and logs the reason, if the plug-in is used and its file cannot be read. A module that knows only
+/// after CompleteOptions whether the plug-in is used must call this function then.
 bool HasPlugin(ngx_conf_t* cf, const WorkerOptions& options);
 
 /// Creates the engine when a worker starts. If the plug-in cannot be loaded, logs the reason and creates none.

@@ -1,4 +1,4 @@
-// An HTTP request for a film.
+// The response to an HTTP request for a film.
 #pragma once
 
 #include <memory>
@@ -14,9 +14,6 @@
 #include "nginx/playback/playback.h"
 
 namespace qbflv::server {
-
-/// Handles the requests of a location with "qbflv".
-ngx_int_t HandleFilmRequest(ngx_http_request_t* r);
 
 /// The state of one request. The request's pool owns it.
 class FilmRequest {

@@ -3,7 +3,7 @@
 
 #include "nginx/common/text.h"
 #include "nginx/common/worker.h"
-#include "nginx/http/film_request.h"
+#include "nginx/http/film_handler.h"
 
 extern "C" {
 // nginx finds the module by these names.
@@ -70,6 +70,11 @@ char g_name[] = "ngx_http_qbflv_module";
 const HttpLocation& LocationOf(ngx_http_request_t* r) {
   void* const location = ngx_http_get_module_loc_conf(r, ngx_http_qbflv_module);
   return *static_cast<HttpLocation*>(location);
+}
+
+ngx_http_core_loc_conf_t& CoreLocationOf(ngx_http_request_t* r) {
+  void* const location = ngx_http_get_module_loc_conf(r, ngx_http_core_module);
+  return *static_cast<ngx_http_core_loc_conf_t*>(location);
 }
 
 }  // namespace qbflv::server

@@ -14,5 +14,7 @@ struct HttpLocation {
 };
 
 const HttpLocation& LocationOf(ngx_http_request_t* r);
+/// Returns nginx's own configuration of the location.
+ngx_http_core_loc_conf_t& CoreLocationOf(ngx_http_request_t* r);
 
 }  // namespace qbflv::server
