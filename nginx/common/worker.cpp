@@ -47,7 +47,7 @@ char* CompleteOptions(ngx_conf_t* cf, void* unset) {
 
 bool HasPlugin(ngx_conf_t* cf, const WorkerOptions& options) {
   if (options.isUsed == 0 || access(reinterpret_cast<const char*>(options.plugin.data), R_OK) == 0) return true;
-  ngx_conf_log_error(NGX_LOG_EMERG, cf, ngx_errno, "\"qbflv_plugin\": cannot read \"%V\"", &options.plugin);
+  ngx_conf_log_error(NGX_LOG_EMERG, cf, ngx_errno, R"("qbflv_plugin": cannot read "%V")", &options.plugin);
   return false;
 }
 
