@@ -13,13 +13,14 @@ std::shared_ptr<const ViewLayout> MakeLayout(const ByteSource& source, const Vie
   return std::make_shared<ViewLayout>(std::move(facts), options);
 }
 
-std::shared_ptr<const ViewLayout> ViewCache::Get(const FileSource& file, const ViewOptions& options) {
+std::shared_ptr<const ViewLayout> ViewCache::Get(const FileSource& file, const ViewOptions& options,
+                                                 const ScanOptions& scan) {
   FileIdentity identity;
   FileKind kind{};
   const bool isKnown = file.GetIdentity(identity, kind) && kind == FileKind::kRegular;
-  if (!isKnown) return MakeLayout(file, options);
+  if (!isKnown) return MakeLayout(file, options, scan);
   if (auto layout = Find(identity, options)) return layout;
-  auto layout = MakeLayout(file, options);
+  auto layout = MakeLayout(file, options, scan);
   // Do not cache the layout if reading failed or the file was modified during the pass.
   FileIdentity after;
   const bool isSteady = layout && !layout->Facts().readFailed && file.GetIdentity(after, kind) && after == identity;

@@ -111,9 +111,13 @@ std::optional<Part> FindPart(const flv::FileSource& file, flv::ViewCache& layout
   return MakePart(std::move(film), place, largestSize);
 }
 
-Part LoadPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time, std::uint64_t largestSize) {
+Part LoadPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time, std::uint64_t largestSize,
+              const std::function<bool()>& isWanted) {
   Part part;
-  auto film = layouts.Get(file, FilmOptions());
+  if (!isWanted()) return part;
+  const flv::ScanOptions scan{.onProgress = [&](std::uint64_t, std::uint64_t) { return isWanted(); }};
+  auto film = layouts.Get(file, FilmOptions(), scan);
+  if (!isWanted()) return part;
   if (!film) {
     std::array<std::uint8_t, 1> probe;
     part.state = file.ReadAt(0, probe) < 0 ? Part::State::kUnreadable : Part::State::kNotFlv;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -15,6 +16,7 @@ namespace qbflv::server {
 // Times are in ms. The first frame of the film has the time 0, and jumps of the timestamps are removed.
 
 struct Part {
+  /// kUnreadable: reading failed or was cancelled.
   enum class State { kPlayable, kUnreadable, kNotFlv, kNoMedia, kPastEnd };
 
   State state = State::kUnreadable;
@@ -36,8 +38,9 @@ std::optional<Part> FindPart(const flv::FileSource& file, flv::ViewCache& layout
                              std::uint64_t largestSize);
 
 /// Like FindPart, but reads the file if necessary. In a film without key frames the part begins at the last frame at or
-/// before the time.
-Part LoadPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time, std::uint64_t largestSize);
+/// before the time. isWanted: called at times during the pass, which is cancelled when it returns false.
+Part LoadPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_t time, std::uint64_t largestSize,
+              const std::function<bool()>& isWanted);
 
 /// Replaces the layout by one that begins where it ends. time: time of the last frame. Returns false at the end of the
 /// film.

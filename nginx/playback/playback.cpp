@@ -83,9 +83,9 @@ void Playback::Seek(std::uint32_t time) {
     return;
   }
   const auto result = std::make_shared<Part>();
-  const auto work = [file = m_source, &engine = m_engine, time, result] {
+  const auto work = [file = m_source, &engine = m_engine, time, result, seek = std::weak_ptr(m_seek)] {
     try {
-      *result = LoadPart(*file, engine.layouts, time, engine.largestPart);
+      *result = LoadPart(*file, engine.layouts, time, engine.largestPart, [&] { return !seek.expired(); });
     } catch (...) {
       *result = {};
     }
