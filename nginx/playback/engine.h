@@ -9,6 +9,7 @@
 #include "host/context.h"
 #include "host/plugin_library.h"
 #include "nginx/playback/film_bytes.h"
+#include "nginx/playback/film_passes.h"
 
 namespace qbflv::server {
 
@@ -21,8 +22,9 @@ struct Engine {
   host::PluginLibrary library;
   ComPtr<host::Context> context;
   flv::ViewCache layouts;
-  /// Used by the worker's thread only.
+  // Used by the worker's thread only.
   FilmLibrary films;
+  FilmPasses passes;
   /// Maximum size of the view that one object of the plug-in reads. The plug-in has 32-bit offsets.
   std::uint64_t largestPart = flv::ViewOptions().largestSize;
 };

@@ -75,31 +75,63 @@ Playback::Playback(Engine& engine, TaskRunner& tasks, std::shared_ptr<const flv:
 Playback::~Playback() { Close(); }
 
 void Playback::Seek(std::uint32_t time) {
+  // Keep a pass that is running for the previous Seek.
+  const std::shared_ptr<FilmPass> previous = m_pass;
   Close();
   m_seek = std::make_shared<int>();
   m_state = State::kLoading;
-  if (auto part = FindPart(*m_source, m_engine.layouts, time, m_engine.largestPart)) {
-    TakePart(std::move(*part));
+  if (FindKnownPart(time)) return;
+  m_pass = m_engine.passes.Find(*m_source);
+  if (!m_pass) {
+    Load(time, m_engine.passes.Begin(*m_source));
     return;
   }
+  m_pass->waiters.emplace_back([this, seek = std::weak_ptr(m_seek), time] {
+    if (seek.expired()) return;
+    // Do not wait again for a film that the cache does not keep: its viewers would do their passes one by one.
+    FinishTask([&] {
+      if (!FindKnownPart(time)) Load(time, std::make_shared<FilmPass>());
+    });
+  });
+}
+
+bool Playback::FindKnownPart(std::uint32_t time) {
+  auto part = FindPart(*m_source, m_engine.layouts, time, m_engine.largestPart);
+  if (part) TakePart(std::move(*part));
+  return part.has_value();
+}
+
+void Playback::Load(std::uint32_t time, std::shared_ptr<FilmPass> pass) {
+  m_pass = std::move(pass);
   const auto result = std::make_shared<Part>();
-  const auto work = [file = m_source, &engine = m_engine, time, result, seek = std::weak_ptr(m_seek)] {
+  const auto work = [file = m_source, &engine = m_engine, time, result, pass = std::weak_ptr(m_pass)] {
     try {
-      *result = LoadPart(*file, engine.layouts, time, engine.largestPart, [&] { return !seek.expired(); });
+      *result = LoadPart(*file, engine.layouts, time, engine.largestPart, [&] { return !pass.expired(); });
     } catch (...) {
       *result = {};
     }
   };
-  const bool isQueued = m_tasks.Run(work, [this, seek = std::weak_ptr(m_seek), result] {
-    if (seek.expired()) return;
-    try {
-      TakePart(std::move(*result));
-    } catch (...) {
-      m_state = State::kFailed;
-    }
-    OnProgress();
-  });
-  if (!isQueued) m_state = State::kFailed;
+  const auto done = [this, &engine = m_engine, seek = std::weak_ptr(m_seek), result, pass = std::weak_ptr(m_pass)] {
+    const std::shared_ptr<FilmPass> ended = pass.lock();
+    if (!seek.expired()) FinishTask([&] { TakePart(std::move(*result)); });
+    if (ended) engine.passes.End(ended);
+  };
+  if (!m_tasks.Run(work, done)) {
+    m_pass = nullptr;
+    m_state = State::kFailed;
+  }
+}
+
+/// Takes the next step after a task. Completions must not throw.
+template <typename Step>
+void Playback::FinishTask(Step step) {
+  m_pass = nullptr;
+  try {
+    step();
+  } catch (...) {
+    m_state = State::kFailed;
+  }
+  OnProgress();
 }
 
 void Playback::TakePart(Part part) {
@@ -133,6 +165,7 @@ void Playback::Open() {
 
 void Playback::Close() {
   m_seek = nullptr;
+  m_pass = nullptr;
   if (m_sink) m_sink->Disconnect();
   if (m_file) m_file->SetListener(nullptr);
   if (m_format) m_format->Close();

@@ -11,6 +11,7 @@
 #include "flv/format.h"
 #include "host/property_list.h"
 #include "nginx/playback/engine.h"
+#include "nginx/playback/film_passes.h"
 #include "nginx/playback/part.h"
 #include "nginx/playback/stream_file.h"
 #include "nginx/playback/task_runner.h"
@@ -69,6 +70,10 @@ class Playback {
     bool isDone = false;
   };
 
+  bool FindKnownPart(std::uint32_t time);
+  void Load(std::uint32_t time, std::shared_ptr<FilmPass> pass);
+  template <typename Step>
+  void FinishTask(Step step);
   void TakePart(Part part);
   void Open();
   void Close();
@@ -90,6 +95,8 @@ class Playback {
   /// Identifies the current Seek. A task keeps a weak pointer to it, which expires when another Seek supersedes the
   /// task or this object is destroyed.
   std::shared_ptr<int> m_seek;
+  /// The pass that this viewer waits for; otherwise null.
+  std::shared_ptr<FilmPass> m_pass;
   Part m_part;
   std::shared_ptr<FilmBytes> m_film;
   /// True if the caller waits for onReady.

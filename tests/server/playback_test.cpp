@@ -22,11 +22,13 @@ using server::Playback;
 /// Runs tasks only when the test says so.
 struct LateTasks final : server::TaskRunner {
   bool Run(std::function<void()> work, std::function<void()> done) override {
+    ++count;
     loop.Post([work = std::move(work), done = std::move(done)] { work(), done(); });
     return true;
   }
 
   host::EventLoop loop;
+  int count = 0;
 };
 
 /// Type, time and size.
@@ -38,9 +40,26 @@ class Server {
   explicit Server(std::size_t readAhead = 4096) : m_engine(QBFLV_PLUGIN_PATH, 1 << 20, readAhead) {}
 
   void LimitParts(std::uint64_t bytes) { m_engine.largestPart = bytes; }
+  bool HasLayouts() const { return m_engine.layouts.MemoryUse() > 0; }
+  int TaskCount() const { return m_tasks.count; }
+  void RunTasks() {
+    while (m_tasks.loop.RunOne()) {
+    }
+  }
 
   std::unique_ptr<Playback> Open(const std::filesystem::path& path) {
     return std::make_unique<Playback>(m_engine, m_tasks, flv::FileSource::Open(path), [this] { ++m_wakes; });
+  }
+
+  /// Opens a film for each of the times, without waiting for it.
+  std::vector<std::unique_ptr<Playback>> OpenAt(const std::filesystem::path& path,
+                                                std::initializer_list<std::uint32_t> times) {
+    std::vector<std::unique_ptr<Playback>> viewers;
+    for (const std::uint32_t time : times) {
+      viewers.push_back(Open(path));
+      viewers.back()->Seek(time);
+    }
+    return viewers;
   }
 
   /// Gets the next tag. Like an event loop, runs tasks until onReady is called.
@@ -127,6 +146,28 @@ TEST_F(PlaybackTest, FileThatShrinks_EndsAsFailure) {
     const auto next = server.Open(path);
     next->Seek(0);
     EXPECT_EQ(server.Rest(*next, frames), Playback::Result::kEnd);
+  }
+}
+
+TEST_F(PlaybackTest, ViewersThatWaitForAFilm_ShareThePassUntilTheLastHasLeft) {
+  const auto path = Write(VideoOnly());
+  for (const std::size_t left : {3, 1}) {
+    SCOPED_TRACE(left);
+    const int tasks = m_server.TaskCount();
+    auto viewers = m_server.OpenAt(path, {0, 2000, 4000});
+    viewers.back()->Seek(8000);
+    viewers.erase(viewers.begin(), viewers.begin() + static_cast<std::ptrdiff_t>(left));
+    m_server.RunTasks();
+    EXPECT_EQ(m_server.TaskCount() - tasks, 1);
+    EXPECT_EQ(m_server.HasLayouts(), !viewers.empty());
+    for (const auto& viewer : viewers) EXPECT_EQ(viewer->GetPart()->start, viewer == viewers.back() ? 8000U : 2000U);
+  }
+  // The result of a pass that the cache does not keep is not shared.
+  const auto viewers = m_server.OpenAt(Write({'t', 'e', 'x', 't'}), {0, 0, 0});
+  m_server.RunTasks();
+  for (const auto& viewer : viewers) {
+    ASSERT_NE(viewer->GetPart(), nullptr);
+    EXPECT_EQ(viewer->GetPart()->state, server::Part::State::kNotFlv);
   }
 }
 
