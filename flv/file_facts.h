@@ -129,6 +129,8 @@ struct FileFacts {
   bool isFlv = false;
   /// Whether a read failed. The facts then describe the part of the file before it.
   bool readFailed = false;
+  /// Whether the pass ended at ScanOptions::mostBytes. The facts then describe the part of the file before it.
+  bool isTooComplex = false;
   std::uint64_t fileSize = 0;
   std::vector<std::uint8_t> firstBytes;
   /// Fields of the file header.
@@ -155,6 +157,8 @@ struct FileFacts {
   std::uint32_t latestTime = 0;
   std::uint32_t latestContinuedTime = 0;
 
+  /// Returns true if the pass reached the end of the file.
+  bool IsWhole() const { return !readFailed && !isTooComplex; }
   std::uint32_t TagCount() const { return static_cast<std::uint32_t>(tagOffsets.size()); }
   /// Returns the run that contains a tag. REQUIRES: tag < TagCount().
   const Run& RunOf(std::uint32_t tag) const;

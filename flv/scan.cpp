@@ -9,6 +9,7 @@
 #include "flv/format.h"
 #include "flv/tag_walker.h"
 #include "flv/timeline.h"
+#include "flv/view_layout.h"
 
 namespace qbflv::flv {
 
@@ -89,8 +90,9 @@ class Scanner {
     m_facts->flags = m_walker.Flags();
     ReadFirstBytes();
     Tag tag;
-    while (m_facts->isFlv && m_walker.Next(tag)) {
-      if (!Take(tag)) return nullptr;
+    while (m_facts->isFlv && !m_facts->isTooComplex && m_walker.Next(tag)) {
+      Take(tag);
+      if (tag.offset >= m_nextProgress && !ContinuesAt(tag.offset)) return nullptr;
     }
     m_facts->readFailed = m_facts->readFailed || m_walker.HasFailed();
     Finish();
@@ -107,7 +109,22 @@ class Scanner {
   }
 
   /// Returns false if onProgress cancelled the pass.
-  bool Take(const Tag& tag) {
+  bool ContinuesAt(std::uint64_t offset) {
+    m_nextProgress = offset + kProgressStep;
+    m_facts->isTooComplex = TableSize() > m_options.mostBytes;
+    return !m_options.onProgress || m_options.onProgress(offset, m_facts->fileSize);
+  }
+
+  /// Returns the size of the tables that grow with the file, and of the pieces of a layout: at most one for each run
+  /// and each continuation.
+  std::size_t TableSize() const {
+    const FileFacts& facts = *m_facts;
+    return facts.tagOffsets.size() * sizeof(std::uint32_t) + facts.keyPositions.size() * sizeof(KeyPosition) +
+           facts.runs.size() * (sizeof(Run) + sizeof(ViewLayout::Piece)) +
+           facts.continuations.size() * (sizeof(Continuation) + sizeof(ViewLayout::Piece));
+  }
+
+  void Take(const Tag& tag) {
     switch (tag.header.type) {
       case static_cast<std::uint8_t>(TagType::kAudio):
       case static_cast<std::uint8_t>(TagType::kVideo):
@@ -126,9 +143,6 @@ class Scanner {
         const bool isEncrypted = (tag.header.type & kFilterBit) != 0;
         Report(isEncrypted ? DamageKind::kEncryptedTag : DamageKind::kUnknownTag, tag, tag.header.type);
     }
-    if (!m_options.onProgress || tag.offset < m_nextProgress) return true;
-    m_nextProgress = tag.offset + kProgressStep;
-    return m_options.onProgress(tag.offset, m_facts->fileSize);
   }
 
   void TakeMedia(const Tag& tag) {
@@ -300,6 +314,7 @@ class Scanner {
     m_facts->runs.shrink_to_fit();
     m_facts->tagOffsets.shrink_to_fit();
     m_facts->keyPositions.shrink_to_fit();
+    m_facts->continuations.shrink_to_fit();
   }
 
   void Report(DamageKind kind, const Tag& tag, std::uint64_t amount) {

@@ -6,6 +6,13 @@
 
 namespace qbflv::flv {
 
+namespace {
+
+/// Size in bytes up to which layouts are made even if the cache is smaller: that of about 16 hours of film.
+constexpr std::size_t kLeastLimit = 16 * 1024 * 1024;
+
+}  // namespace
+
 std::shared_ptr<const ViewLayout> MakeLayout(const ByteSource& source, const ViewOptions& options,
                                              const ScanOptions& scan) {
   std::shared_ptr<const FileFacts> facts = ScanFile(source, scan);
@@ -13,17 +20,17 @@ std::shared_ptr<const ViewLayout> MakeLayout(const ByteSource& source, const Vie
   return std::make_shared<ViewLayout>(std::move(facts), options);
 }
 
-std::shared_ptr<const ViewLayout> ViewCache::Get(const FileSource& file, const ViewOptions& options,
-                                                 const ScanOptions& scan) {
+std::shared_ptr<const ViewLayout> ViewCache::Get(const FileSource& file, const ViewOptions& options, ScanOptions scan) {
+  scan.mostBytes = std::max(m_mostBytes, kLeastLimit);
   FileIdentity identity;
   FileKind kind{};
   const bool isKnown = file.GetIdentity(identity, kind) && kind == FileKind::kRegular;
   if (!isKnown) return MakeLayout(file, options, scan);
   if (auto layout = Find(identity, options)) return layout;
   auto layout = MakeLayout(file, options, scan);
-  // Do not cache the layout if reading failed or the file was modified during the pass.
+  // Do not cache the layout if the pass did not reach the end, or the file was modified during it.
   FileIdentity after;
-  const bool isSteady = layout && !layout->Facts().readFailed && file.GetIdentity(after, kind) && after == identity;
+  const bool isSteady = layout && layout->Facts().IsWhole() && file.GetIdentity(after, kind) && after == identity;
   if (isSteady) Keep({identity, options, layout, layout->MemoryUse()});
   return layout;
 }

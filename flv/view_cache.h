@@ -25,8 +25,9 @@ class ViewCache {
 
   /// Returns the cached layout if the file was not modified since; otherwise makes one and caches it. Null as in
   /// MakeLayout. Two threads that request the same file at the same time may both do the pass.
-  std::shared_ptr<const ViewLayout> Get(const FileSource& file, const ViewOptions& options,
-                                        const ScanOptions& scan = {});
+  /// A layout that is larger than the cache would be made for each session. Above 16 MiB the pass ends early instead,
+  /// with FileFacts::isTooComplex. scan.mostBytes: ignored.
+  std::shared_ptr<const ViewLayout> Get(const FileSource& file, const ViewOptions& options, ScanOptions scan = {});
 
   /// Returns the cached layout, or null if Get would do the pass.
   std::shared_ptr<const ViewLayout> Find(const FileSource& file, const ViewOptions& options);

@@ -80,6 +80,7 @@ ngx_int_t FilmRequest::Continue() {
 ngx_int_t FilmRequest::Answer(const Part& part) {
   using State = Part::State;
   if (part.state == State::kUnreadable) return FailRequest(m_request, 0, "the film cannot be read");
+  if (part.state == State::kTooComplex) return FailRequest(m_request, 0, "this film needs a larger qbflv_cache");
   if (part.state == State::kNotFlv) {
     return SendReason(m_request, NGX_HTTP_UNSUPPORTED_MEDIA_TYPE, "This is not an FLV file.");
   }

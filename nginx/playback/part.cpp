@@ -124,6 +124,10 @@ Part LoadPart(const flv::FileSource& file, flv::ViewCache& layouts, std::uint32_
     return part;
   }
   if (film->Facts().readFailed) return part;
+  if (film->Facts().isTooComplex) {
+    part.state = Part::State::kTooComplex;
+    return part;
+  }
   if (film->TagCount() == 0) {
     part.state = Part::State::kNoMedia;
     return part;

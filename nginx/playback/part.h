@@ -17,7 +17,8 @@ namespace qbflv::server {
 
 struct Part {
   /// kUnreadable: reading failed or was cancelled.
-  enum class State { kPlayable, kUnreadable, kNotFlv, kNoMedia, kPastEnd };
+  /// kTooComplex: the layout would be too large for the cache.
+  enum class State { kPlayable, kUnreadable, kNotFlv, kTooComplex, kNoMedia, kPastEnd };
 
   State state = State::kUnreadable;
   /// The layout of the whole film; null unless state is kPlayable or kPastEnd.

@@ -155,6 +155,7 @@ ngx_int_t FilmPlayer::SendMetadata() {
   const Part* const part = m_playback.GetPart();
   if (part == nullptr) return kLongWait;
   if (part->state == Part::State::kPastEnd) return NGX_DONE;
+  if (part->state == Part::State::kTooComplex) return Fail("this film needs a larger qbflv_cache");
   if (part->state != Part::State::kPlayable || !m_playback.Film()) return Fail("this film cannot be played");
   m_base = m_isFirstPart ? part->start : 0;
   const std::vector<std::uint8_t> metadata = MakePartMetadata(*part, part->FilmDuration());

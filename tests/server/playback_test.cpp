@@ -171,6 +171,15 @@ TEST_F(PlaybackTest, ViewersThatWaitForAFilm_ShareThePassUntilTheLastHasLeft) {
   }
 }
 
+TEST_F(PlaybackTest, FilmWithAJumpAtEachTag_IsTooComplex) {
+  FlvBuilder file(kVideo);
+  for (std::uint32_t frame = 0; frame < 300'000; ++frame) file.Tag(9, frame % 2 * 20'000, {0x12});
+  const auto playback = m_server.Open(Write(file.File()));
+  playback->Seek(0);
+  m_server.RunTasks();
+  EXPECT_EQ(playback->GetPart()->state, server::Part::State::kTooComplex);
+}
+
 /// Late completions must not access destroyed objects.
 TEST_F(PlaybackTest, SeekOrEndDuringARead_IsSafe) {
   const auto path = Write(VideoOnly());
