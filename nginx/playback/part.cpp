@@ -9,6 +9,7 @@
 
 #include "flv/amf.h"
 #include "flv/format.h"
+#include "flv/timeline.h"
 
 namespace qbflv::server {
 
@@ -33,18 +34,23 @@ std::uint32_t TimeOf(const flv::ViewLayout& film, std::uint32_t tag, std::uint32
   return film.TimeIn(film.PieceOf(tag), fileTime);
 }
 
+/// Finds the last key frame at or before a time.
 Place FindKeyFrame(const flv::ViewLayout& film, std::uint32_t time) {
-  Place found;
-  for (const flv::KeyPosition& key : film.Facts().keyPositions) {
-    if (!key.isKeyFrame) continue;
-    const std::uint32_t keyTime = TimeOf(film, key.tag, key.time);
-    if (keyTime <= time) found = {key.tag, keyTime};
+  const std::vector<flv::KeyPosition>& keys = film.Facts().keyPositions;
+  const auto timeOf = [&](const flv::KeyPosition& key) { return TimeOf(film, key.tag, key.time); };
+  // Times step back by at most this much, so all key positions from here on are later than the time.
+  const std::uint64_t latest = std::uint64_t{time} + flv::Timeline::kMaxStepBack;
+  auto key = std::ranges::partition_point(
+      keys, [&](std::uint64_t keyTime) { return keyTime <= latest; }, timeOf);
+  while (key != keys.begin()) {
+    --key;
+    if (key->isKeyFrame && timeOf(*key) <= time) return {key->tag, timeOf(*key)};
   }
-  return found;
+  return {};
 }
 
-/// Finds the last frame at or before a time by binary search, because times ascend. Returns an empty value if reading
-/// the file fails.
+/// Finds a frame at or before a time by binary search. It is the last such frame if times ascend; otherwise a few later
+/// frames may be at or before the time, too. Returns an empty value if reading the file fails.
 std::optional<Place> FindFrame(const flv::FileSource& file, const flv::ViewLayout& film, std::uint32_t time) {
   Place found;
   std::uint32_t low = 0;

@@ -106,7 +106,8 @@ class TroubleTest(ServerCase):
         time.sleep(1)
         with client.makefile("rb") as response:
             body = response.read().partition(b"\r\n\r\n")[2]
-        expected = [tag.time / 1000 for tag in self.more["key-frames.flv"][1]]
+        # At most 4096 of 20,000 key frames.
+        expected = [tag.time / 1000 for tag in self.more["key-frames.flv"][1]][::5]
         self.assertEqual(json.loads(body)["key_frames"], expected)
 
     def test_large_frames_do_not_fill_memory(self):
