@@ -147,11 +147,19 @@ bool MappedFile::Load(std::size_t offset, std::size_t size) const {
   const std::size_t end = offset + std::min(size, m_bytes.size() - offset);
   auto* const memory = const_cast<std::uint8_t*>(m_bytes.data()) + begin;
   while (madvise(memory, end - begin, MADV_POPULATE_READ) != 0) {
-    // Kernels before 5.14 cannot load in advance. They read the bytes when they are touched.
-    if (errno == EINVAL) return true;
+    // Kernels before 5.14 do not have this advice.
+    if (errno == EINVAL) return TouchPages(begin, end);
     if (errno != EINTR && errno != EAGAIN) return false;
   }
   return true;
+}
+
+/// Reads a byte of each page. Returns false at the first page that the file has lost.
+bool MappedFile::TouchPages(std::size_t begin, std::size_t end) const {
+  const volatile std::uint8_t* const bytes = m_bytes.data();
+  for (std::size_t page = begin; page < end && !HasLostBytes(); page += PageSize()) static_cast<void>(bytes[page]);
+  if (HasLostBytes()) errno = EFAULT;
+  return !HasLostBytes();
 }
 
 bool MappedFile::HasLostBytes() const { return m_guard.hasLostBytes; }

@@ -33,6 +33,8 @@ class MappedFile {
  private:
   MappedFile(std::span<const std::uint8_t> bytes, Guard& guard) : m_bytes(bytes), m_guard(guard) {}
 
+  bool TouchPages(std::size_t begin, std::size_t end) const;
+
   const std::span<const std::uint8_t> m_bytes;
   Guard& m_guard;
 };
