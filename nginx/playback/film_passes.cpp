@@ -17,7 +17,7 @@ std::shared_ptr<FilmPass> FilmPasses::Find(const flv::FileSource& file) const {
 }
 
 std::shared_ptr<FilmPass> FilmPasses::Begin(const flv::FileSource& file) {
-  const auto pass = std::make_shared<FilmPass>();
+  auto pass = std::make_shared<FilmPass>();
   flv::FileKind kind{};
   std::erase_if(m_passes, [](const std::weak_ptr<FilmPass>& running) { return running.expired(); });
   if (file.GetIdentity(pass->file, kind)) m_passes.push_back(pass);
