@@ -38,7 +38,8 @@ std::uint32_t TimeOf(const flv::ViewLayout& film, std::uint32_t tag, std::uint32
 Place FindKeyFrame(const flv::ViewLayout& film, std::uint32_t time) {
   const std::vector<flv::KeyPosition>& keys = film.Facts().keyPositions;
   const auto timeOf = [&](const flv::KeyPosition& key) { return TimeOf(film, key.tag, key.time); };
-  // Times step back by at most this much, so all key positions from here on are later than the time.
+  // A step back is at most this large, so all key positions from here on are later than the time. In a file that steps
+  // back again and again, the result may be an earlier key frame.
   const std::uint64_t latest = std::uint64_t{time} + flv::Timeline::kMaxStepBack;
   auto key = std::ranges::partition_point(
       keys, [&](std::uint64_t keyTime) { return keyTime <= latest; }, timeOf);
