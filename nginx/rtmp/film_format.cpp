@@ -148,7 +148,7 @@ ngx_int_t Play(ngx_rtmp_session_t* s, ngx_rtmp_play_t* play) {
     });
     return kept == NGX_OK ? g_nextPlay(s, play) : kept;
   }
-  ngx_log_error(NGX_LOG_WARN, s->connection->log, 0, "qbflv: a film outside of the folder was asked for");
+  ngx_log_error(NGX_LOG_WARN, s->connection->log, 0, "qbflv: the name of the film leaves the folder");
   char code[] = "NetStream.Play.StreamNotFound";
   char level[] = "error";
   char reason[] = "There is no such film.";

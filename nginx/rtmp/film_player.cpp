@@ -47,12 +47,6 @@ void CancelSending(ngx_rtmp_session_t* s) {
 
 bool IsQueueEmpty(const ngx_rtmp_session_t* s) { return s->out_pos == s->out_last; }
 
-std::size_t BytesOf(const ngx_chain_t* chain) {
-  std::size_t bytes = 0;
-  for (; chain != nullptr; chain = chain->next) bytes += static_cast<std::size_t>(ngx_buf_size(chain->buf));
-  return bytes;
-}
-
 /// Removes const for ngx_rtmp_send_status, which does not modify its arguments.
 char* Text(const char* text) { return const_cast<char*>(text); }
 
@@ -191,6 +185,7 @@ ngx_int_t FilmPlayer::SendMessage(ngx_rtmp_header_t& header, ngx_rtmp_header_t* 
   ngx_chain_t chain{&buffer, nullptr};
   m_kept = ngx_rtmp_append_shared_bufs(ServerOf(m_session), nullptr, &chain);
   if (m_kept == nullptr) return Fail("out of memory");
+  m_keptBytes = bytes.size();
   if (m_playback.Film()->HasLostBytes()) return Fail("the film cannot be read to its end");
   ngx_rtmp_prepare_message(m_session, &header, last, m_kept);
   return SendKept() && !HasManyBytes() ? NGX_OK : NGX_AGAIN;
@@ -201,7 +196,7 @@ bool FilmPlayer::SendKept() {
   if (m_kept == nullptr) return true;
   if (IsQueueEmpty(m_session)) m_queuedBytes = 0;
   if (ngx_rtmp_send_message(m_session, m_kept, kMediaPriority) == NGX_AGAIN) return false;
-  m_queuedBytes += BytesOf(m_kept);
+  m_queuedBytes += m_keptBytes;
   DiscardKept();
   return true;
 }

@@ -49,8 +49,9 @@ class FilmPlayer {
   PoolTasks m_tasks;
   Playback m_playback;
   std::size_t& m_queuedBytes;
-  /// A message that did not fit into the queue.
+  /// A message that did not fit into the queue, and the size of its body.
   ngx_chain_t* m_kept = nullptr;
+  std::size_t m_keptBytes = 0;
   /// A tag that is not due yet.
   std::optional<MediaTag> m_early;
   /// The headers of the last audio and video message. The timestamps of the next messages are relative to them.
