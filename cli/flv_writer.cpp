@@ -76,9 +76,7 @@ void FlvWriter::Commit() {
 }
 
 std::vector<std::uint8_t> FlvWriter::MakeHead(const flv::MetadataValues& values) const {
-  const std::vector<std::uint8_t> metadata = flv::MakeMetadata(m_facts, values);
-  const int flags = (values.hasAudio ? flv::kAnnouncesAudio : 0) | (values.hasVideo ? flv::kAnnouncesVideo : 0);
-  return flv::MakeFileStart(static_cast<std::uint8_t>(flags), metadata);
+  return flv::MakeFileStart(values.hasAudio, values.hasVideo, flv::MakeMetadata(m_facts, values));
 }
 
 /// Returns key positions relative to the first tag.

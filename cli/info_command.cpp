@@ -6,6 +6,7 @@
 
 #include "cli/output.h"
 #include "host/buffer.h"
+#include "host/property_json.h"
 #include "host/session.h"
 #include "host/status_text.h"
 
@@ -16,37 +17,13 @@ namespace {
 /// Preserves the order of the properties.
 using Json = nlohmann::ordered_json;
 
-std::string Hex(IQBBuffer* buffer) {
-  std::string hex;
-  for (const std::uint8_t byte : host::BufferBytes(buffer)) hex += fmt::format("{:02x}", byte);
-  return hex;
-}
-
-Json ValueAsJson(const host::Property& property) {
-  switch (property.kind) {
-    case host::Property::Kind::kNumber:
-      return property.number;
-    case host::Property::Kind::kBytes:
-      return Hex(property.buffer.Get());
-    case host::Property::Kind::kText:
-      return host::BufferText(property.buffer.Get());
-  }
-  return nullptr;
-}
-
-Json ListAsJson(const host::PropertyList& list) {
-  Json object = Json::object();
-  for (const host::Property& property : list.Properties()) object[property.name] = ValueAsJson(property);
-  return object;
-}
-
 std::string VersionText(const host::PluginInfo& info) { return fmt::format("0x{:08x}", info.version); }
 
 Json SessionAsJson(const host::Session& session) {
   const host::PluginInfo info = session.Describe();
   Json streams = Json::array();
   for (const host::StreamHeader& header : session.StreamHeaders()) {
-    streams.push_back(header.properties ? ListAsJson(*header.properties)
+    streams.push_back(header.properties ? host::ListAsJson(header.properties.Get())
                                         : Json{{"error", host::StatusHex(header.status)}});
   }
   return {{"plugin",
@@ -57,7 +34,7 @@ Json SessionAsJson(const host::Session& session) {
             {"extensions", info.extensions},
             {"open_names", info.openNames},
             {"packet_formats", info.packetFormats}}},
-          {"file_header", ListAsJson(session.FileHeader())},
+          {"file_header", host::ListAsJson(&session.FileHeader())},
           {"streams", std::move(streams)}};
 }
 
@@ -66,7 +43,7 @@ std::string ValueAsText(const host::Property& property) {
     case host::Property::Kind::kNumber:
       return fmt::to_string(property.number);
     case host::Property::Kind::kBytes:
-      return Hex(property.buffer.Get());
+      return host::BufferHex(property.buffer.Get());
     case host::Property::Kind::kText:
       return Printable(host::BufferText(property.buffer.Get()));
   }

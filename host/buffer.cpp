@@ -1,6 +1,8 @@
 // The host's byte buffers: they own their bytes or share a block with other buffers.
 #include "host/buffer.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -48,6 +50,12 @@ std::string_view BufferText(IQBBuffer* buffer) {
   const std::span<const std::uint8_t> bytes = BufferBytes(buffer);
   const std::string_view whole(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   return whole.substr(0, whole.find('\0'));
+}
+
+std::string BufferHex(IQBBuffer* buffer) {
+  std::string hex;
+  for (const std::uint8_t byte : BufferBytes(buffer)) hex += fmt::format("{:02x}", byte);
+  return hex;
 }
 
 }  // namespace qbflv::host

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "host/com_object.h"
@@ -36,5 +37,8 @@ std::span<const std::uint8_t> BufferBytes(IQBBuffer* buffer);
 
 /// Returns the text in a buffer up to its first NUL, or all of it if there is none.
 std::string_view BufferText(IQBBuffer* buffer);
+
+/// Returns the bytes of a buffer as hexadecimal digits.
+std::string BufferHex(IQBBuffer* buffer);
 
 }  // namespace qbflv::host

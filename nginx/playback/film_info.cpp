@@ -1,11 +1,9 @@
 // The description of a film as JSON.
 #include "nginx/playback/film_info.h"
 
-#include <fmt/format.h>
-
 #include <nlohmann/json.hpp>
 
-#include "host/buffer.h"
+#include "host/property_json.h"
 
 namespace qbflv::server {
 
@@ -13,21 +11,6 @@ namespace {
 
 /// Preserves the order of the properties.
 using Json = nlohmann::ordered_json;
-
-Json ValueAsJson(const host::Property& property) {
-  if (property.kind == host::Property::Kind::kNumber) return property.number;
-  if (property.kind == host::Property::Kind::kText) return host::BufferText(property.buffer.Get());
-  std::string hex;
-  for (const std::uint8_t byte : host::BufferBytes(property.buffer.Get())) hex += fmt::format("{:02x}", byte);
-  return hex;
-}
-
-Json ListAsJson(const host::PropertyList* list) {
-  Json object = Json::object();
-  if (list == nullptr) return object;
-  for (const host::Property& property : list->Properties()) object[property.name] = ValueAsJson(property);
-  return object;
-}
 
 /// Returns the times of the key frames in s. A longer list is thinned out evenly.
 Json KeyFrameTimes(const flv::ViewLayout& film) {
@@ -46,10 +29,10 @@ Json KeyFrameTimes(const flv::ViewLayout& film) {
 
 std::string FilmInfo(const Part& part, const Playback& playback) {
   Json streams = Json::array();
-  for (const auto& header : playback.StreamHeaders()) streams.push_back(ListAsJson(header.Get()));
+  for (const auto& header : playback.StreamHeaders()) streams.push_back(host::ListAsJson(header.Get()));
   const Json info = {{"duration", part.FilmDuration() / 1000.0},
                      {"size", part.film->Facts().fileSize},
-                     {"file", ListAsJson(playback.FileHeader())},
+                     {"file", host::ListAsJson(playback.FileHeader())},
                      {"streams", std::move(streams)},
                      {"key_frames", KeyFrameTimes(*part.film)}};
   // Strings from the file may be invalid UTF-8.
