@@ -118,10 +118,11 @@ std::vector<std::uint8_t> MakeMetadata(const FileFacts& facts, const MetadataVal
   return body;
 }
 
-std::vector<std::uint8_t> MakeFileStart(std::uint8_t flags, std::span<const std::uint8_t> metadata) {
+std::vector<std::uint8_t> MakeFileStart(bool hasAudio, bool hasVideo, std::span<const std::uint8_t> metadata) {
+  const int flags = (hasAudio ? kAnnouncesAudio : 0) | (hasVideo ? kAnnouncesVideo : 0);
   const auto size = static_cast<std::uint32_t>(metadata.size());
   constexpr std::size_t kHeaders = kFileHeaderSize + kSizeFieldSize + kTagHeaderSize;
-  std::vector<std::uint8_t> start = {'F', 'L', 'V', 1, flags, 0, 0, 0, kFileHeaderSize};
+  std::vector<std::uint8_t> start = {'F', 'L', 'V', 1, static_cast<std::uint8_t>(flags), 0, 0, 0, kFileHeaderSize};
   start.reserve(kHeaders + metadata.size() + kSizeFieldSize);
   start.resize(kHeaders);
   WriteTagHeader(&start[kFileHeaderSize + kSizeFieldSize], TagType::kScript, size, 0);

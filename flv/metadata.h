@@ -29,7 +29,7 @@ struct MetadataValues {
 /// facts and values. Its size depends only on the facts, hasAudio, hasVideo and the number of key frames.
 std::vector<std::uint8_t> MakeMetadata(const FileFacts& facts, const MetadataValues& values);
 
-/// Returns the file header, the metadata tag and the previous-tag size after it.
-std::vector<std::uint8_t> MakeFileStart(std::uint8_t flags, std::span<const std::uint8_t> metadata);
+/// Returns the file header, which announces the streams, the metadata tag and the previous-tag size after it.
+std::vector<std::uint8_t> MakeFileStart(bool hasAudio, bool hasVideo, std::span<const std::uint8_t> metadata);
 
 }  // namespace qbflv::flv

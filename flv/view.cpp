@@ -70,7 +70,8 @@ bool View::IsInPiece(std::uint64_t offset) const {
   return offset >= m_layout->Head().size() && offset < m_layout->TailBegin();
 }
 
-/// Bodies are the same in a piece whose headers differ. place: in the file. 0 if it is in no body.
+/// Returns the end of the body that contains an offset of the file, or 0 if it is in no body. Bodies are unchanged,
+/// also in patched pieces.
 std::uint64_t View::EndOfBody(const Piece& piece, std::uint64_t place) const {
   const FileFacts& facts = m_layout->Facts();
   const std::uint32_t next = facts.TagAt(place + 1);

@@ -23,7 +23,8 @@ class View final : public ByteSource {
   std::uint64_t Size() const override { return m_layout->Size(); }
   SharedBytes Share(std::uint64_t offset) const override;
 
-  /// Where the byte stands in the file; in front of a piece, where the piece does. Empty for what the layout has made.
+  /// Returns the offset in the file; for the size field before a piece, the offset of the piece. Returns an empty value
+  /// for bytes that the layout made.
   std::optional<std::uint64_t> FileOffset(std::uint64_t offset) const;
 
   const ViewLayout& Layout() const { return *m_layout; }

@@ -101,9 +101,7 @@ bool ViewLayout::AddPiece(std::size_t run, std::uint32_t firstTag, std::uint32_t
 }
 
 void ViewLayout::MakeHead(bool withPlaces) {
-  const int flags =
-      (m_facts->audio.IsPresent() ? kAnnouncesAudio : 0) | (m_facts->video.IsPresent() ? kAnnouncesVideo : 0);
-  m_head = MakeFileStart(static_cast<std::uint8_t>(flags), MakeViewMetadata(withPlaces));
+  m_head = MakeFileStart(m_facts->audio.IsPresent(), m_facts->video.IsPresent(), MakeViewMetadata(withPlaces));
   // Remove the last previous-tag size: the first piece, or the tail, begins with it.
   m_head.resize(m_head.size() - kSizeFieldSize);
   m_lastTagSize = static_cast<std::uint32_t>(m_head.size()) - kFileHeaderSize - kSizeFieldSize;

@@ -128,9 +128,7 @@ ngx_int_t FilmRequest::StartFilm(const Part& part) {
   const std::uint32_t end = std::min(m_address.end.value_or(part.FilmDuration()), part.FilmDuration());
   const std::vector<std::uint8_t> metadata = MakePartMetadata(part, end - part.start);
   const flv::FileFacts& facts = part.film->Facts();
-  const int flags =
-      (facts.audio.IsPresent() ? flv::kAnnouncesAudio : 0) | (facts.video.IsPresent() ? flv::kAnnouncesVideo : 0);
-  m_fileStart = flv::MakeFileStart(static_cast<std::uint8_t>(flags), metadata);
+  m_fileStart = flv::MakeFileStart(facts.audio.IsPresent(), facts.video.IsPresent(), metadata);
   if (!AddValidators() || !AddStartHeader(part)) return NGX_HTTP_INTERNAL_SERVER_ERROR;
   r->headers_out.status = NGX_HTTP_OK;
   // The size of other parts is unknown, because frames at their edges may be omitted.
