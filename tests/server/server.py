@@ -11,6 +11,9 @@ import subprocess
 import tempfile
 import time
 
+# Debian has no /usr/sbin in the PATH of normal users.
+NGINX = shutil.which("nginx") or "/usr/sbin/nginx"
+
 CONFIGURATION = """
 load_module {modules}/ngx_http_qbflv_module.so;
 load_module /usr/lib/nginx/modules/ngx_rtmp_module.so;
@@ -93,11 +96,9 @@ class Server:
             (self.folder / "leaks").write_text("leak:ngx_alloc\nleak:ngx_memalign\nleak:libcrypto.so\n")
             environment["LSAN_OPTIONS"] = f"suppressions={self.folder}/leaks:print_suppressions=0"
         self.errors = open(self.folder / "stderr.log", "wb")
-        # Debian has no /usr/sbin in the PATH of normal users.
-        nginx = shutil.which("nginx") or "/usr/sbin/nginx"
         # setpriv makes nginx end with this process, even if this process is killed.
         self.process = subprocess.Popen(
-            ["setpriv", "--pdeathsig", "TERM", nginx, "-e", "stderr", "-c", self.folder / "nginx.conf"],
+            ["setpriv", "--pdeathsig", "TERM", NGINX, "-e", "stderr", "-c", self.folder / "nginx.conf"],
             env=environment, stderr=self.errors)
         self.wait(lambda: self.workers(), "nginx does not start")
         self.wait(self.answers, "nginx does not answer")
@@ -145,7 +146,7 @@ class Server:
         """Tests a changed configuration. Returns nginx's messages."""
         path = self.folder / "changed.conf"
         path.write_text((self.folder / "nginx.conf").read_text().replace(found, replacement))
-        return subprocess.run(["nginx", "-t", "-e", "stderr", "-c", path], env=self.environment, text=True,
+        return subprocess.run([NGINX, "-t", "-e", "stderr", "-c", path], env=self.environment, text=True,
                               stderr=subprocess.PIPE, timeout=60).stderr
 
     def log(self):
