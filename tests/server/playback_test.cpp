@@ -151,7 +151,7 @@ TEST_F(PlaybackTest, FileThatShrinks_EndsAsFailure) {
 
 TEST_F(PlaybackTest, ViewersThatWaitForAFilm_ShareThePassUntilTheLastHasLeft) {
   const auto path = Write(VideoOnly());
-  for (const std::size_t left : {3, 1}) {
+  for (const std::size_t left : {3U, 1U}) {
     SCOPED_TRACE(left);
     const int tasks = m_server.TaskCount();
     auto viewers = m_server.OpenAt(path, {0, 2000, 4000});
