@@ -74,6 +74,9 @@ TEST(MergeSorter, StreamsOutOfRangeAndBeforeInitialize_AreRefused) {
     EXPECT_EQ(0U, sorter.GetQueuedCount(1));
     EXPECT_EQ(kOk, sorter.Initialize(1, k30Bytes));
   }
+  EXPECT_EQ(kOk, sorter.AddPacket(MakePacket("a0")));
+  EXPECT_EQ(kOk, sorter.Initialize(1, k30Bytes));
+  EXPECT_EQ(kMustWait, sorter.GetNextPacket(packet, true)) << "what was queued is gone";
 }
 
 }  // namespace

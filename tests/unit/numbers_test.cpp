@@ -1,14 +1,17 @@
-// Numbers from floating point, and numbers and times from texts. The url fuzzer compares times, and the search for a
-// start time, with plain models.
+// Numbers from floating point and from bits, and numbers and times from texts. The url fuzzer compares times, and the
+// search for a start time, with plain models.
 #include "plugin/util/numbers.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <limits>
+#include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "plugin/util/byte_cursor.h"
 #include "plugin/util/text.h"
 #include "plugin/util/time_value.h"
 
@@ -51,6 +54,24 @@ TEST(ToInteger, Texts_ReadAsByAtolWithinTheRangeOfA32BitProperty) {
       {"-99999999999999999999999999", -2147483648LL},
   };
   for (const auto& [text, value] : cases) EXPECT_EQ(ToInteger(text), value) << text;
+}
+
+TEST(ReadBits, BeyondTheBytesOrTheByte_ReadsNothing) {
+  const std::vector<std::uint8_t> bytes(5, 0xFF);
+  const struct {
+    std::size_t size;
+    std::uint32_t position;
+    std::uint32_t count;
+    Status status;
+  } cases[] = {{0, 7, 0, kFailed},  {0, 3, 1, kFailed},  {5, 8, 1, kFailed}, {5, 7, 33, kFailed},
+               {3, 7, 25, kFailed}, {3, 6, 24, kFailed}, {3, 7, 24, kOk},    {5, 7, 32, kOk}};
+  for (const auto& row : cases) {
+    ByteCursor cursor(std::span<const std::uint8_t>(bytes).first(row.size));
+    std::uint32_t position = row.position;
+    std::uint32_t value = 0;
+    EXPECT_EQ(row.status, ReadBits(cursor, position, row.count, value)) << row.size << " " << row.count;
+    EXPECT_EQ(Failed(row.status) ? row.size : row.size - row.count / 8, cursor.remaining) << row.count;
+  }
 }
 
 TEST(TimeValue, Forms_GiveTenthsOfASecond) {

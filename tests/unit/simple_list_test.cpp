@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "plugin/util/string_list.h"
+#include "tests/support/library_heap.h"
 
 namespace qbflv {
 namespace {
@@ -107,6 +108,20 @@ TEST(StringList, EveryWayOfRemoving_DestroysTheStringsAndKeepsTheOthers) {
   list.RemoveTail();
   list.RemoveAtIterator(iterator = {});
   ASSERT_TRUE(list.AddTail("left to the destructor"));
+}
+
+TEST(StringList, AddingWithoutMemory_LeavesTheListAsItWas) {
+  test::WatchNothrow();
+  int failures = 0;
+  for (bool hasFailed = true; hasFailed; failures += hasFailed ? 1 : 0) {
+    CQBStringList list;
+    ASSERT_TRUE(list.AddTail("a"));
+    const test::HeapShortage shortage(failures + 1, test::Shortage::kReturnsNull, true);
+    hasFailed = !list.AddTail("b");
+    EXPECT_EQ(hasFailed, shortage.Struck());
+    EXPECT_EQ(Texts(list), hasFailed ? "a;" : "a;b;");
+  }
+  EXPECT_GE(failures, 3) << "the string, its text and the node";
 }
 
 }  // namespace
