@@ -57,6 +57,15 @@ TEST(FileIndexTable, LookupByOffset_FindsTheLastOffsetAtOrBeforeInTheStream) {
     EXPECT_EQ(row.status, index.LookupByOffset(row.stream, row.offset, 5000, &time, &found, &beyond)) << row.name;
     EXPECT_TRUE(time == row.time && found == row.found && beyond == row.beyond) << row.name;
   }
+  // The search then begins at the first entry.
+  index.SetGranularity(1000);
+  for (const std::uint32_t wanted : {25U, 35U}) {
+    std::uint32_t time = wanted;
+    std::uint32_t offset = 0;
+    EXPECT_EQ(wanted == 25 ? kOk : kBeyondSeen, index.Lookup(1, &time, &offset, nullptr));
+    EXPECT_EQ(wanted - 5, time);
+    EXPECT_EQ(100 * time, offset);
+  }
 }
 
 TEST(FileIndexTable, Streams_AreKeptApart) {

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "tests/support/library_heap.h"
+
 namespace qbflv {
 namespace {
 
@@ -35,6 +37,15 @@ TEST(String, ChangingACopyOrItsOriginal_ShowsInNoOther) {
       EXPECT_STREQ(copy.GetText(), " AbC ") << c.name;
     }
   }
+}
+
+TEST(String, ChangingASharedTextWithoutMemory_FailsAndKeepsIt) {
+  test::WatchNothrow();
+  const CQBString original(" AbC ");
+  CQBString copy = original;
+  const test::HeapShortage shortage(1, test::Shortage::kReturnsNull, true);
+  EXPECT_FALSE(copy.Assign("x") || copy.Append("x") || copy.TrimRight() || copy.MakeLower() || copy.Reserve(100));
+  EXPECT_STREQ(copy.GetText(), " AbC ");
 }
 
 TEST(String, PartsOfIt_AreClippedToItsLength) {
