@@ -81,6 +81,7 @@ TEST(AMFValue, Bytes_DecodeIntoTheTreeOrFailWhereTheyGoWrong) {
       {"long string, far too long", "0C FFFFFFFF 616263", "t12{}", kFailed, 3},
       {"date", "0B #5 FFC4", "t11{}", kOk},
       {"date without a zone", "0B #5 FF", "t11{}", kFailed, 1},
+      {"undefined", "06 05", "t6{}", kOk, 1},
       {"nothing", "", "0", kFailed},
       {"movie clip", "04 00", "t4{}", kFailed, 1},
       {"the first type that is none", "0E 0000", "t14{}", kFailed, 2},
